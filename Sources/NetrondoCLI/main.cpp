@@ -1,0 +1,5 @@
+// The command `netrondo`.
+int main()
+{
+    return 2;
+}

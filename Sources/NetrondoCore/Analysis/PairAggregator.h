@@ -1,0 +1,38 @@
+// Folds frames into conversations: the model of who talks to whom.
+#pragma once
+
+#include "Analysis/Expert/ExpertPreferences.h"
+#include "Analysis/Model/AnalysisResult.h"
+#include "Capture/CaptureFrame.h"
+#include "Dissection/Classify/AnalysisMode.h"
+
+#include <memory>
+#include <span>
+
+namespace netrondo {
+
+/// Lives for one analysis: made for a mode and the expert preferences, fed all frames in capture order, asked for a
+/// result as often as one likes. Belongs to the thread that feeds it.
+class PairAggregator {
+public:
+    PairAggregator(AnalysisMode mode, const ExpertPreferences& expert);
+    ~PairAggregator();
+    PairAggregator(PairAggregator&&) noexcept;
+    PairAggregator& operator=(PairAggregator&&) noexcept;
+
+    /// Folds one frame in. Never fails: what cannot be classified changes nothing.
+    void ingest(const CaptureFrame& frame) { ingest(std::span(&frame, 1)); }
+    /// The same for many frames, in order; several at once hide the memory's latency.
+    void ingest(std::span<const CaptureFrame> frames);
+
+    /// The result of the frames so far; the aggregator goes on.
+    AnalysisResult result() const;
+    /// The same for an aggregator that is done: hands its tables over instead of copying them.
+    AnalysisResult takeResult() &&;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace netrondo

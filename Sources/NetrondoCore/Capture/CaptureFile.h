@@ -1,0 +1,19 @@
+// The front door for captures that come from a file: sniff the first bytes, unpack gzip, open the matching reader.
+#pragma once
+
+#include "Capture/CaptureReading.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace netrondo {
+
+namespace CaptureFile {
+
+/// Opens a capture of any supported format. The path "-" is standard input. Pipes and other unseekable files are read
+/// as they come; gzip is inflated to a temporary file without a name first.
+CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path);
+
+} // namespace CaptureFile
+
+} // namespace netrondo

@@ -1,0 +1,51 @@
+// The interface every source of frames offers.
+#pragma once
+
+#include "Capture/CaptureError.h"
+#include "Capture/CaptureFrame.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace netrondo {
+
+enum class CaptureFormat { pcap, pcapng, sniffer, wiretap };
+
+/// "pcap", "pcapng", "sniffer" or "wiretap".
+std::string_view rawValue(CaptureFormat format);
+
+class CaptureReading {
+public:
+    virtual ~CaptureReading() = default;
+    CaptureReading(const CaptureReading&) = delete;
+    CaptureReading& operator=(const CaptureReading&) = delete;
+
+    virtual CaptureFormat format() const = 0;
+    /// The link type of each interface seen so far, indexed by `CaptureFrame::interfaceID`.
+    virtual std::span<const LinkType> interfaceLinkTypes() const = 0;
+    /// True when the file itself says that its fractions are nanoseconds.
+    virtual bool isNanosecond() const { return false; }
+
+    /// The next frame, nothing at the end of the data, or an error. The frame's bytes stay good until the next call.
+    CaptureResult<std::optional<CaptureFrame>> nextFrame();
+
+    /// Fills `frames` from its start with the next frames and tells how many; 0 is the end of the data. It stops early
+    /// where the reader's buffer ends, so that all frames of one batch are good together, until the next call.
+    /// An error comes alone: the frames before it have come with the call before.
+    virtual CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) = 0;
+
+    /// How far reading has come, in bytes of the source, for progress: offset and size (0 when unknown).
+    struct Position {
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0;
+    };
+    virtual Position position() const { return {}; }
+
+protected:
+    CaptureReading() = default;
+};
+
+} // namespace netrondo

@@ -1,0 +1,22 @@
+# The flags every target is built with. Warnings are errors: a capture tool that reads hostile bytes cannot afford to
+# look away from a sign conversion.
+add_library(netrondo-flags INTERFACE)
+target_compile_options(
+    netrondo-flags
+    INTERFACE -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
+              -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # g++ 12 reports these two inside its own standard library once it has inlined enough of it.
+    target_compile_options(netrondo-flags INTERFACE -Wno-error=null-dereference -Wno-null-dereference
+                                                    -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # clang 14 hides libstdc++'s <expected> behind a concepts version it does not yet announce.
+    target_compile_options(netrondo-flags INTERFACE -D__cpp_concepts=202002L -Wno-builtin-macro-redefined
+                                                    -Wno-macro-redefined)
+endif()
+if(NETRONDO_SANITIZE)
+    target_compile_options(netrondo-flags INTERFACE -fsanitize=${NETRONDO_SANITIZE} -fno-sanitize-recover=all
+                                                    -fno-omit-frame-pointer)
+    target_link_options(netrondo-flags INTERFACE -fsanitize=${NETRONDO_SANITIZE})
+endif()
