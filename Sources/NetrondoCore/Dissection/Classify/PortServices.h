@@ -4,6 +4,7 @@
 #include "Dissection/Classify/ProtocolCategory.h"
 #include "Dissection/Classify/ProtocolName.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -26,25 +27,56 @@ namespace PortServices {
 /// Ports from here on are handed out by operating systems for the length of one connection.
 constexpr std::uint16_t ephemeralPortFloor = 49152;
 
+namespace detail {
+/// The service of every port, `ProtocolName::other` where there is none: one load for every frame.
+extern const std::array<ProtocolName, 65536> serviceByPort;
+static_assert(static_cast<int>(ProtocolName::other) == 0, "an empty table says that nothing is known");
+
+/// What is known about a protocol name beyond its text.
+enum NameTrait : std::uint8_t { transportOnly = 1, infrastructure = 2 };
+extern const std::array<std::uint8_t, protocolNameCount> nameTraits;
+
+inline bool hasTrait(ProtocolName name, NameTrait trait)
+{
+    return nameTraits[static_cast<std::size_t>(name)] & trait;
+}
+} // namespace detail
+
 /// The name of a port's service, or none.
-std::optional<ProtocolName> serviceOf(std::uint16_t port);
+inline std::optional<ProtocolName> serviceOf(std::uint16_t port)
+{
+    const auto name = detail::serviceByPort[port];
+    return name == ProtocolName::other ? std::nullopt : std::optional(name);
+}
 /// The same as text, or the empty view.
 std::string_view name(std::uint16_t port);
 /// A port below the ephemeral ones without a name: somebody's service, we do not know whose.
 bool isUnnamedService(std::uint16_t port);
 /// The service name of the destination port, else of the source port, else `transport`.
-ProtocolName serviceName(std::uint16_t sourcePort, std::uint16_t destinationPort, ProtocolName transport);
+inline ProtocolName serviceName(std::uint16_t sourcePort, std::uint16_t destinationPort, ProtocolName transport)
+{
+    const auto destination = serviceOf(destinationPort);
+    return destination ? *destination : serviceOf(sourcePort).value_or(transport);
+}
 
-/// True for names that say no more than how the bytes were carried ("TCP", "IPv6", "SCTP").
-bool isTransportOnly(ProtocolName name);
+/// True for names that say no more than how the bytes were carried ("TCP", "IPv6", "SCTP", "IP protocol 99").
+inline bool isTransportOnly(ProtocolName name)
+{
+    return detail::hasTrait(name, detail::transportOnly);
+}
+/// The same for a text, whatever the case of its letters ("IPV4").
 bool isTransportOnly(std::string_view name);
 
-/// The named service whose ports carry the highest summed count, the one with the lowest port on a tie.
+/// The named service whose ports carry the highest summed count, the one with the lowest port on a tie. The ports stand
+/// in ascending order.
 std::optional<ProtocolName> dominantAppProtocol(std::span<const std::pair<std::uint16_t, PortStats>> ports);
 
 /// The category of frames with this name: that of their transport, but `infrastructure` for the protocols that
 /// networks run for themselves (routing, flow export).
-ProtocolCategory category(ProtocolName name, ProtocolCategory transport);
+inline ProtocolCategory category(ProtocolName name, ProtocolCategory transport)
+{
+    return detail::hasTrait(name, detail::infrastructure) ? ProtocolCategory::infrastructure : transport;
+}
 
 } // namespace PortServices
 
