@@ -5,15 +5,15 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
-namespace netrondo {
-
-namespace CaptureFile {
+namespace netrondo::CaptureFile {
 
 /// Opens a capture of any supported format. The path "-" is standard input. Pipes and other unseekable files are read
 /// as they come; gzip is inflated to a temporary file without a name first.
 CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path);
 
-} // namespace CaptureFile
+/// The format that the first four bytes of a file announce, if it is one that is known; gzip is none.
+std::optional<CaptureFormat> formatOf(Bytes start);
 
-} // namespace netrondo
+} // namespace netrondo::CaptureFile

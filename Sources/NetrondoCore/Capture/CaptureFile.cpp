@@ -1,0 +1,99 @@
+// Picks the reader by the first bytes. One handle serves from the first look to the last frame, so that a pipe, which
+// cannot be opened twice, is read like a file.
+#include "Capture/CaptureFile.h"
+
+#include "Capture/FileHandle.h"
+#include "Capture/GzipCodec.h"
+#include "Capture/PcapNgReader.h"
+#include "Capture/PcapReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <random>
+#include <unistd.h>
+
+namespace netrondo::CaptureFile {
+namespace {
+constexpr std::array<std::uint8_t, 4> snifferMagic = {0x58, 0x43, 0x50, 0x00}; // "XCP" and a zero
+
+/// A random UUID (RFC 9562, version 4) as text.
+std::string uuid()
+{
+    std::random_device random;
+    const std::uint32_t a = random(), b = random(), c = random(), d = random();
+    return fmt::format("{:08x}-{:04x}-4{:03x}-{:x}{:03x}-{:04x}{:08x}", a, b >> 16, b & 0xfff, 8 | (c >> 30),
+                       c >> 16 & 0xfff, c & 0xffff, d);
+}
+
+/// The user's temporary directory.
+std::string temporaryFolder()
+{
+    const char* folder = std::getenv("TMPDIR");
+    return folder && *folder ? folder : "/tmp";
+}
+
+/// Inflates into a temporary file. It loses its name before the first byte is written, so that nothing stays on disk
+/// however the program ends; closing the handle frees its space.
+CaptureResult<FileHandle> inflated(FileHandle packed)
+{
+    const auto folder = temporaryFolder();
+    const auto place = fmt::format("the temporary directory {} (TMPDIR can name another)", folder);
+    const auto path = std::filesystem::path(folder) / ("nr-" + uuid() + ".cap");
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return std::unexpected(GzipCodec::cannotInflateInto(place, errno));
+    FileHandle file(descriptor);
+    if (::unlink(path.c_str()) < 0)
+        return std::unexpected(CaptureError::system(errno));
+    if (const auto done = GzipCodec::decompress(packed, descriptor, place); !done)
+        return std::unexpected(done.error());
+    if (::lseek(descriptor, 0, SEEK_SET) < 0)
+        return std::unexpected(CaptureError::system(errno));
+    return file;
+}
+
+/// The file, or what is in it when it is compressed.
+CaptureResult<FileHandle> unwrappedHandle(const std::filesystem::path& path)
+{
+    NR_TRY(auto handle, FileHandle::open(path));
+    NR_TRY(const auto start, handle.peek(4));
+    if (start.size() < 2)
+        return std::unexpected(CaptureError::fileTooSmall());
+    return GzipCodec::is(start) ? inflated(std::move(handle)) : std::move(handle);
+}
+} // namespace
+
+std::optional<CaptureFormat> formatOf(Bytes start)
+{
+    if (start.size() < 4)
+        return std::nullopt;
+    if (std::ranges::equal(start.first(4), snifferMagic)) // before the others: it wins whatever else might match
+        return CaptureFormat::sniffer;
+    const auto magic = load::le32(start.data());
+    if (magic == PcapNgReader::sectionHeader)
+        return CaptureFormat::pcapng;
+    if (PcapReader::isMagic(magic))
+        return CaptureFormat::pcap;
+    return std::nullopt;
+}
+
+CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path)
+{
+    NR_TRY(auto handle, unwrappedHandle(path));
+    NR_TRY(const auto start, handle.peek(4));
+    if (start.size() < 4)
+        return std::unexpected(CaptureError::fileTooSmall());
+    const auto format = formatOf(start);
+    if (format == CaptureFormat::pcapng)
+        return PcapNgReader::open(std::move(handle));
+    if (format == CaptureFormat::pcap)
+        return PcapReader::open(std::move(handle));
+    // A Sniffer capture is recognised and ends here too: it has no reader yet.
+    return std::unexpected(CaptureError::unsupportedFormat());
+}
+
+} // namespace netrondo::CaptureFile

@@ -1,0 +1,24 @@
+// What all readers share: names of the formats, and one frame as a batch of one.
+#include "Capture/CaptureReading.h"
+
+namespace netrondo {
+
+std::string_view rawValue(CaptureFormat format)
+{
+    switch (format) {
+    case CaptureFormat::pcap: return "pcap";
+    case CaptureFormat::pcapng: return "pcapng";
+    case CaptureFormat::sniffer: return "sniffer";
+    case CaptureFormat::wiretap: return "wiretap";
+    }
+    fatal("a capture format without a name", __FILE__, __LINE__);
+}
+
+CaptureResult<std::optional<CaptureFrame>> CaptureReading::nextFrame()
+{
+    CaptureFrame frame;
+    NR_TRY(const auto count, nextBatch({&frame, 1}));
+    return count == 0 ? std::optional<CaptureFrame>() : frame;
+}
+
+} // namespace netrondo

@@ -1,0 +1,30 @@
+// gzip (RFC 1952): recognising it, inflating a file into another, and inflating only the beginning.
+#pragma once
+
+#include "Base/Bytes.h"
+#include "Capture/CaptureError.h"
+#include "Capture/FileHandle.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace netrondo::GzipCodec {
+
+/// True for bytes that begin as every gzip member does; false for fewer than 2.
+bool is(Bytes prefix);
+
+/// Inflates the first member of the gzip file `from` into the new file `to`; what follows the member is ignored. A
+/// stream that is cut yields what it holds up to the cut. After a failure `to` may hold part of the output.
+CaptureResult<void> decompress(const std::filesystem::path& from, const std::filesystem::path& to);
+/// The same between open files; `place` says where the output lies, for the error when it cannot be written.
+CaptureResult<void> decompress(FileHandle& from, int to, std::string_view place);
+
+/// The error for output that cannot be created or written at `place`, with the operating system's reason.
+CaptureError cannotInflateInto(std::string_view place, int errorNumber);
+
+/// The first `maxBytes` inflated bytes of the gzip file `from`; fewer when it ends before.
+CaptureResult<std::vector<std::uint8_t>> inflatePrefix(const std::filesystem::path& from, std::int64_t maxBytes);
+
+} // namespace netrondo::GzipCodec

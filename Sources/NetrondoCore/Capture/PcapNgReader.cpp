@@ -1,0 +1,143 @@
+// Blocks are taken from the window as long as whole ones lie in it. Three simplifications are deliberate: later
+// sections keep the byte order and the interfaces of the first, the timestamp resolution of an interface is ignored,
+// and a block that the end of the file cuts is the end of the data.
+#include "Capture/PcapNgReader.h"
+
+#include <fmt/format.h>
+
+namespace netrondo {
+namespace {
+enum BlockType : std::uint32_t { interfaceDescription = 1, simplePacket = 3, enhancedPacket = 6 };
+
+constexpr std::size_t blockHeaderSize = 8; ///< type and total length
+constexpr std::size_t smallestBlock = 12;  ///< the header, no body, and the length repeated
+constexpr std::uint32_t byteOrderMagic = 0x1A2B3C4D;
+
+auto invalid(std::string payload)
+{
+    return std::unexpected(CaptureError::invalidHeader(std::move(payload)));
+}
+} // namespace
+
+CaptureResult<std::unique_ptr<PcapNgReader>> PcapNgReader::open(FileHandle handle)
+{
+    NR_TRY(const auto start, handle.peek(12));
+    if (start.size() < 12)
+        return std::unexpected(CaptureError::fileTooSmall());
+    if (load::le32(start.data()) != sectionHeader)
+        return invalid("PCAPNG must start with SHB");
+    const auto order = load::le32(start.data() + 8);
+    if (order != byteOrderMagic && order != __builtin_bswap32(byteOrderMagic))
+        return invalid(fmt::format("Bad PCAPNG byte-order magic: {:x}", order));
+    return std::unique_ptr<PcapNgReader>(new PcapNgReader(std::move(handle), order != byteOrderMagic));
+}
+
+CaptureResult<std::size_t> PcapNgReader::nextBatch(std::span<CaptureFrame> frames)
+{
+    std::size_t count = 0;
+    while (count < frames.size()) {
+        const auto block = bufferedBlock();
+        if (!block.empty()) {
+            const auto isFrame = take(block, frames[count]);
+            if (!isFrame && count > 0)
+                break; // the next call meets the block again and reports it
+            if (!isFrame)
+                return std::unexpected(isFrame.error());
+            handle_.skip(block.size());
+            count += *isFrame;
+            continue;
+        }
+        if (count > 0)
+            break; // the frames so far lie in the window, which must not move under them
+        NR_TRY(const auto more, requireBlock());
+        if (!more)
+            break;
+    }
+    return count;
+}
+
+/// The next block if it lies whole in the window, else nothing.
+Bytes PcapNgReader::bufferedBlock() const
+{
+    const auto window = handle_.buffered();
+    if (window.size() < smallestBlock)
+        return {};
+    const auto length = u32(window, 4);
+    return length < smallestBlock || length > window.size() ? Bytes() : window.first(length);
+}
+
+/// Brings the next block into the window whole; false at the end of the data.
+CaptureResult<bool> PcapNgReader::requireBlock()
+{
+    NR_TRY(const auto header, handle_.peek(blockHeaderSize));
+    if (header.size() < blockHeaderSize)
+        return false;
+    const auto length = u32(header, 4);
+    if (length < smallestBlock)
+        return invalid(fmt::format("Block length {}", length));
+    return handle_.require(length);
+}
+
+/// Reads one block and tells whether it gave a frame.
+CaptureResult<bool> PcapNgReader::take(Bytes block, CaptureFrame& frame)
+{
+    if (u32(block, block.size() - 4) != block.size())
+        return invalid("Block trailing length mismatch");
+    const auto body = block.subspan(blockHeaderSize, block.size() - smallestBlock);
+    switch (u32(block, 0)) {
+    case enhancedPacket: return takeEnhancedPacket(body, frame);
+    case simplePacket: return takeSimplePacket(body, frame);
+    case interfaceDescription: return takeInterface(body);
+    default: return false; // section headers, statistics, names, obsolete packets, custom blocks
+    }
+}
+
+CaptureResult<bool> PcapNgReader::takeInterface(Bytes body)
+{
+    if (body.size() < 8)
+        return invalid("Short IDB");
+    interfaceLinkTypes_.push_back(linkType(load::u16(body.data(), swapEndian_)));
+    snaplens_.push_back(u32(body, 4));
+    return false;
+}
+
+CaptureResult<bool> PcapNgReader::takeEnhancedPacket(Bytes body, CaptureFrame& frame) const
+{
+    constexpr std::size_t fixed = 20;
+    if (body.size() < fixed)
+        return std::unexpected(CaptureError::truncatedFrame());
+    const auto captured = u32(body, 12);
+    if (body.size() - fixed < captured)
+        return std::unexpected(CaptureError::truncatedFrame());
+    // Always microseconds, whatever if_tsresol says: a nanosecond file gets seconds 1000 times too large.
+    const auto time = std::uint64_t{u32(body, 4)} << 32 | u32(body, 8);
+    const auto interface = u32(body, 0);
+    frame = {interface,
+             time / 1'000'000,
+             time % 1'000'000,
+             captured,
+             u32(body, 16),
+             linkTypeOf(interface),
+             body.subspan(fixed, captured)};
+    return true;
+}
+
+CaptureResult<bool> PcapNgReader::takeSimplePacket(Bytes body, CaptureFrame& frame) const
+{
+    if (body.size() < 4)
+        return std::unexpected(CaptureError::truncatedFrame());
+    // The block does not say how many bytes were captured, so that its padding stays part of the frame: deliberate.
+    const auto data = body.subspan(4);
+    frame = {0, 0, 0, static_cast<std::uint32_t>(data.size()), u32(body, 0), linkTypeOf(0), data};
+    return true;
+}
+
+/// A packet of an interface that was never described takes the first one's link type, or Ethernet when there is none.
+LinkType PcapNgReader::linkTypeOf(std::uint32_t interfaceID) const
+{
+    if (interfaceID < interfaceLinkTypes_.size())
+        return interfaceLinkTypes_[interfaceID];
+    return interfaceLinkTypes_.empty() ? LinkType::ethernet : interfaceLinkTypes_.front();
+}
+
+} // namespace netrondo

@@ -1,0 +1,46 @@
+// The pcapng format (draft-ietf-opsawg-pcapng): blocks, of which interfaces and packets matter to the analysis.
+#pragma once
+
+#include "Capture/CaptureReading.h"
+#include "Capture/FileHandle.h"
+
+#include <vector>
+
+namespace netrondo {
+
+class PcapNgReader final : public CaptureReading {
+public:
+    /// Type of the block every file begins with; it reads the same in both byte orders.
+    static constexpr std::uint32_t sectionHeader = 0x0A0D0D0A;
+
+    /// Checks the start of the file; the section header is read again as an ordinary block.
+    static CaptureResult<std::unique_ptr<PcapNgReader>> open(FileHandle handle);
+
+    CaptureFormat format() const override { return CaptureFormat::pcapng; }
+    std::span<const LinkType> interfaceLinkTypes() const override { return interfaceLinkTypes_; }
+    /// The snapshot length of each interface, indexed like the link types.
+    std::span<const std::uint32_t> snaplens() const { return snaplens_; }
+
+    /// A damaged block is an error again on every further call.
+    CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
+    Position position() const override { return {handle_.offset(), handle_.size()}; }
+
+private:
+    PcapNgReader(FileHandle handle, bool swapEndian) : handle_(std::move(handle)), swapEndian_(swapEndian) { }
+
+    std::uint32_t u32(Bytes bytes, std::size_t at) const { return load::u32(bytes.data() + at, swapEndian_); }
+    Bytes bufferedBlock() const;
+    CaptureResult<bool> requireBlock();
+    CaptureResult<bool> take(Bytes block, CaptureFrame& frame);
+    CaptureResult<bool> takeInterface(Bytes body);
+    CaptureResult<bool> takeEnhancedPacket(Bytes body, CaptureFrame& frame) const;
+    CaptureResult<bool> takeSimplePacket(Bytes body, CaptureFrame& frame) const;
+    LinkType linkTypeOf(std::uint32_t interfaceID) const;
+
+    FileHandle handle_;
+    bool swapEndian_;
+    std::vector<LinkType> interfaceLinkTypes_;
+    std::vector<std::uint32_t> snaplens_;
+};
+
+} // namespace netrondo
