@@ -54,7 +54,7 @@ std::string_view explanation(QualityStrictness strictness); ///< for the setting
 std::string_view strictnessExplanation();                   ///< what a preset changes and what it does not
 std::optional<QualityStrictness> strictnessById(std::string_view id);
 
-SessionQualityGrade gradeOf(std::optional<int> score, const QualityGradeThresholds& thresholds);
+SessionQualityGrade gradeOf(std::optional<int> score, const QualityGradeThresholds& bands);
 std::string_view rawValue(SessionQualityGrade grade);    ///< "excellent"
 std::string_view displayName(SessionQualityGrade grade); ///< "Excellent", "n/a"
 struct GradeColor {
@@ -92,7 +92,7 @@ struct TCPSessionQuality {
     Deductions deductions() const;
     /// 0 to 100; nothing when no segment was seen.
     std::optional<int> score() const;
-    SessionQualityGrade grade(const QualityGradeThresholds& using_ = {}) const;
+    SessionQualityGrade grade(const QualityGradeThresholds& bands = {}) const;
 
     friend bool operator==(const TCPSessionQuality&, const TCPSessionQuality&) = default;
 };
@@ -100,6 +100,6 @@ struct TCPSessionQuality {
 /// Writes the record as an object, keys in the order of the fields; absent values are left out.
 void write(JsonWriter& json, const TCPSessionQuality& quality);
 void write(JsonWriter& json, const TCPHandshakeOptions& handshake);
-void write(JsonWriter& json, const QualityGradeThresholds& thresholds);
+void write(JsonWriter& json, const QualityGradeThresholds& bands);
 
 } // namespace netrondo
