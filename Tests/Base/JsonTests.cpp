@@ -38,13 +38,14 @@ TEST(Json, WritesObjectsAndArraysInTheOrderOfTheCalls)
                   writer.field("text", "plain");
                   writer.field("absent", std::optional<int>{});
                   writer.field("present", std::optional<int>{1});
+                  writer.field(std::string("odd \"key\""), 1);
                   writer.field("names", std::vector<std::string>{"a", "b"});
                   writer.key(std::uint16_t{443});
                   writer.null();
                   writer.endObject();
               }),
               R"({"yes":true,"no":false,"small":-7,"large":18446744073709551615,"half":0.5,"count":3,"text":"plain",)"
-              R"("present":1,"names":["a","b"],"443":null})");
+              R"("present":1,"odd \"key\"":1,"names":["a","b"],"443":null})");
 }
 
 TEST(Json, EscapesWhatJsonAsksForAndNothingElse)

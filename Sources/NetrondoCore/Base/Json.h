@@ -10,6 +10,7 @@
 #include <cstring>
 #include <optional>
 #include <rapidjson/writer.h>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -24,6 +25,46 @@ concept JsonRecord = requires(JsonWriter& json, const T& record)
     write(json, record);
 };
 
+/// ASCII without quotes, backslashes and control characters: text that JSON takes as it is. Eight characters at a time.
+constexpr bool isPlainJson(std::string_view text)
+{
+    constexpr std::uint64_t ones = 0x0101010101010101;
+    std::uint64_t suspicious = 0; // the high bit of every character that may need escaping
+    for (std::size_t at = 0; at < text.size(); at += 8) {
+        const auto count = std::min<std::size_t>(text.size() - at, 8);
+        std::uint64_t word = ones * ' ';
+        if
+            consteval
+            {
+                for (std::size_t i = 0; i < count; ++i)
+                    word = word << 8 | static_cast<std::uint8_t>(text[at + i]);
+            }
+        else {
+            std::memcpy(&word, text.data() + at, count);
+        }
+        // A borrow can make the next character look suspicious, never innocent.
+        suspicious |= word | (word - ones * ' ') | ((word ^ ones * '"') - ones) | ((word ^ ones * '\\') - ones);
+    }
+    return !(suspicious & ones * 0x80);
+}
+
+/// The name of a member. That of a literal is looked at once, by the compiler.
+class JsonKey {
+public:
+    template <std::size_t size>
+    consteval JsonKey(const char (&literal)[size]) : JsonKey(std::string_view(literal, size - 1))
+    { }
+    constexpr JsonKey(std::string_view text) : text_(text), isPlain_(isPlainJson(text)) { }
+    JsonKey(const std::string& text) : JsonKey(std::string_view(text)) { }
+
+    std::string_view text() const { return text_; }
+    bool isPlain() const { return isPlain_; }
+
+private:
+    std::string_view text_;
+    bool isPlain_;
+};
+
 /// Writes one JSON text, compact, to a `TextOutput`. Keys and values come in the order they are called. Text that is
 /// not UTF-8 gets U+FFFD for what cannot be read, a number that is not finite becomes null: the result is JSON always.
 class JsonWriter {
@@ -34,7 +75,7 @@ public:
     void endObject() { writer_.EndObject(); }
     void beginArray() { writer_.StartArray(); }
     void endArray() { writer_.EndArray(); }
-    void key(std::string_view name) { value(name); }
+    void key(JsonKey name) { putText(name.text(), name.isPlain()); }
     /// A number as a key: its decimal digits.
     void key(std::unsigned_integral auto number)
     {
@@ -42,17 +83,7 @@ public:
         key(std::string_view(digits, rapidjson::internal::u64toa(number, digits)));
     }
 
-    void value(std::string_view text)
-    {
-        writer_.Prefix(rapidjson::kStringType);
-        if (text.size() > longestPlain || !isPlain(text))
-            return putEscaped(text);
-        char* at = stream_.out.reserve(text.size() + 2);
-        at[0] = '"';
-        std::memcpy(at + 1, text.data(), text.size());
-        at[text.size() + 1] = '"';
-        stream_.out.commit(text.size() + 2);
-    }
+    void value(std::string_view text) { putText(text, isPlainJson(text)); }
     void value(const char* text) { value(std::string_view(text)); }
     void value(bool truth)
     {
@@ -79,13 +110,13 @@ public:
     }
     void null() { writer_.Null(); }
 
-    template <typename T> void field(std::string_view name, const T& content)
+    template <typename T> void field(JsonKey name, const T& content)
     {
         key(name);
         value(content);
     }
     /// An absent value is left out, key and all.
-    template <typename T> void field(std::string_view name, const std::optional<T>& content)
+    template <typename T> void field(JsonKey name, const std::optional<T>& content)
     {
         if (content)
             field(name, *content);
@@ -114,29 +145,17 @@ private:
 
     static constexpr std::size_t longestPlain = 4000; // what `TextOutput::reserve` has room for
 
-    /// ASCII without quotes, backslashes and control characters: eight characters at a time.
-    static bool isPlain(std::string_view text)
+    void putText(std::string_view text, bool isPlain)
     {
-        const char* at = text.data();
-        std::size_t left = text.size();
-        std::uint64_t suspicious = 0;
-        for (; left >= 8; at += 8, left -= 8)
-            suspicious |= suspiciousBits(at, 8);
-        if (left)
-            suspicious |= text.size() >= 8 ? suspiciousBits(at + left - 8, 8) : suspiciousBits(at, left);
-        return !(suspicious & 0x8080808080808080);
+        writer_.Prefix(rapidjson::kStringType);
+        if (!isPlain || text.size() > longestPlain)
+            return putEscaped(text);
+        char* at = stream_.out.reserve(text.size() + 2);
+        at[0] = '"';
+        std::memcpy(at + 1, text.data(), text.size());
+        at[text.size() + 1] = '"';
+        stream_.out.commit(text.size() + 2);
     }
-    /// The high bit of every byte that may need escaping; a borrow can make a neighbour look suspicious, never
-    /// innocent.
-    static std::uint64_t suspiciousBits(const char* at, std::size_t count)
-    {
-        constexpr std::uint64_t ones = 0x0101010101010101;
-        std::uint64_t word = ones * ' ';
-        std::memcpy(&word, at, count);
-        const auto quote = word ^ ones * '"', backslash = word ^ ones * '\\';
-        return word | (word - ones * ' ') | (quote - ones) | (backslash - ones);
-    }
-
     void putEscaped(std::string_view text);
     /// `writeTo` gets room for 32 characters and returns where it ended.
     template <typename Write> void putScalar(Write writeTo)
