@@ -1,0 +1,47 @@
+// One value of a frame against the value in a filter: numbers, yes and no, text.
+#pragma once
+
+#include "Dissection/Filter/FilterText.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace netrondo {
+
+/// The comparison operators, in the language's order.
+enum class FilterOp : std::uint8_t { eq, ne, gt, lt, ge, le, contains };
+
+/// "eq", "ne" and so on: the operators' keywords.
+std::string_view caseName(FilterOp op);
+
+/// The number a text begins with or stands for: "0x10" is 16, "1500 bytes" 1500, "TTL 64" 64. Nothing without one.
+/// Points and signs are those of a C program whatever the locale.
+std::optional<double> number(std::string_view text);
+
+/// The same text but for case and accents, or the same number, or the same of yes and no.
+bool equalish(std::string_view a, std::string_view b);
+
+/// An operator and its right side, made ready once and asked for every value.
+class FilterComparison {
+public:
+    FilterComparison(FilterOp op, std::string_view target);
+
+    FilterOp op() const { return op_; }
+    /// The target as a number, where it is one.
+    std::optional<double> targetNumber() const { return number_; }
+    bool holdsFor(std::string_view value) const;
+
+private:
+    bool equals(std::string_view value) const;
+    bool isOrderedAs(int order) const;
+
+    FilterOp op_;
+    std::string target_;
+    std::string folded_; ///< the target as `folded` leaves it
+    std::optional<double> number_;
+    enum class Word : std::uint8_t { none, yes, no } word_; ///< what the target says as a boolean word
+};
+
+} // namespace netrondo
