@@ -1,0 +1,44 @@
+// The state of decoding one frame: what is still to be read, and what inner layers need to know of the outer ones.
+#pragma once
+
+#include "Capture/CaptureFrame.h"
+#include "Dissection/Decode/DecodeTree.h"
+#include "Dissection/Decode/FrameSummary.h"
+
+#include <array>
+#include <cstdint>
+
+namespace netrondo {
+
+/// A stretch of bytes that waits for its protocol.
+struct PendingLayer {
+    const Protocol* protocol;
+    std::uint32_t offset;  ///< in the frame, or in the tree's own bytes
+    std::uint32_t end;     ///< behind the last byte that is there
+    std::uint32_t wireEnd; ///< where the protocol outside says it ends; beyond `end` when the capture is cut
+    std::uint8_t nodeFlags;
+    bool isStream; ///< a piece of a byte stream: its last message may go on in a later piece
+};
+
+struct Decoding {
+    static constexpr std::size_t maxPending = 32;
+
+    Decoding(DecodeTree& into, FrameSummary& columns, const CaptureFrame& of)
+        : tree(into), summary(columns), capture(of)
+    { }
+
+    DecodeTree& tree;
+    FrameSummary& summary;
+    const CaptureFrame& capture; ///< its absolute time judges certificates; its bytes are the tree's
+
+    /// The network layer's addresses as the transport's pseudo-header takes them; `none` under another network.
+    Address networkSource{};
+    Address networkDestination{};
+    bool isFragment = false; ///< the innermost IP packet is a piece of a larger one
+    bool quotes = false;     ///< what follows is quoted by an error message
+
+    std::size_t pendingCount = 0;
+    std::array<PendingLayer, maxPending> pending;
+};
+
+} // namespace netrondo

@@ -1,0 +1,222 @@
+// A dissector's view of its own bytes: reading moves forward, adds nodes to the tree and never leaves the bytes.
+#pragma once
+
+#include "Base/Bytes.h"
+#include "Dissection/Decode/Decoding.h"
+#include "Dissection/Decode/Protocol.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <string_view>
+
+namespace netrondo {
+
+class Layer {
+public:
+    Layer(Decoding& decoding, const PendingLayer& place);
+
+    // Reading. Past the end these yield 0 or nothing, add no node and mark the layer as stopped, once and for all.
+
+    std::uint64_t read(const Field& field)
+    {
+        const auto size = sizeOf(field.wire);
+        if (left() < size || stopped_) [[unlikely]]
+            return stopAt(field, size);
+        const auto number = load(field.wire, at());
+        tree_.add(field, number, offset_, size, flags_);
+        offset_ += static_cast<std::uint32_t>(size);
+        return number;
+    }
+    template <typename... More> void read(const Field& first, const Field& second, const More&... more)
+    {
+        read(first);
+        read(second);
+        (static_cast<void>(read(more)), ...);
+    }
+    /// Reads a number and adds a node for each of the parts it is made of.
+    template <typename... Parts> std::uint64_t readParts(const Field& whole, const Parts&... parts)
+    {
+        const auto index = tree_.size();
+        const auto start = offset_;
+        const auto number = read(whole);
+        if (!stopped_) {
+            (static_cast<void>(tree_.add(parts, partOf(parts, number), start, offset_ - start, flags_)), ...);
+            tree_.close(index);
+        }
+        return number;
+    }
+    Bytes readBytes(const Field& field, std::size_t count);
+    std::string_view readText(const Field& field, std::size_t count);
+    /// Text up to a zero byte, which is consumed too; up to the end of the layer when there is none.
+    std::string_view readZeroText(const Field& field);
+    /// A line without its CR LF (or LF), which is consumed too.
+    std::string_view readLine(const Field& field);
+    void skip(std::size_t count);
+    /// Everything that is left.
+    Bytes readRest(const Field& field) { return readBytes(field, left()); }
+
+    // Looking ahead, without a trace; 0 past the end.
+    std::uint8_t peek8(std::size_t ahead = 0) const { return left() > ahead ? at()[ahead] : std::uint8_t{0}; }
+    std::uint16_t peek16(std::size_t ahead = 0) const
+    {
+        return left() >= ahead + 2 ? load::be16(at() + ahead) : std::uint16_t{0};
+    }
+    std::uint32_t peek32(std::size_t ahead = 0) const { return left() >= ahead + 4 ? load::be32(at() + ahead) : 0; }
+    Bytes rest() const { return {base_ + offset_, left()}; }
+    /// All bytes of the layer from its first one on.
+    Bytes whole() const { return {base_ + begin_, static_cast<std::size_t>(end_ - begin_)}; }
+
+    std::size_t left() const { return end_ - offset_; }
+    /// What is left by the words of the protocols outside, captured or not.
+    std::size_t leftOnWire() const { return wireEnd_ - offset_; }
+    bool isCut() const { return wireEnd_ > end_; }
+    std::uint32_t offset() const { return offset_; }
+    std::uint32_t begin() const { return begin_; }
+    bool stopped() const { return stopped_; }
+    bool more(std::size_t count = 1) const { return !stopped_ && left() >= count && !tree_.full(); }
+
+    // Nodes that no `read` makes.
+    Node& add(const Field& field, std::uint64_t number, std::size_t from, std::size_t length)
+    {
+        return tree_.add(field, number, from, length, flags_);
+    }
+    /// A node and, as its children, the parts of its number; they all stand for the same bytes.
+    template <typename... Parts>
+    void addParts(const Field& whole, std::uint64_t number, std::size_t from, std::size_t length, const Parts&... parts)
+    {
+        const auto index = tree_.size();
+        add(whole, number, from, length);
+        (static_cast<void>(add(parts, partOf(parts, number), from, length)), ...);
+        tree_.close(index);
+    }
+    /// A number worked out by the dissector; it stands for no bytes.
+    Node& add(const Field& field, std::uint64_t number) { return add(field, number, 0, 0); }
+    Node& addText(const Field& field, std::string_view text, std::size_t from, std::size_t length)
+    {
+        return add(field, tree_.keep(text), from, length);
+    }
+    /// Marks the node added last.
+    void mark(Expert expert) { tree_.at(tree_.size() - 1).expert = expert; }
+    void mark(std::uint32_t node, Expert expert) { tree_.at(node).expert = expert; }
+    /// Says why nothing further is read: the bytes contradict the protocol.
+    void reject(const Field& reason);
+
+    /// While it lives, nodes become children of `field`'s node, which ends up with the bytes read meanwhile.
+    class Group {
+    public:
+        Group(Layer& layer, const Field& field, std::uint64_t number = 0) : layer_(layer), index_(layer.tree_.size())
+        {
+            layer.add(field, number, layer.offset_, 0);
+        }
+        ~Group()
+        {
+            auto& node = layer_.tree_.at(index_);
+            node.length = layer_.offset_ - node.offset;
+            layer_.tree_.close(index_);
+        }
+        Group(const Group&) = delete;
+        Group& operator=(const Group&) = delete;
+        void setNumber(std::uint64_t number) { layer_.tree_.at(index_).number = number; }
+        void setText(std::string_view text) { layer_.tree_.at(index_).number = layer_.tree_.keep(text); }
+        std::uint32_t node() const { return index_; }
+
+    private:
+        Layer& layer_;
+        std::uint32_t index_;
+    };
+
+    /// While it lives, the layer ends after `count` bytes; afterwards it stands behind them, read or not. More bytes
+    /// than there are stop the layer once the existing ones have been read.
+    class Window {
+    public:
+        Window(Layer& layer, std::size_t count);
+        ~Window();
+        Window(const Window&) = delete;
+        Window& operator=(const Window&) = delete;
+
+    private:
+        Layer& layer_;
+        std::uint32_t end_, wireEnd_, target_;
+        bool tooLong_;
+    };
+
+    // The next protocol. It gets the bytes from the current offset on, up to `count` of them.
+
+    /// By the first claim that is met, then by content; with `Transport::none` content is not asked. False when nobody
+    /// knows the bytes; they become a data node.
+    bool handOver(std::initializer_list<Claim> claims, std::size_t count = SIZE_MAX);
+    bool handOver(Claim claim, std::size_t count = SIZE_MAX) { return handOver({claim}, count); }
+    void handOver(const Protocol& protocol, std::size_t count = SIZE_MAX);
+    /// A transport's payload, by its two ports and by content.
+    bool handOverPayload(Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort);
+    void handOverData(std::size_t count = SIZE_MAX);
+    /// What is left is padding or a trailer of the link.
+    void endHere();
+    /// Bytes that the tree holds itself (decrypted, unpacked) for a protocol.
+    void handOverOwn(const Protocol& protocol, std::size_t offset, std::size_t count);
+    void setStream() { isStream_ = true; }
+    bool isStream() const { return isStream_; }
+
+    // What layers know of each other.
+    Decoding& frame() { return decoding_; }
+    FrameSummary& summary() { return decoding_.summary; }
+    DecodeTree& tree() { return tree_; }
+    /// The addresses shown in the packet list, unless the packet is only quoted.
+    void setEndpoints(const Address& source, const Address& destination);
+    void setPorts(Transport transport, std::uint16_t source, std::uint16_t destination);
+    bool isQuoted() const { return flags_ & Node::quoted; }
+
+    static std::uint64_t partOf(const Field& part, std::uint64_t number)
+    {
+        return part.mask ? (number & part.mask) >> __builtin_ctzll(part.mask) : number;
+    }
+
+    /// Adds the node that says where and why reading stopped, if it did; the driver's last act for a layer.
+    void finish();
+
+private:
+    friend class Group;
+    friend class Window;
+
+    const std::uint8_t* at() const { return base_ + offset_; }
+    static std::uint64_t load(Wire wire, const std::uint8_t* at)
+    {
+        switch (sizeOf(wire)) {
+        case 1: return wire == Wire::i8 ? static_cast<std::uint64_t>(static_cast<std::int8_t>(*at)) : *at;
+        case 2:
+            return wire == Wire::le16 || wire == Wire::leHex16 ? netrondo::load::le16(at) : netrondo::load::be16(at);
+        case 3: return std::uint64_t{netrondo::load::be16(at)} << 8 | at[2];
+        case 4:
+            if (wire == Wire::le32 || wire == Wire::leHex32)
+                return netrondo::load::le32(at);
+            if (wire == Wire::i32)
+                return static_cast<std::uint64_t>(static_cast<std::int32_t>(netrondo::load::be32(at)));
+            return netrondo::load::be32(at);
+        case 6: return netrondo::load::be48(at);
+        case 8:
+            return wire == Wire::le64 || wire == Wire::leHex64 || wire == Wire::fileTime ? netrondo::load::le64(at)
+                                                                                         : netrondo::load::be64(at);
+        default: return 0;
+        }
+    }
+    std::uint64_t stopAt(const Field& field, std::size_t need);
+
+    Decoding& decoding_;
+    DecodeTree& tree_;
+    const std::uint8_t* base_;
+    std::uint32_t begin_;
+    std::uint32_t offset_;
+    std::uint32_t end_;
+    std::uint32_t wireEnd_;
+    std::uint8_t flags_;
+    bool isStream_;
+    bool stopped_ = false;
+    bool handedOver_ = false;
+    bool passedCut_ = false; ///< what the capture cut off belongs to an inner layer
+    bool isCutStop_ = false;
+    const Field* stopField_ = nullptr;
+    std::uint32_t stopOffset_ = 0;
+    Expert stopExpert_ = Expert::none;
+};
+
+} // namespace netrondo

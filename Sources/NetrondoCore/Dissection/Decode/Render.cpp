@@ -1,0 +1,205 @@
+// Numbers and bytes into text, on demand.
+#include "Dissection/Decode/Render.h"
+
+#include "Dissection/Decode/Protocol.h"
+#include "Dissection/Decode/RenderTypes.h"
+#include "Dissection/Decode/StopFields.h"
+
+#include <utility>
+
+namespace netrondo {
+namespace {
+
+/// The most bytes that a value spells out in hexadecimal; the bytes pane shows the rest.
+constexpr std::size_t maxHexBytes = 4096;
+
+void hexBytes(Bytes bytes, TextSink& out)
+{
+    for (const auto byte : bytes.first(std::min(bytes.size(), maxHexBytes)))
+        out.putHex(byte, 2);
+    if (bytes.size() > maxHexBytes)
+        out.put("…");
+}
+
+void namedBits(const Node& node, TextSink& out)
+{
+    bool first = true;
+    for (const auto& flag : node.field->names) {
+        if ((node.number & flag.value) != flag.value || !flag.value)
+            continue;
+        if (!std::exchange(first, false))
+            out.put(", ");
+        out.put(flag.name);
+    }
+}
+
+bool checksumName(const Node& node, TextSink& out)
+{
+    switch (static_cast<ChecksumOutcome>(node.number >> 32)) {
+    case ChecksumOutcome::unchecked: return false;
+    case ChecksumOutcome::correct: out.put("correct"); break;
+    case ChecksumOutcome::offloaded: out.put("left to the network card"); break;
+    case ChecksumOutcome::absent: out.put("not used"); break;
+    case ChecksumOutcome::wrong: out.put("wrong, should be 0x"); out.putHex(node.number >> 16 & 0xffff, 4);
+    }
+    return true;
+}
+
+bool isStop(const Node& node)
+{
+    return node.field == &stop::cut || node.field == &stop::malformed || node.field == &stop::continues
+        || node.field == &stop::quoteEnds;
+}
+
+void stopReason(const Node& node, TextSink& out)
+{
+    const auto& missing = *reinterpret_cast<const Field*>(static_cast<std::uintptr_t>(node.number));
+    out("at byte {}: {}", node.offset, missing.summary);
+}
+
+} // namespace
+
+void writeValue(TextSink& out, const Value& value)
+{
+    if (!value)
+        return;
+    if (!Render::name(value.tree(), *value.node(), out))
+        Render::value(value.tree(), *value.node(), out);
+}
+
+namespace Render {
+
+bool value(const DecodeTree& tree, const Node& node, TextSink& out)
+{
+    switch (node.field->wire) {
+    case Wire::layer:
+    case Wire::group:
+    case Wire::none: return false;
+    case Wire::i8:
+    case Wire::i32: out.putSigned(static_cast<std::int64_t>(node.number)); return true;
+    case Wire::hex8:
+    case Wire::flags8: out.put("0x"), out.putHex(node.number, 2); return true;
+    case Wire::hex16:
+    case Wire::leHex16:
+    case Wire::flags16: out.put("0x"), out.putHex(node.number, 4); return true;
+    case Wire::checksum16: out.put("0x"), out.putHex(node.number & 0xffff, 4); return true;
+    case Wire::hex24: out.put("0x"), out.putHex(node.number, 6); return true;
+    case Wire::hex32:
+    case Wire::leHex32: out.put("0x"), out.putHex(node.number, 8); return true;
+    case Wire::hex64:
+    case Wire::leHex64: out.put("0x"), out.putHex(node.number, 16); return true;
+    case Wire::hex:
+    case Wire::flags: out.put("0x"), out.putHex(node.number, 2); return true;
+    case Wire::mac: out.put(Address::mac(node.number)); return true;
+    case Wire::ipv4: out.put(Address::ipv4(static_cast<std::uint32_t>(node.number))); return true;
+    case Wire::ipv6: {
+        const auto bytes = tree.bytesOf(node);
+        if (bytes.size() == 16)
+            out.put(Address::ipv6(bytes.data()));
+        return true;
+    }
+    case Wire::bytes: hexBytes(tree.bytesOf(node), out); return node.length;
+    case Wire::text: out.putForeign(asText(tree.bytesOf(node))); return true;
+    case Wire::utf16: RenderTypes::utf16(tree.bytesOf(node), out); return true;
+    case Wire::madeText:
+        if (isStop(node))
+            stopReason(node, out);
+        else
+            out.putForeign(tree.madeText(node));
+        return true;
+    case Wire::oid: RenderTypes::oid(tree.bytesOf(node), out); return true;
+    case Wire::guid: RenderTypes::guid(tree.bytesOf(node), out); return true;
+    case Wire::seconds: RenderTypes::seconds(node.number, 0, out); return true;
+    case Wire::ntpTime: RenderTypes::ntpTime(node.number, out); return true;
+    case Wire::fileTime: RenderTypes::fileTime(node.number, out); return true;
+    case Wire::elapsed: time(static_cast<std::int64_t>(node.number), out); return true;
+    default: out.put(node.number); return true;
+    }
+}
+
+bool name(const DecodeTree&, const Node& node, TextSink& out)
+{
+    const auto& field = *node.field;
+    if (field.wire == Wire::checksum16)
+        return checksumName(node, out);
+    if (field.names.empty())
+        return false;
+    if (field.wire == Wire::flags8 || field.wire == Wire::flags16 || field.wire == Wire::flags) {
+        const auto before = out.size();
+        namedBits(node, out);
+        return out.size() > before;
+    }
+    const auto found = nameIn(field.names, node.number);
+    out.put(found);
+    return !found.empty();
+}
+
+void row(const DecodedFrame& frame, std::uint32_t index, TextSink& out)
+{
+    const auto& node = frame.tree[index];
+    out.put(node.field->summary);
+    if (node.field->wire == Wire::layer) {
+        for (const auto& layer : frame.tree.layers()) {
+            if (layer.node == index && layer.protocol->describe) {
+                out.put(", ");
+                const auto before = out.size();
+                layer.protocol->describe(LayerView(frame.tree, index), out);
+                if (out.size() == before)
+                    out.truncate(before - 2);
+            }
+        }
+        return;
+    }
+    const auto bare = out.size();
+    out.put(": ");
+    const auto before = out.size();
+    const bool named = name(frame.tree, node, out);
+    if (named)
+        out.put(" (");
+    const bool valued = value(frame.tree, node, out);
+    if (named)
+        out.put(')');
+    if (!named && (!valued || out.size() == before))
+        out.truncate(bare);
+}
+
+void time(std::int64_t nanoseconds, TextSink& out)
+{
+    auto rest = static_cast<std::uint64_t>(nanoseconds);
+    if (nanoseconds < 0) {
+        out.put('-');
+        rest = 0 - rest;
+    }
+    out.put(rest / 1'000'000'000);
+    rest %= 1'000'000'000;
+    char digits[10] = {'.'};
+    for (int i = 9; i > 0; --i, rest /= 10)
+        digits[i] = static_cast<char>('0' + rest % 10);
+    const bool nanos = digits[7] != '0' || digits[8] != '0' || digits[9] != '0';
+    out.put(std::string_view(digits, nanos ? 10 : 7));
+}
+
+std::string_view protocol(const FrameSummary& summary)
+{
+    return summary.protocol ? summary.protocol->field.summary : "";
+}
+
+void info(const DecodedFrame& frame, TextSink& out)
+{
+    const auto layers = frame.tree.layers();
+    const auto before = out.size();
+    for (auto i = layers.size(); i-- > 0 && out.size() == before;) {
+        if (layers[i].protocol->describe && !layers[i].quoted)
+            layers[i].protocol->describe(LayerView(frame.tree, layers[i].node), out);
+    }
+}
+
+} // namespace Render
+
+std::string_view transportKey(Transport transport)
+{
+    constexpr std::string_view keys[] = {"", "tcp", "udp", "sctp", "dccp", "udplite"};
+    return keys[static_cast<std::size_t>(transport)];
+}
+
+} // namespace netrondo

@@ -1,0 +1,133 @@
+// The decoder behind the tests' short calls.
+#include "Support/Dissect.h"
+
+#include "Dissection/Decode/Protocol.h"
+#include "Dissection/Decode/Render.h"
+
+namespace netrondo::test {
+namespace {
+
+std::string valueAndName(const DecodeTree& tree, const Node& node)
+{
+    TextSink out;
+    Render::value(tree, node, out);
+    TextSink name;
+    if (Render::name(tree, node, name)) {
+        if (out.size())
+            out.put(' ');
+        out.put('(');
+        out.put(name.text());
+        out.put(')');
+    }
+    return std::string(out.text());
+}
+
+} // namespace
+
+Decoded::Decoded(Bytes frameBytes, LinkType link, std::uint32_t originalLength, std::uint64_t seconds)
+    : bytes(frameBytes.begin(), frameBytes.end())
+{
+    capture.data = bytes;
+    capture.timestampSeconds = seconds;
+    capture.capturedLength = static_cast<std::uint32_t>(bytes.size());
+    capture.originalLength = originalLength;
+    capture.linkType = link;
+    PacketDecoder decoder;
+    decoder.decodeNext(capture, frame);
+}
+
+Decoded decoded(Bytes frame, LinkType link)
+{
+    return Decoded(frame, link, static_cast<std::uint32_t>(frame.size()));
+}
+
+Decoded decodedCut(Bytes frame, std::uint32_t originalLength, LinkType link)
+{
+    return Decoded(frame, link, originalLength);
+}
+
+std::string info(const Decoded& decoded)
+{
+    TextSink out;
+    Render::info(decoded.frame, out);
+    return std::string(out.text());
+}
+
+std::string protocolColumn(const Decoded& decoded)
+{
+    return std::string(Render::protocol(decoded.frame.summary));
+}
+
+std::string layers(const Decoded& decoded)
+{
+    std::string text;
+    for (const auto& layer : decoded.frame.tree.layers()) {
+        if (!text.empty())
+            text += ':';
+        text += layer.protocol->field.id;
+    }
+    return text;
+}
+
+std::string dump(const Decoded& decoded, bool withBytes)
+{
+    const auto& tree = decoded.frame.tree;
+    std::string text;
+    std::vector<std::uint32_t> ends;
+    for (std::uint32_t i = 0; i < tree.size(); ++i) {
+        const auto& node = tree[i];
+        while (!ends.empty() && ends.back() <= i)
+            ends.pop_back();
+        text.append(2 * ends.size(), ' ');
+        text += node.field->id;
+        if (const auto value = valueAndName(tree, node); !value.empty())
+            text += " = " + value;
+        if (withBytes && node.length)
+            text += " [" + std::to_string(node.offset) + "+" + std::to_string(node.length) + "]";
+        if (node.expert != Expert::none)
+            text += " !" + std::string(expertId(node.expert));
+        text += '\n';
+        ends.push_back(node.end);
+    }
+    return text;
+}
+
+std::string values(const Decoded& decoded, std::string_view id)
+{
+    std::string text;
+    for (const auto& node : decoded.frame.tree.nodes()) {
+        if (node.field->id != id)
+            continue;
+        if (!text.empty())
+            text += "; ";
+        text += valueAndName(decoded.frame.tree, node);
+    }
+    return text;
+}
+
+std::string experts(const Decoded& decoded)
+{
+    std::string text;
+    for (const auto& node : decoded.frame.tree.nodes()) {
+        if (node.expert == Expert::none)
+            continue;
+        if (!text.empty())
+            text += ' ';
+        text += expertId(node.expert);
+    }
+    return text;
+}
+
+std::string json(const Decoded& decoded)
+{
+    std::string text;
+    {
+        TextOutput out(text);
+        JsonWriter writer(out);
+        TextSink scratch;
+        Render::json(decoded.frame, writer, scratch);
+    }
+    return text;
+}
+
+} // namespace netrondo::test
