@@ -179,7 +179,7 @@ void write(JsonWriter& json, const DisplayFilter& filter)
             json.key("not");
             steps.emplace_back(Step::endNot, 0);
         } else {
-            json.key(node.kind == Node::Kind::and_ ? "and" : "or");
+            json.key(node.kind == Node::Kind::and_ ? JsonKey("and") : JsonKey("or"));
             json.beginArray();
             steps.emplace_back(Step::endJunction, 0);
             steps.emplace_back(Step::node, node.right);

@@ -220,20 +220,13 @@ void write(JsonWriter& json, const DisplayFilterField& field)
     const auto& extractor = field.extractor;
     json.beginObject();
     json.field("name", field.name);
-    json.key("aliases");
-    json.beginArray();
-    for (const auto alias : field.aliases)
-        json.value(alias);
-    json.endArray();
+    json.field("aliases", field.aliases);
     json.field("summary", field.summary);
     json.key("extractor");
     json.beginObject();
     json.key(caseName(extractor.kind));
     if (extractor.kind == Kind::trees || extractor.kind == Kind::experts) {
-        json.beginArray();
-        for (const auto id : extractor.payload)
-            json.value(id);
-        json.endArray();
+        json.value(extractor.payload);
     } else if (extractor.payload.empty()) {
         json.null();
     } else {
