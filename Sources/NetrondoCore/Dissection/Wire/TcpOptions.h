@@ -13,6 +13,8 @@
 
 namespace netrondo {
 
+class JsonWriter;
+
 struct SackBlock {
     std::uint32_t left = 0;
     std::uint32_t right = 0;
@@ -40,7 +42,7 @@ struct TCPOptions {
     /// Nothing known and nothing unknown.
     bool empty() const;
 
-    std::array<SackBlock, 4> blocks; ///< 40 bytes of options hold no more than four
+    std::array<SackBlock, 4> blocks{}; ///< 40 bytes of options hold no more than four
     std::uint8_t blockCount = 0;
 
     friend bool operator==(const TCPOptions&, const TCPOptions&) = default;
@@ -52,5 +54,10 @@ TCPOptions parseTcpOptions(Bytes options);
 
 /// The name of an option kind ("Fast Open"), "Option {n}" for one without.
 std::string tcpOptionName(std::uint8_t kind);
+
+/// Writes the options as an object: `mss`, `windowScale`, `sackPermitted`, `sackBlocks`, `timestamps`, `extraNames`.
+void write(JsonWriter& json, const TCPOptions& options);
+void write(JsonWriter& json, const SackBlock& block);
+void write(JsonWriter& json, const TcpTimestamps& timestamps);
 
 } // namespace netrondo
