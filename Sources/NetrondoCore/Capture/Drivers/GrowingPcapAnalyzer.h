@@ -4,11 +4,12 @@
 #include "Analysis/Expert/ExpertPreferences.h"
 #include "Analysis/Model/AnalysisResult.h"
 #include "Analysis/PairAggregator.h"
-#include "Capture/CaptureError.h"
+#include "Capture/PcapReader.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 
 namespace netrondo {
 
@@ -30,11 +31,7 @@ private:
     AnalysisMode mode_;
     ExpertPreferences expert_;
     std::uint64_t byteOffset_ = 0; ///< of the first byte not yet consumed: the start of the next record
-    bool swapEndian_ = false;
-    bool isNanosecond_ = false;
-    std::uint32_t snaplen_ = 0;
-    LinkType linkType_ = LinkType::unknown;
-    bool headerParsed_ = false;
+    std::optional<PcapHeader> header_; ///< once it has been read
 };
 
 } // namespace netrondo

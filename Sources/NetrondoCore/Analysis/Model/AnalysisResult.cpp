@@ -1,0 +1,67 @@
+// The list of pairs, and a result as JSON.
+#include "Analysis/Model/AnalysisResult.h"
+
+#include "Analysis/Model/ConversationTable.h"
+#include "Base/Json.h"
+
+namespace netrondo {
+
+PairList::PairList(std::shared_ptr<const ConversationTable> table)
+    : table_(std::move(table)), order_(table_->pairsByKey())
+{ }
+
+CommPair PairList::operator[](std::size_t index) const
+{
+    CommPair pair;
+    read(index, pair);
+    return pair;
+}
+
+void PairList::read(std::size_t index, CommPair& into) const
+{
+    table_->read(order_[index], into);
+}
+
+PairList::Summary PairList::summary(std::size_t index) const
+{
+    const auto number = order_[index];
+    const auto& totals = table_->pair(number);
+    return {table_->source(number),       table_->destination(number), totals.packets, totals.bytes, number / 2,
+            totals.is(PairTotals::hasTcp)};
+}
+
+std::vector<CommPair> PairList::all() const
+{
+    std::vector<CommPair> pairs(size());
+    for (std::size_t i = 0; i < size(); ++i)
+        read(i, pairs[i]);
+    return pairs;
+}
+
+void write(JsonWriter& json, const AnalysisResult& result)
+{
+    json.beginObject();
+    json.key("pairs");
+    json.beginArray();
+    CommPair pair;
+    for (std::size_t i = 0; i < result.pairs.size(); ++i) {
+        result.pairs.read(i, pair);
+        write(json, pair);
+    }
+    json.endArray();
+    json.key("protocols");
+    json.beginArray();
+    for (const auto& stats : result.protocols)
+        write(json, stats);
+    json.endArray();
+    json.field("totalPackets", result.totalPackets);
+    json.field("totalBytes", result.totalBytes);
+    json.field("mode", rawValue(result.mode));
+    json.field("durationSeconds", result.durationSeconds);
+    json.field("captureStartSeconds", result.captureStartSeconds);
+    json.key("expertSummary");
+    write(json, result.expertSummary);
+    json.endObject();
+}
+
+} // namespace netrondo

@@ -1,0 +1,46 @@
+// The loop from a reader to the aggregator.
+#include "Capture/Drivers/AnalyzeFile.h"
+
+#include "Analysis/PairAggregator.h"
+#include "Capture/CaptureFile.h"
+
+#include <algorithm>
+#include <array>
+
+namespace netrondo::CaptureFile {
+namespace {
+
+constexpr std::uint64_t progressInterval = 10'000;
+
+} // namespace
+
+CaptureResult<AnalysisResult> analyze(const std::filesystem::path& path, AnalysisMode mode,
+                                      const ExpertPreferences& expertPreferences, const Progress& progress)
+{
+    NR_TRY(const auto reader, open(path));
+    return analyze(*reader, mode, expertPreferences, progress);
+}
+
+CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
+                                      const ExpertPreferences& expertPreferences, const Progress& progress)
+{
+    PairAggregator aggregator(mode, expertPreferences);
+    std::array<CaptureFrame, 64> frames;
+    std::uint64_t count = 0;
+    while (true) {
+        // No batch reaches over a frame whose number is reported.
+        const auto room = std::min<std::uint64_t>(frames.size(), progressInterval - count % progressInterval);
+        NR_TRY(const auto got, reader.nextBatch(std::span(frames).first(room)));
+        if (got == 0)
+            break;
+        aggregator.ingest(std::span(frames).first(got));
+        count += got;
+        if (progress && count % progressInterval == 0)
+            progress(count);
+    }
+    if (progress)
+        progress(count);
+    return std::move(aggregator).takeResult();
+}
+
+} // namespace netrondo::CaptureFile
