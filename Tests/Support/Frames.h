@@ -133,8 +133,8 @@ struct Ipv4Fields {
     std::uint16_t identification = 1;
     std::uint16_t fragment = 0; ///< flags and offset, as the header has them
     std::uint8_t ttl = 64;
-    std::string_view options = {};            ///< hexadecimal, padded with zeros to a multiple of four bytes
-    std::optional<std::uint16_t> totalLength; ///< when it is to lie
+    std::string_view options = {}; ///< hexadecimal, padded with zeros to a multiple of four bytes
+    std::optional<std::uint16_t> totalLength = std::nullopt; ///< when it is to lie
 };
 
 inline Packet ipv4(const Ipv4Fields& fields, Transport transport)

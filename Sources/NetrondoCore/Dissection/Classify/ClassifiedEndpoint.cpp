@@ -60,41 +60,6 @@ std::optional<ClassifiedEndpoint> classifyInWords(const CaptureFrame& frame, Ana
     return ClassifiedEndpoint(facts);
 }
 
-void write(JsonWriter& json, const TCPOptions& options)
-{
-    json.beginObject();
-    json.field("mss", options.mss);
-    json.field("windowScale", options.windowScale);
-    if (options.sackPermitted)
-        json.field("sackPermitted", true);
-    if (options.timestamps) {
-        json.key("timestamps");
-        json.beginObject();
-        json.field("value", options.timestamps->value);
-        json.field("echo", options.timestamps->echo);
-        json.endObject();
-    }
-    if (!options.sackBlocks().empty()) {
-        json.key("sackBlocks");
-        json.beginArray();
-        for (const auto& block : options.sackBlocks()) {
-            json.beginObject();
-            json.field("left", block.left);
-            json.field("right", block.right);
-            json.endObject();
-        }
-        json.endArray();
-    }
-    if (options.extraKinds.any()) {
-        json.key("extraNames");
-        json.beginArray();
-        for (const auto& name : options.extraNames())
-            json.value(name);
-        json.endArray();
-    }
-    json.endObject();
-}
-
 void write(JsonWriter& json, const ClassifiedEndpoint& endpoint)
 {
     json.beginObject();
@@ -116,10 +81,7 @@ void write(JsonWriter& json, const ClassifiedEndpoint& endpoint)
     json.field("tcpWindow", endpoint.tcpWindow);
     json.field("tcpSeq", endpoint.tcpSeq);
     json.field("tcpAck", endpoint.tcpAck);
-    if (endpoint.tcpOptions) {
-        json.key("tcpOptions");
-        write(json, *endpoint.tcpOptions);
-    }
+    json.field("tcpOptions", endpoint.tcpOptions);
     json.field("ipv4Id", endpoint.ipv4Id);
     json.field("tcpPayloadLength", endpoint.tcpPayloadLength);
     json.field("tcpPayloadHash", endpoint.tcpPayloadHash);

@@ -46,8 +46,5 @@ struct ClassifiedEndpoint {
 std::optional<ClassifiedEndpoint> classifyInWords(const CaptureFrame& frame, AnalysisMode mode);
 
 void write(JsonWriter& json, const ClassifiedEndpoint& endpoint);
-/// `mss`, `windowScale`, `sackPermitted`, `timestamps` (`value`, `echo`), `sackBlocks` (`left`, `right`), `extraNames`;
-/// what the segment did not carry is left out.
-void write(JsonWriter& json, const TCPOptions& options);
 
 } // namespace netrondo

@@ -1,0 +1,195 @@
+// The tracker made fast, held against its rules written down plainly: one list of 64 fingerprints per flow, searched
+// from end to end.
+#include "Analysis/Tcp/TCPQualityTracker.h"
+#include "Dissection/Wire/TcpHeader.h"
+
+#include <deque>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <tuple>
+
+namespace netrondo::test {
+namespace {
+
+using namespace tcpFlag;
+
+struct PlainFingerprint {
+    std::uint32_t seq;
+    std::optional<std::uint16_t> ipId;
+    std::uint32_t payloadLen;
+    std::uint64_t payloadHash;
+    std::uint8_t flags;
+};
+
+struct PlainFlow {
+    std::deque<PlainFingerprint> recent;
+    std::optional<double> synTime;
+    TCPSessionQuality quality;
+    std::optional<std::uint32_t> nextseq, lastack;
+};
+
+bool after(std::uint32_t a, std::uint32_t b)
+{
+    return static_cast<std::int32_t>(a - b) > 0;
+}
+
+class PlainTracker {
+public:
+    using Key = std::tuple<int, std::uint16_t, std::uint16_t>; // sender, source port, destination port
+    std::map<Key, PlainFlow> flows;
+
+    void observe(int sender, const TcpSegment& s)
+    {
+        auto& flow = flows[{sender, s.sourcePort, s.destinationPort}];
+        auto& q = flow.quality;
+        const std::uint32_t length = s.payloadLength + ((s.flags & syn) != 0) + ((s.flags & fin) != 0);
+        const auto end = s.seq + length;
+        ++q.tcpPackets;
+        Counter32* const counts[] = {&q.finCount, &q.synCount, &q.rstCount, &q.pshCount,
+                                     &q.ackCount, &q.urgCount, &q.eceCount, &q.cwrCount};
+        for (int bit = 0; bit < 8; ++bit)
+            if (s.flags >> bit & 1)
+                ++*counts[bit];
+        if (!(s.flags & rst)) {
+            q.windowMin = q.hasWindowSample ? std::min(q.windowMin, s.window) : s.window;
+            q.windowMax = q.hasWindowSample ? std::max(q.windowMax, s.window) : s.window;
+            q.windowLast = s.window;
+            q.hasWindowSample = true;
+            if (s.window == 0 && !(s.flags & fin))
+                ++q.zeroWindowCount;
+            acknowledge(sender, flow, s);
+            check(flow, s, length, end);
+        }
+        flow.recent.push_back({s.seq, s.ipId, s.payloadLength, s.payloadDigest, s.flags});
+        if (flow.recent.size() > 64)
+            flow.recent.pop_front();
+        if (s.flags & syn)
+            shake(sender, flow, s);
+    }
+
+private:
+    PlainFlow& reverseOf(int sender, const TcpSegment& s)
+    {
+        return flows[{1 - sender, s.destinationPort, s.sourcePort}];
+    }
+
+    void acknowledge(int sender, PlainFlow& flow, const TcpSegment& s)
+    {
+        if (!(s.flags & ack) || !s.ack)
+            return;
+        auto& reverse = reverseOf(sender, s);
+        if (reverse.nextseq && after(*s.ack, *reverse.nextseq))
+            ++flow.quality.ackedUnseenCount;
+        if (!reverse.lastack || after(*s.ack, *reverse.lastack))
+            reverse.lastack = s.ack;
+    }
+
+    void check(PlainFlow& flow, const TcpSegment& s, std::uint32_t length, std::uint32_t end)
+    {
+        auto& q = flow.quality;
+        const bool isSyn = s.flags & syn;
+        bool test = isSyn || s.payloadLength > 0;
+        if (flow.lastack && !isSyn && s.seq == *flow.lastack - 1 && s.payloadLength <= 1)
+            test = false;
+        if (test && flow.lastack && length && !after(end, *flow.lastack)) {
+            ++q.spuriousRetransmitCount;
+            test = false;
+        }
+        if (test)
+            compare(flow, s);
+        if (length && (!flow.nextseq || after(end, *flow.nextseq)))
+            flow.nextseq = end;
+    }
+
+    void compare(PlainFlow& flow, const TcpSegment& s)
+    {
+        auto& q = flow.quality;
+        for (auto f = flow.recent.rbegin(); f != flow.recent.rend(); ++f) {
+            if (f->seq != s.seq || (f->payloadLen == 0 && !(f->flags & syn)))
+                continue;
+            if (s.ipId && f->ipId && *s.ipId == *f->ipId) {
+                ++q.retransmitInfrastructure;
+            } else {
+                ++q.retransmitGuess;
+                ++q.retransmitEndpoint;
+            }
+            return;
+        }
+        if (s.payloadLength == 0)
+            return;
+        for (const auto& f : flow.recent) {
+            if (f.payloadLen == s.payloadLength && f.payloadHash == s.payloadDigest && f.seq != s.seq) {
+                ++q.retransmitApplication;
+                return;
+            }
+        }
+    }
+
+    void shake(int sender, PlainFlow& flow, const TcpSegment& s)
+    {
+        const auto time = static_cast<double>(s.timestampSeconds) + static_cast<double>(s.timestampFraction) / 1e6;
+        if (!(s.flags & ack)) {
+            flow.synTime = time;
+            return;
+        }
+        const auto reverse = flows.find({1 - sender, s.destinationPort, s.sourcePort});
+        if (reverse == flows.end() || !reverse->second.synTime || *reverse->second.synTime > time)
+            return;
+        const auto sample = (time - *reverse->second.synTime) * 1000;
+        if (sample > 0 && sample < 60'000)
+            flow.quality.rttMsEstimate = std::min(flow.quality.rttMsEstimate.value_or(sample), sample);
+    }
+};
+
+/// A segment from a small world, so that repetitions, wraps and acknowledgements meet often.
+TcpSegment randomSegment(std::mt19937& random, std::uint64_t time)
+{
+    const auto below = [&](std::uint32_t n) { return static_cast<std::uint32_t>(random() % n); };
+    TcpSegment s;
+    s.sourcePort = static_cast<std::uint16_t>(below(2));
+    s.destinationPort = static_cast<std::uint16_t>(below(2));
+    constexpr std::uint8_t common[] = {ack, ack, ack, ack | psh, syn, syn | ack, ack | fin, rst, rst | ack, psh};
+    s.flags = below(20) ? common[below(10)] : static_cast<std::uint8_t>(below(256));
+    s.window = static_cast<std::uint16_t>(below(4) * 100);
+    const std::uint32_t base = below(2) ? 0xfffffff0u : 0u;
+    s.seq = base + below(below(3) ? 40 : 4000);
+    s.ack = base + below(60);
+    if (below(3))
+        s.ipId = static_cast<std::uint16_t>(below(4));
+    s.payloadLength = below(3) ? below(4) * 5 : 0;
+    // Payloads of different lengths are different payloads.
+    s.payloadDigest = s.payloadLength ? below(6) * 64 + s.payloadLength + (below(2) ? 1ull << 40 : 0) : 0;
+    s.timestampSeconds = time / 3;
+    s.timestampFraction = time % 3 * 300'000;
+    return s;
+}
+
+} // namespace
+
+TEST(TcpTrackerProperty, FastAndPlainTrackersCountTheSame)
+{
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        std::mt19937 random(seed);
+        TCPQualityTracker fast;
+        PlainTracker plain;
+        for (std::uint64_t time = 0; time < 1500; ++time) {
+            const auto segment = randomSegment(random, time);
+            const int sender = static_cast<int>(random() % 2);
+            const auto port0 = sender == 0 ? segment.sourcePort : segment.destinationPort;
+            const auto port1 = sender == 0 ? segment.destinationPort : segment.sourcePort;
+            const auto number = fast.connection(TCPQualityTracker::hash(0, port0, port1), 0, port0, port1);
+            fast.observe(number, sender, segment);
+            plain.observe(sender, segment);
+        }
+        for (const auto& [key, flow] : plain.flows) {
+            const auto [sender, source, destination] = key;
+            const auto port0 = sender == 0 ? source : destination, port1 = sender == 0 ? destination : source;
+            const auto number = fast.find(TCPQualityTracker::hash(0, port0, port1), 0, port0, port1);
+            ASSERT_NE(number, SlotIndex::none);
+            ASSERT_EQ(fast.quality(fast[number].flows[sender]), flow.quality) << "seed " << seed;
+        }
+    }
+}
+
+} // namespace netrondo::test
