@@ -15,19 +15,32 @@ namespace netrondo {
 /// (control characters, wrong length, a pointer loop) is dropped. A copy is independent.
 class HostNameStore {
 public:
+    /// A flood of made-up answers fills no more than this; then only the names of known addresses still change. That
+    /// is more hosts than a view can tell apart, and 150 MB if every name has the greatest length.
+    static constexpr std::size_t maxNames = 512 * 1024;
+
     /// True when a frame with these ports could carry names: the cheap test that the analysis makes for every frame.
-    static bool mayHoldNames(const FrameFacts& facts);
-    /// Learns what the frame's payload has to tell; anything that is not a well-formed answer changes nothing.
+    /// Whoever tells names speaks from the service's own port: a server, a multicast responder, a DHCP client.
+    static bool mayHoldNames(const FrameFacts& facts)
+    {
+        const auto port = facts.sourcePort;
+        if (facts.isTcp)
+            return port == 53;
+        return facts.isUdp && (port == 53 || port == 5353 || port == 5355 || port == 137 || port == 67 || port == 68);
+    }
+    /// Learns what the frame's payload has to tell; what is not well formed tells nothing. Takes no memory for what is
+    /// known already.
     void harvest(const FrameFacts& facts);
+    /// Remembers the newest name of an address. A hostile name, and an address that is no single host's (unspecified,
+    /// loopback, multicast, broadcast), change nothing.
+    void learn(const Address& address, std::string_view name);
 
     /// The name of an address (IP, or a MAC address that DHCP has named), empty when there is none. The view is good
-    /// until the next `harvest`.
+    /// until the next `harvest` or `learn`.
     std::string_view name(const Address& address) const;
     std::size_t size() const { return names_.size(); }
 
 private:
-    void learn(const Address& address, std::string_view name);
-
     boost::unordered_flat_map<Address, std::string, AddressHash> names_;
 };
 
