@@ -119,9 +119,11 @@ CaptureResult<void> decompress(const std::filesystem::path& from, const std::fil
     const int output = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (output < 0)
         return std::unexpected(cannotInflateInto(place, errno));
-    const auto result = decompress(input, output, place);
+    auto result = decompress(input, output, place);
     if (::close(output) < 0 && result)
-        return std::unexpected(cannotInflateInto(place, errno));
+        result = std::unexpected(cannotInflateInto(place, errno));
+    if (!result)
+        ::unlink(to.c_str()); // half a file helps nobody
     return result;
 }
 
