@@ -1,0 +1,8 @@
+// libFuzzer: classic pcap files.
+#include "Targets/Readers.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    netrondo::fuzz::pcap({data, size});
+    return 0;
+}
