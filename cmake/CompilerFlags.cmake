@@ -11,7 +11,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
                                                     -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # clang 14 hides libstdc++'s <expected> behind a concepts version it does not yet announce.
+    # clang hides libstdc++'s <expected> behind a concepts version it does not yet announce.
     target_compile_options(netrondo-flags INTERFACE -D__cpp_concepts=202002L -Wno-builtin-macro-redefined
                                                     -Wno-macro-redefined)
 endif()
