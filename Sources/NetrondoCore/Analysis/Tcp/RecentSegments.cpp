@@ -1,145 +1,101 @@
-// The rings of remembered segments: appending, searching, growing.
+// The chains of remembered segments: appending, searching, using old chunks again.
 #include "Analysis/Tcp/RecentSegments.h"
 
-#include <bit>
-#include <cstring>
-
 namespace netrondo {
-
-RecentSegments::View RecentSegments::view(const Ring& ring) const
-{
-    auto* words = pages_[ring.block / unitsPerPage].get() + std::size_t{ring.block % unitsPerPage} * wordsPerUnit;
-    const std::size_t n = ring.capacity;
-    return {words, words + n, words + 2 * n, words + 3 * n, reinterpret_cast<std::int32_t*>(words + 4 * n)};
-}
-
-SegmentFingerprint RecentSegments::at(const View& block, std::uint32_t slot) const
-{
-    return {block.ordinal[slot], block.seq[slot], std::uint64_t{block.digestHigh[slot]} << 32 | block.digestLow[slot],
-            block.ipId[slot]};
-}
-
-std::uint32_t RecentSegments::allocate(std::uint8_t capacity)
-{
-    auto& free = freeBlocks_[std::countr_zero(capacity) - 2];
-    if (!free.empty()) {
-        const auto block = free.back();
-        free.pop_back();
-        return block;
-    }
-    const std::uint32_t units = capacity / 4u;
-    if (unitsUsed_ + units > unitsPerPage) {
-        pages_.push_back(makeLargeBlock<std::uint32_t>(std::size_t{unitsPerPage} * wordsPerUnit));
-        unitsUsed_ = 0;
-    }
-    const auto block = static_cast<std::uint32_t>(pages_.size() - 1) * unitsPerPage + unitsUsed_;
-    unitsUsed_ += units;
-    return block;
-}
-
-void RecentSegments::grow(Ring& ring)
-{
-    const auto old = ring;
-    ring.capacity = static_cast<std::uint8_t>(old.capacity ? old.capacity * 2 : 4);
-    ring.block = allocate(ring.capacity);
-    ring.head = ring.count;
-    if (!old.capacity)
-        return;
-    // A ring grows when it is full: its oldest entry stands at its head.
-    const auto from = view(old), to = view(ring);
-    for (std::uint32_t i = 0; i < old.count; ++i) {
-        const auto slot = (old.head + i) % old.capacity;
-        to.seq[i] = from.seq[slot];
-        to.digestLow[i] = from.digestLow[slot];
-        to.digestHigh[i] = from.digestHigh[slot];
-        to.ordinal[i] = from.ordinal[slot];
-        to.ipId[i] = from.ipId[slot];
-    }
-    freeBlocks_[std::countr_zero(old.capacity) - 2].push_back(old.block);
-}
-
-void RecentSegments::remember(Ring& ring, const SegmentFingerprint& segment)
-{
-    if (ring.count == ring.capacity) {
-        // Room is found by forgetting what lies too far back, and only then by growing.
-        const bool oldestIsForgotten =
-            ring.capacity && segment.ordinal - view(ring).ordinal[ring.head % ring.capacity] >= window;
-        if (oldestIsForgotten)
-            --ring.count;
-        else
-            grow(ring);
-    }
-    const auto block = view(ring);
-    const auto slot = ring.head;
-    block.seq[slot] = segment.seq;
-    block.digestLow[slot] = static_cast<std::uint32_t>(segment.payloadDigest);
-    block.digestHigh[slot] = static_cast<std::uint32_t>(segment.payloadDigest >> 32);
-    block.ordinal[slot] = segment.ordinal;
-    block.ipId[slot] = segment.ipId;
-    ring.head = static_cast<std::uint8_t>((slot + 1) % ring.capacity);
-    ++ring.count;
-}
-
 namespace {
 
-// Plain enough for the compiler to compare a register full of words at a time.
-bool anyEqual(const std::uint32_t* words, std::uint32_t count, std::uint32_t value)
+// Plain enough for the compiler to compare several words at a time.
+template <std::size_t N> bool anyEqual(const std::uint32_t (&words)[N], std::uint32_t value)
 {
     std::uint32_t found = 0;
-    for (std::uint32_t i = 0; i < count; ++i)
-        found |= words[i] == value ? 1u : 0u;
+    for (const auto word : words)
+        found |= word == value ? 1u : 0u;
     return found;
 }
 
+constexpr std::uint64_t keptDigest = (std::uint64_t{1} << 48) - 1;
+
 } // namespace
 
-const SegmentFingerprint* RecentSegments::newestAt(const Ring& ring, std::uint32_t seq, std::uint32_t now,
-                                                   SegmentFingerprint& storage) const
+SegmentFingerprint RecentSegments::at(const Chunk& chunk, std::uint32_t slot)
 {
-    if (!ring.count)
-        return nullptr;
-    const auto block = view(ring);
-    if (!anyEqual(block.seq, ring.capacity, seq))
-        return nullptr;
-    for (std::uint32_t back = 1; back <= ring.count; ++back) {
-        const auto slot = (ring.head + ring.capacity - back) % ring.capacity;
-        if (isForgotten(block.ordinal[slot], now))
-            break;
-        if (block.seq[slot] == seq) {
-            storage = at(block, slot);
-            return &storage;
+    SegmentFingerprint segment{chunk.ordinal[slot], chunk.seq[slot],
+                               std::uint64_t{chunk.digestHigh[slot]} << 32 | chunk.digestLow[slot], std::nullopt};
+    if (chunk.withIpId >> slot & 1)
+        segment.ipId = chunk.ipId[slot];
+    return segment;
+}
+
+/// An empty chunk for the head of a chain whose head is full: its oldest one where that is forgotten, else a new one.
+std::uint32_t RecentSegments::chunkFor(std::uint32_t newest, std::uint32_t now)
+{
+    if (newest != empty) {
+        auto* link = &chunks_[newest].older;
+        while (*link != empty && chunks_[*link].older != empty)
+            link = &chunks_[*link].older;
+        const auto oldest = *link;
+        if (oldest != empty && isForgotten(chunks_[oldest].ordinal[Chunk::capacity - 1], now)) {
+            *link = empty;
+            chunks_[oldest] = {};
+            return oldest;
         }
     }
-    return nullptr;
+    if (chunks_.size() == 0)
+        chunks_.append();
+    return chunks_.append();
 }
 
-bool RecentSegments::hasPayloadElsewhere(const Ring& ring, const SegmentFingerprint& segment) const
+void RecentSegments::remember(std::uint32_t& newest, const SegmentFingerprint& segment)
 {
-    if (!ring.count)
-        return false;
-    const auto block = view(ring);
-    if (!anyEqual(block.digestLow, ring.capacity, static_cast<std::uint32_t>(segment.payloadDigest)))
-        return false;
-    for (std::uint32_t back = 1; back <= ring.count; ++back) {
-        const auto slot = (ring.head + ring.capacity - back) % ring.capacity;
-        if (isForgotten(block.ordinal[slot], segment.ordinal))
-            break;
-        const auto earlier = at(block, slot);
-        if (earlier.payloadDigest == segment.payloadDigest && earlier.seq != segment.seq)
-            return true;
+    if (newest == empty || chunks_[newest].count == Chunk::capacity) {
+        const auto added = chunkFor(newest, segment.ordinal);
+        chunks_[added].older = newest;
+        newest = added;
+    }
+    auto& chunk = chunks_[newest];
+    const auto slot = chunk.count++;
+    chunk.seq[slot] = segment.seq;
+    chunk.digestLow[slot] = static_cast<std::uint32_t>(segment.payloadDigest);
+    chunk.digestHigh[slot] = static_cast<std::uint16_t>(segment.payloadDigest >> 32);
+    chunk.ordinal[slot] = segment.ordinal;
+    chunk.ipId[slot] = segment.ipId.value_or(0);
+    chunk.withIpId |= (segment.ipId ? 1u : 0u) << slot;
+}
+
+std::optional<SegmentFingerprint> RecentSegments::newestWithSameSeq(std::uint32_t newest,
+                                                                    const SegmentFingerprint& segment) const
+{
+    for (auto number = newest; number != empty; number = chunks_[number].older) {
+        const auto& chunk = chunks_[number];
+        if (!anyEqual(chunk.seq, segment.seq))
+            continue;
+        for (auto slot = chunk.count; slot-- > 0;) {
+            if (chunk.seq[slot] != segment.seq)
+                continue;
+            if (isForgotten(chunk.ordinal[slot], segment.ordinal))
+                return {};
+            return at(chunk, slot);
+        }
+    }
+    return {};
+}
+
+bool RecentSegments::hasPayloadElsewhere(std::uint32_t newest, const SegmentFingerprint& segment) const
+{
+    const auto digest = segment.payloadDigest & keptDigest;
+    for (auto number = newest; number != empty; number = chunks_[number].older) {
+        const auto& chunk = chunks_[number];
+        if (!anyEqual(chunk.digestLow, static_cast<std::uint32_t>(digest)))
+            continue;
+        for (auto slot = chunk.count; slot-- > 0;) {
+            const auto earlier = at(chunk, slot);
+            if (isForgotten(earlier.ordinal, segment.ordinal))
+                return false;
+            if (earlier.payloadDigest == digest && earlier.seq != segment.seq)
+                return true;
+        }
     }
     return false;
-}
-
-void RecentSegments::prefetch(const Ring& ring) const
-{
-    if (!ring.capacity)
-        return;
-    const auto block = view(ring);
-    // Sequence numbers and digests, which are searched, and the row that is written next.
-    for (std::uint32_t word = 0; word < 2u * ring.capacity; word += 16)
-        __builtin_prefetch(block.seq + word);
-    __builtin_prefetch(block.ordinal + ring.head);
 }
 
 } // namespace netrondo

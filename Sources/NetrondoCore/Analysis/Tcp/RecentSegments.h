@@ -1,10 +1,10 @@
 // What the TCP tracker remembers of the last segments of a flow, laid out to be searched quickly.
 #pragma once
 
-#include "Base/LargeBlock.h"
+#include "Base/PagedVector.h"
 
 #include <cstdint>
-#include <vector>
+#include <optional>
 
 namespace netrondo {
 
@@ -13,59 +13,54 @@ namespace netrondo {
 struct SegmentFingerprint {
     std::uint32_t ordinal = 0; ///< the flow's how-manieth segment this was, modulo 2^32
     std::uint32_t seq = 0;
-    std::uint64_t payloadDigest =
-        0;                  ///< of payloads with the same bytes, so of the same length, the same; 0 without payload
-    std::int32_t ipId = -1; ///< IPv4 identification, -1 for none
+    /// Of payloads with the same bytes, so of the same length, the same; 0 without payload. 48 bits of it are kept:
+    /// among the 64 segments it is compared with, a false match comes once in some 10^12 segments.
+    std::uint64_t payloadDigest = 0;
+    std::optional<std::uint16_t> ipId; ///< IPv4 identification
 };
 
-/// The rings of fingerprints of all flows. A ring begins with room for four and doubles up to 64 as it fills, so that a
-/// flow of few segments costs little.
+/// The fingerprints of all flows, in chains of small chunks from the newest to the oldest: a flow of few segments costs
+/// one chunk, and a chunk whose segments are all forgotten is used again for the next ones of its flow.
 class RecentSegments {
 public:
     static constexpr std::uint32_t window = 64;
+    /// Where a flow that has remembered nothing yet points to.
+    static constexpr std::uint32_t empty = 0;
 
-    /// One flow's place in here; belongs to the flow.
-    struct Ring {
-        std::uint32_t block = 0;   ///< in units of the pool, when `capacity` is not 0
-        std::uint8_t capacity = 0; ///< 0, 4, 8, 16, 32 or 64
-        std::uint8_t head = 0;     ///< where the next one goes
-        std::uint8_t count = 0;
-    };
+    /// Remembers a segment at the head of a flow's chain.
+    void remember(std::uint32_t& newest, const SegmentFingerprint& segment);
 
-    /// Appends the segment with this ordinal; what lies 64 or more segments back is forgotten.
-    void remember(Ring& ring, const SegmentFingerprint& segment);
+    /// The newest remembered segment with the sequence number of `segment`, which has not been remembered itself yet.
+    std::optional<SegmentFingerprint> newestWithSameSeq(std::uint32_t newest, const SegmentFingerprint& segment) const;
+    /// True when a segment with the same payload, but another sequence number, is remembered.
+    bool hasPayloadElsewhere(std::uint32_t newest, const SegmentFingerprint& segment) const;
 
-    /// The newest remembered segment with this sequence number, seen from the segment with ordinal `now`.
-    const SegmentFingerprint* newestAt(const Ring& ring, std::uint32_t seq, std::uint32_t now,
-                                       SegmentFingerprint& storage) const;
-    /// True when one with this payload, but another sequence number, is remembered.
-    bool hasPayloadElsewhere(const Ring& ring, const SegmentFingerprint& segment) const;
-
-    void prefetch(const Ring& ring) const;
+    void prefetch(std::uint32_t newest) const
+    {
+        __builtin_prefetch(&chunks_[newest]);
+        __builtin_prefetch(&chunks_[newest].ordinal);
+    }
 
 private:
-    // A block is an array of arrays: first all sequence numbers, then the low halves of all digests (what the two
-    // searches run over, several at a time), then the rest.
-    struct View {
-        std::uint32_t* seq;
-        std::uint32_t* digestLow;
-        std::uint32_t* digestHigh;
-        std::uint32_t* ordinal;
-        std::int32_t* ipId;
+    /// Two cache lines; the first is all that a search without a hit looks at.
+    struct alignas(64) Chunk {
+        static constexpr std::uint32_t capacity = 7;
+        std::uint32_t seq[capacity];
+        std::uint32_t older; ///< the next chunk of the chain, or `empty`
+        std::uint32_t digestLow[capacity];
+        std::uint32_t count; ///< slots in use, filled from the first
+        std::uint32_t ordinal[capacity];
+        std::uint32_t withIpId; ///< a bit per slot
+        std::uint16_t digestHigh[capacity + 1];
+        std::uint16_t ipId[capacity + 1];
     };
-    static constexpr std::uint32_t wordsPerSegment = 5;
-    static constexpr std::uint32_t wordsPerUnit = 4 * wordsPerSegment; ///< the smallest block
-    static constexpr std::uint32_t unitsPerPage = 1 << 15;             ///< 2.5 MiB
+    static_assert(sizeof(Chunk) == 128);
 
-    View view(const Ring& ring) const;
-    SegmentFingerprint at(const View& block, std::uint32_t slot) const;
-    bool isForgotten(std::uint32_t ordinal, std::uint32_t now) const { return now - ordinal > window; }
-    std::uint32_t allocate(std::uint8_t capacity);
-    void grow(Ring& ring);
+    static bool isForgotten(std::uint32_t ordinal, std::uint32_t now) { return now - ordinal > window; }
+    static SegmentFingerprint at(const Chunk& chunk, std::uint32_t slot);
+    std::uint32_t chunkFor(std::uint32_t newest, std::uint32_t now);
 
-    std::vector<LargeBlock<std::uint32_t>> pages_;
-    std::uint32_t unitsUsed_ = unitsPerPage;   ///< of the last page
-    std::vector<std::uint32_t> freeBlocks_[5]; ///< outgrown blocks by size, to be used again
+    PagedVector<Chunk> chunks_; ///< number 0 is not used
 };
 
 } // namespace netrondo

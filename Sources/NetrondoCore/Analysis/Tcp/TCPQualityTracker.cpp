@@ -204,10 +204,9 @@ void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFinger
             return;
         }
     }
-    SegmentFingerprint storage;
-    if (const auto* earlier = recent_.newestAt(flow.recent, fingerprint.seq, fingerprint.ordinal, storage)) {
+    if (const auto earlier = recent_.newestWithSameSeq(flow.recent, fingerprint)) {
         auto& counters = trouble(flow);
-        if (fingerprint.ipId >= 0 && fingerprint.ipId == earlier->ipId) {
+        if (fingerprint.ipId && fingerprint.ipId == earlier->ipId) {
             // The same IP packet seen again: something on the way duplicated it. Deliberately not part of the guess.
             ++counters.retransmitInfrastructure;
         } else {
@@ -289,8 +288,7 @@ void TCPQualityTracker::observe(std::uint32_t connection, int sender, const TcpS
         acknowledge(flow, started(reverse), segment);
 
     const auto ordinal = static_cast<std::uint32_t>(flow.tcpPackets);
-    const SegmentFingerprint fingerprint{ordinal, segment.seq, segment.payloadDigest,
-                                         segment.ipId ? *segment.ipId : -1};
+    const SegmentFingerprint fingerprint{ordinal, segment.seq, segment.payloadDigest, segment.ipId};
     if (!isRst) {
         checkRetransmission(flow, fingerprint, segment);
         if (const auto length = sequenceLength(segment)) {

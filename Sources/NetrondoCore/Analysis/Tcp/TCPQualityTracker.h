@@ -65,7 +65,7 @@ struct FlowState {
     std::uint16_t windowMax = 0;
     std::uint16_t windowLast = 0;
     std::uint8_t known = 0;
-    RecentSegments::Ring recent;
+    std::uint32_t recent = RecentSegments::empty; ///< the chain of remembered segments
     Counter32 ackCount, pshCount, synCount, finCount, rstCount;
     std::uint32_t trouble = 0; ///< number of the flow's `FlowTrouble`, 0 for none
     TcpOffer clientOffer;      ///< of the last SYN sent on this flow
