@@ -1,4 +1,5 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
+#include "Targets/Analysis.h"
 #include "Targets/Gzip.h"
 #include "Targets/Readers.h"
 
@@ -15,6 +16,8 @@ struct FuzzTarget {
 };
 
 constexpr FuzzTarget targets[] = {
+    {"Aggregate", fuzz::aggregate},
+    {"Classify", fuzz::classify},
     {"Gzip", fuzz::gzip},
     {"Pcap", fuzz::pcap},
     {"Pcapng", fuzz::pcapng},
