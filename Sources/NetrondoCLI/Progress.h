@@ -1,0 +1,29 @@
+// The progress bar on standard error while a capture is read.
+#pragma once
+
+#include "Capture/CaptureReading.h"
+
+#include <chrono>
+#include <cstdint>
+
+namespace netrondo::cli {
+
+/// Shows nothing unless standard error is a terminal, nothing for what is quick, and leaves nothing behind.
+class Progress {
+public:
+    Progress();
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// So many frames are read, so much of the source.
+    void show(std::uint64_t frames, CaptureReading::Position position);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool terminal_;
+    Clock::time_point due_;
+};
+
+} // namespace netrondo::cli
