@@ -1,0 +1,37 @@
+# bash completion for netrondo
+_netrondo() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local subcommand='' word options
+    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        case $word in
+            analyze | frames | classify | follow)
+                subcommand=$word
+                break
+                ;;
+        esac
+    done
+
+    case $previous in
+        --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
+        --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
+        --interval | --pulls) return ;;
+    esac
+
+    options='--help'
+    case $subcommand in
+        '') options+=' --version' ;;
+        analyze) options+=' --mode --strictness --json' ;;
+        classify) options+=' --mode' ;;
+        follow) options+=' --mode --strictness --json --interval --pulls' ;;
+    esac
+    if [[ $current == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
+        return
+    fi
+    compopt -o filenames 2> /dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    if [[ -z $subcommand ]]; then
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify follow' -- "$current")
+    fi
+}
+complete -F _netrondo netrondo
