@@ -2,6 +2,7 @@
 #include "Dissection/Filter/DisplayFilter.h"
 
 #include "Dissection/Filter/DisplayFilterCatalog.h"
+#include "Dissection/Filter/FilterProgram.h"
 #include "Dissection/Filter/Parser.h"
 
 #include <limits>
@@ -9,17 +10,17 @@
 namespace netrondo {
 namespace {
 
-using Node = DisplayFilter::Node;
+using FilterNode = DisplayFilter::Node;
 using Error = DisplayFilter::CompileError;
 
-bool isJunction(const Node& node)
+bool isJunction(const FilterNode& node)
 {
-    return node.kind == Node::Kind::and_ || node.kind == Node::Kind::or_;
+    return node.kind == FilterNode::Kind::and_ || node.kind == FilterNode::Kind::or_;
 }
 
-bool isTerm(const Node& node)
+bool isTerm(const FilterNode& node)
 {
-    return node.kind == Node::Kind::present || node.kind == Node::Kind::compare;
+    return node.kind == FilterNode::Kind::present || node.kind == FilterNode::Kind::compare;
 }
 
 Error emptyFilter()
@@ -36,7 +37,7 @@ std::string_view sign(FilterOp op)
 /// Writes a filter's text. What is still to be written waits on a stack of its own.
 class Printer {
 public:
-    explicit Printer(std::span<const Node> nodes) : nodes_(nodes) { }
+    explicit Printer(std::span<const FilterNode> nodes) : nodes_(nodes) { }
 
     std::string run()
     {
@@ -58,28 +59,28 @@ private:
         std::string_view text; ///< written instead of the node when not empty
     };
 
-    void print(const Node& node)
+    void print(const FilterNode& node)
     {
         switch (node.kind) {
-        case Node::Kind::present: out_ += node.field; break;
-        case Node::Kind::compare: {
+        case FilterNode::Kind::present: out_ += node.field; break;
+        case FilterNode::Kind::compare: {
             // A value holds one kind of quote at most: it was typed within the other one, or without any.
             const char quote = node.value.find('"') == node.value.npos ? '"' : '\'';
             ((((out_ += node.field) += ' ') += sign(node.op)) += ' ') += quote;
             (out_ += node.value) += quote;
             break;
         }
-        case Node::Kind::not_:
+        case FilterNode::Kind::not_:
             out_ += "not ";
             push(node.left, isJunction(nodes_[node.left]));
             break;
-        case Node::Kind::and_:
+        case FilterNode::Kind::and_:
             push(node.right, isJunction(nodes_[node.right]));
             pending_.push_back({0, " and "});
-            push(node.left, nodes_[node.left].kind == Node::Kind::or_);
+            push(node.left, nodes_[node.left].kind == FilterNode::Kind::or_);
             break;
-        case Node::Kind::or_:
-            push(node.right, nodes_[node.right].kind == Node::Kind::or_);
+        case FilterNode::Kind::or_:
+            push(node.right, nodes_[node.right].kind == FilterNode::Kind::or_);
             pending_.push_back({0, " or "});
             push(node.left, false);
             break;
@@ -95,15 +96,15 @@ private:
             pending_.push_back({0, "("});
     }
 
-    std::span<const Node> nodes_;
+    std::span<const FilterNode> nodes_;
     std::vector<Pending> pending_;
     std::string out_;
 };
 
-void writeTerm(JsonWriter& json, const Node& node)
+void writeTerm(JsonWriter& json, const FilterNode& node)
 {
     json.beginObject();
-    if (node.kind == Node::Kind::present) {
+    if (node.kind == FilterNode::Kind::present) {
         json.field("present", node.field);
     } else {
         json.key("compare");
@@ -117,6 +118,12 @@ void writeTerm(JsonWriter& json, const Node& node)
 }
 
 } // namespace
+
+struct DisplayFilter::Content {
+    std::string text; ///< what the nodes' names and values point into
+    std::vector<FilterNode> nodes;
+    FilterProgram program;
+};
 
 std::string Error::description() const
 {
@@ -137,6 +144,7 @@ Result<DisplayFilter, Error> DisplayFilter::compile(std::string_view text)
     for (const auto& node : content->nodes)
         if (isTerm(node) && !DisplayFilterCatalog::isKnown(node.field))
             return std::unexpected(Error::unknownField(node.field));
+    content->program = FilterProgram(content->nodes);
     return DisplayFilter(std::move(content));
 }
 
@@ -148,6 +156,21 @@ Result<std::optional<DisplayFilter>, Error> DisplayFilter::compileOptional(std::
     if (filter.error() == emptyFilter())
         return std::nullopt;
     return std::unexpected(std::move(filter).error());
+}
+
+bool DisplayFilter::matches(const DecodedFrame& frame) const
+{
+    return content_->program.matches(frame);
+}
+
+std::span<const FilterNode> DisplayFilter::nodes() const
+{
+    return content_->nodes;
+}
+
+const FilterProgram& DisplayFilter::program() const
+{
+    return content_->program;
 }
 
 std::string DisplayFilter::text() const
@@ -175,11 +198,11 @@ void write(JsonWriter& json, const DisplayFilter& filter)
             continue;
         }
         json.beginObject();
-        if (node.kind == Node::Kind::not_) {
+        if (node.kind == FilterNode::Kind::not_) {
             json.key("not");
             steps.emplace_back(Step::endNot, 0);
         } else {
-            json.key(node.kind == Node::Kind::and_ ? JsonKey("and") : JsonKey("or"));
+            json.key(node.kind == FilterNode::Kind::and_ ? JsonKey("and") : JsonKey("or"));
             json.beginArray();
             steps.emplace_back(Step::endJunction, 0);
             steps.emplace_back(Step::node, node.right);

@@ -6,6 +6,7 @@
 #include "Dissection/Filter/FilterComparison.h"
 #include "Dissection/Filter/Tokenizer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace netrondo {
+
+struct DecodedFrame;
+class FilterProgram;
 
 /// Immutable; copies share their content, and any thread may use them.
 class DisplayFilter {
@@ -57,22 +61,23 @@ public:
     /// Like `compile`, but a blank text is no error: it is no filter, and shows every frame.
     static Result<std::optional<DisplayFilter>, CompileError> compileOptional(std::string_view text);
 
-    std::span<const Node> nodes() const { return content_->nodes; }
-    const Node& root() const { return content_->nodes.back(); }
+    /// Whether the frame is one of those the filter selects.
+    bool matches(const DecodedFrame& frame) const;
+
+    std::span<const Node> nodes() const;
+    const Node& root() const { return nodes().back(); }
+    const FilterProgram& program() const;
 
     /// The filter in a spelling of its own, which compiles to the same filter.
     std::string text() const;
 
     friend bool operator==(const DisplayFilter& a, const DisplayFilter& b)
     {
-        return a.content_->nodes == b.content_->nodes;
+        return std::ranges::equal(a.nodes(), b.nodes());
     }
 
 private:
-    struct Content {
-        std::string text; ///< what the nodes' names and values point into
-        std::vector<Node> nodes;
-    };
+    struct Content;
 
     explicit DisplayFilter(std::shared_ptr<const Content> content) : content_(std::move(content)) { }
 

@@ -156,6 +156,17 @@ bool FilterComparison::isOrderedAs(int order) const
     }
 }
 
+/// As numbers, so that "nan" is neither more nor less than anything.
+bool FilterComparison::isOrderedAs(double value) const
+{
+    switch (op_) {
+    case FilterOp::gt: return value > *number_;
+    case FilterOp::lt: return value < *number_;
+    case FilterOp::ge: return value >= *number_;
+    default: return value <= *number_;
+    }
+}
+
 bool FilterComparison::holdsFor(std::string_view value) const
 {
     switch (op_) {
@@ -167,15 +178,26 @@ bool FilterComparison::holdsFor(std::string_view value) const
     case FilterOp::ge:
     case FilterOp::le: break;
     }
-    const auto valueNumber = number_ ? netrondo::number(value) : std::nullopt;
-    if (!valueNumber)
-        return isOrderedAs(TextOrder::ofUser().compare(value, target_));
-    switch (op_) { // as numbers, so that "nan" is neither more nor less than anything
-    case FilterOp::gt: return *valueNumber > *number_;
-    case FilterOp::lt: return *valueNumber < *number_;
-    case FilterOp::ge: return *valueNumber >= *number_;
-    default: return *valueNumber <= *number_;
+    if (number_)
+        if (const auto valueNumber = netrondo::number(value))
+            return isOrderedAs(*valueNumber);
+    return isOrderedAs(TextOrder::ofUser().compare(value, target_));
+}
+
+bool FilterComparison::holdsFor(std::uint64_t decimal) const
+{
+    const auto value = static_cast<double>(decimal);
+    if (op_ == FilterOp::eq || op_ == FilterOp::ne) {
+        // A text that folds to the same digits is the same number too, so the digits need not be looked at.
+        const bool isEqual = (number_ && value == *number_) || (word_ == Word::yes && decimal == 1)
+            || (word_ == Word::no && decimal == 0);
+        return isEqual == (op_ == FilterOp::eq);
     }
+    if (op_ != FilterOp::contains && number_)
+        return isOrderedAs(value);
+    char digits[20];
+    const auto* end = std::to_chars(digits, digits + sizeof digits, decimal).ptr;
+    return holdsFor(std::string_view(digits, end));
 }
 
 } // namespace netrondo

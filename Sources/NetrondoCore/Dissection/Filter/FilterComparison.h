@@ -29,13 +29,14 @@ public:
     FilterComparison(FilterOp op, std::string_view target);
 
     FilterOp op() const { return op_; }
-    /// The target as a number, where it is one.
-    std::optional<double> targetNumber() const { return number_; }
     bool holdsFor(std::string_view value) const;
+    /// The same for a value that reads as this decimal number, without making its text where the answer needs none.
+    bool holdsFor(std::uint64_t decimal) const;
 
 private:
     bool equals(std::string_view value) const;
     bool isOrderedAs(int order) const;
+    bool isOrderedAs(double value) const;
 
     FilterOp op_;
     std::string target_;

@@ -7,7 +7,7 @@
 namespace netrondo {
 namespace {
 
-using Node = DisplayFilter::Node;
+using FilterNode = DisplayFilter::Node;
 using Error = DisplayFilter::CompileError;
 using Kind = FilterToken::Kind;
 using Index = std::uint32_t;
@@ -16,7 +16,7 @@ class Parser {
 public:
     explicit Parser(std::span<const FilterToken> tokens) : tokens_(tokens) { levels_.emplace_back(); }
 
-    Result<std::vector<Node>, Error> run()
+    Result<std::vector<FilterNode>, Error> run()
     {
         for (;;) {
             if (!opensOperand())
@@ -38,7 +38,7 @@ private:
 
     bool next(Kind kind) const { return at_ < tokens_.size() && tokens_[at_].kind == kind; }
 
-    Index add(Node node)
+    Index add(FilterNode node)
     {
         nodes_.push_back(node);
         return static_cast<Index>(nodes_.size() - 1);
@@ -65,11 +65,11 @@ private:
             return std::unexpected(Error::syntax("Expected a field or protocol"));
         const auto field = tokens_[at_++].text;
         if (at_ == tokens_.size() || !tokens_[at_].isComparison())
-            return add({.kind = Node::Kind::present, .field = field, .value = {}});
+            return add({.kind = FilterNode::Kind::present, .field = field, .value = {}});
         const auto op = static_cast<FilterOp>(static_cast<int>(tokens_[at_++].kind) - static_cast<int>(Kind::eq));
         if (at_ == tokens_.size() || !tokens_[at_].canBeValue())
             return std::unexpected(Error::syntax("Expected a value after " + std::string(field)));
-        return add({.kind = Node::Kind::compare, .op = op, .field = field, .value = tokens_[at_++].text});
+        return add({.kind = FilterNode::Kind::compare, .op = op, .field = field, .value = tokens_[at_++].text});
     }
 
     /// Puts a finished operand where it belongs and reads on to where the next one starts; true at the end.
@@ -78,15 +78,15 @@ private:
         for (;;) {
             auto& level = levels_.back();
             for (; level.nots > 0; --level.nots, --nesting_)
-                operand = add({.kind = Node::Kind::not_, .left = operand, .field = {}, .value = {}});
-            level.andLeft = join(Node::Kind::and_, level.andLeft, operand);
+                operand = add({.kind = FilterNode::Kind::not_, .left = operand, .field = {}, .value = {}});
+            level.andLeft = join(FilterNode::Kind::and_, level.andLeft, operand);
             if (next(Kind::and_)) {
                 ++at_;
                 return false;
             }
             if (next(Kind::ident) || next(Kind::not_) || next(Kind::lparen)) // side by side means "and"
                 return false;
-            level.orLeft = join(Node::Kind::or_, level.orLeft, *level.andLeft);
+            level.orLeft = join(FilterNode::Kind::or_, level.orLeft, *level.andLeft);
             level.andLeft.reset();
             if (next(Kind::or_)) {
                 ++at_;
@@ -106,7 +106,7 @@ private:
         return true;
     }
 
-    Index join(Node::Kind kind, std::optional<Index> left, Index right)
+    Index join(FilterNode::Kind kind, std::optional<Index> left, Index right)
     {
         return left ? add({.kind = kind, .left = *left, .right = right, .field = {}, .value = {}}) : right;
     }
@@ -115,12 +115,12 @@ private:
     std::size_t at_ = 0;
     std::size_t nesting_ = 0;
     std::vector<Level> levels_;
-    std::vector<Node> nodes_;
+    std::vector<FilterNode> nodes_;
 };
 
 } // namespace
 
-Result<std::vector<Node>, Error> parse(std::span<const FilterToken> tokens)
+Result<std::vector<FilterNode>, Error> parse(std::span<const FilterToken> tokens)
 {
     return Parser(tokens).run();
 }

@@ -1,0 +1,23 @@
+// The frames of the captures that come with the sources, for what must hold of any frame.
+#pragma once
+
+#include "Support/Readers.h"
+
+#include <string>
+#include <vector>
+
+namespace netrondo::test {
+
+struct SampleCapture {
+    std::string name;
+    std::vector<KeptFrame> frames;
+};
+
+/// The captures under Samples, and those under the folder that the environment variable NETRONDO_CORPUS names, if it
+/// does. At most `framesEach` frames of each; a file that ends in an error gives the frames before it.
+std::vector<SampleCapture> sampleCaptures(std::size_t framesEach = 400);
+
+/// The frame as a reader would show it.
+CaptureFrame viewOf(const KeptFrame& frame);
+
+} // namespace netrondo::test
