@@ -49,6 +49,8 @@ public:
 
     void put(std::string_view text)
     {
+        if (text.empty()) // perhaps of no text at all, which memcpy must not see
+            return;
         std::memcpy(room(text.size()), text.data(), text.size());
         size_ += text.size();
     }
