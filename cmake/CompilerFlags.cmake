@@ -19,4 +19,8 @@ if(NETRONDO_SANITIZE)
     target_compile_options(netrondo-flags INTERFACE -fsanitize=${NETRONDO_SANITIZE} -fno-sanitize-recover=all
                                                     -fno-omit-frame-pointer)
     target_link_options(netrondo-flags INTERFACE -fsanitize=${NETRONDO_SANITIZE})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        target_compile_options(netrondo-flags
+                               INTERFACE -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignore.txt)
+    endif()
 endif()
