@@ -37,6 +37,8 @@ public:
 
     void prefetch(std::uint32_t newest) const
     {
+        if (newest == empty)
+            return;
         __builtin_prefetch(&chunks_[newest]);
         __builtin_prefetch(&chunks_[newest].ordinal);
     }
