@@ -1,7 +1,9 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
 #include "Targets/Gzip.h"
+#include "Targets/HostNames.h"
 #include "Targets/Readers.h"
+#include "Targets/TcpOptions.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,11 +18,9 @@ struct FuzzTarget {
 };
 
 constexpr FuzzTarget targets[] = {
-    {"Aggregate", fuzz::aggregate},
-    {"Classify", fuzz::classify},
-    {"Gzip", fuzz::gzip},
-    {"Pcap", fuzz::pcap},
-    {"Pcapng", fuzz::pcapng},
+    {"Aggregate", fuzz::aggregate},   {"Classify", fuzz::classify}, {"Gzip", fuzz::gzip},
+    {"HostNames", fuzz::hostNames},   {"Pcap", fuzz::pcap},         {"Pcapng", fuzz::pcapng},
+    {"TcpOptions", fuzz::tcpOptions},
 };
 
 class FuzzReplay : public testing::TestWithParam<FuzzTarget> {
