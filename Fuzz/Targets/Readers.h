@@ -36,12 +36,13 @@ inline Digest oneByOne(CaptureReading& reader)
 {
     Digest digest;
     for (;;) {
-        const auto frame = reader.nextFrame();
+        const auto next = reader.nextFrame();
+        if (!next)
+            digest.error = next.error();
+        const auto frame = next.value_or(std::nullopt);
         if (!frame)
-            digest.error = frame.error();
-        if (!frame || !*frame)
             return digest;
-        digest.add(**frame);
+        digest.add(*frame);
     }
 }
 

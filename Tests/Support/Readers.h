@@ -44,12 +44,13 @@ inline Contents readFrames(CaptureReading& reader)
 {
     Contents contents;
     for (;;) {
-        const auto frame = reader.nextFrame();
+        const auto next = reader.nextFrame();
+        if (!next)
+            contents.error = next.error().errorDescription();
+        const auto frame = next.value_or(std::nullopt);
         if (!frame)
-            contents.error = frame.error().errorDescription();
-        if (!frame || !*frame)
             return contents;
-        contents.frames.emplace_back(**frame);
+        contents.frames.emplace_back(*frame);
     }
 }
 
