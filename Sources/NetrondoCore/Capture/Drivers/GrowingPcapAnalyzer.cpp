@@ -6,11 +6,8 @@
 namespace netrondo {
 
 GrowingPcapAnalyzer::GrowingPcapAnalyzer(AnalysisMode mode, const ExpertPreferences& expert)
-    : aggregator_(mode, expert)
-    , mode_(mode)
-    , expert_(expert)
-{
-}
+    : aggregator_(mode, expert), mode_(mode), expert_(expert)
+{ }
 
 CaptureResult<AnalysisResult> GrowingPcapAnalyzer::pull(const std::filesystem::path& path, AnalysisMode mode,
                                                         const ExpertPreferences& expert)

@@ -30,7 +30,7 @@ private:
     PairAggregator aggregator_;
     AnalysisMode mode_;
     ExpertPreferences expert_;
-    std::uint64_t byteOffset_ = 0; ///< of the first byte not yet consumed: the start of the next record
+    std::uint64_t byteOffset_ = 0;     ///< of the first byte not yet consumed: the start of the next record
     std::optional<PcapHeader> header_; ///< once it has been read
 };
 
