@@ -45,14 +45,14 @@ std::uint32_t RecentSegments::chunkFor(std::uint32_t newest, std::uint32_t now)
     return chunks_.append();
 }
 
-void RecentSegments::remember(std::uint32_t& newest, const SegmentFingerprint& segment)
+void RecentSegments::remember(Chain& chain, const SegmentFingerprint& segment)
 {
-    if (newest == empty || chunks_[newest].count == Chunk::capacity) {
-        const auto added = chunkFor(newest, segment.ordinal);
-        chunks_[added].older = newest;
-        newest = added;
+    if (chain.newest == empty || chunks_[chain.newest].count == Chunk::capacity) {
+        const auto added = chunkFor(chain.newest, segment.ordinal);
+        chunks_[added].older = chain.newest;
+        chain = {added, chain.newest};
     }
-    auto& chunk = chunks_[newest];
+    auto& chunk = chunks_[chain.newest];
     const auto slot = chunk.count++;
     chunk.seq[slot] = segment.seq;
     chunk.digestLow[slot] = static_cast<std::uint32_t>(segment.payloadDigest);
@@ -62,10 +62,10 @@ void RecentSegments::remember(std::uint32_t& newest, const SegmentFingerprint& s
     chunk.withIpId |= (segment.ipId ? 1u : 0u) << slot;
 }
 
-std::optional<SegmentFingerprint> RecentSegments::newestWithSameSeq(std::uint32_t newest,
+std::optional<SegmentFingerprint> RecentSegments::newestWithSameSeq(const Chain& chain,
                                                                     const SegmentFingerprint& segment) const
 {
-    for (auto number = newest; number != empty; number = chunks_[number].older) {
+    for (auto number = chain.newest; number != empty; number = chunks_[number].older) {
         const auto& chunk = chunks_[number];
         if (!anyEqual(chunk.seq, segment.seq))
             continue;
@@ -80,10 +80,10 @@ std::optional<SegmentFingerprint> RecentSegments::newestWithSameSeq(std::uint32_
     return {};
 }
 
-bool RecentSegments::hasPayloadElsewhere(std::uint32_t newest, const SegmentFingerprint& segment) const
+bool RecentSegments::hasPayloadElsewhere(const Chain& chain, const SegmentFingerprint& segment) const
 {
     const auto digest = segment.payloadDigest & keptDigest;
-    for (auto number = newest; number != empty; number = chunks_[number].older) {
+    for (auto number = chain.newest; number != empty; number = chunks_[number].older) {
         const auto& chunk = chunks_[number];
         if (!anyEqual(chunk.digestLow, static_cast<std::uint32_t>(digest)))
             continue;

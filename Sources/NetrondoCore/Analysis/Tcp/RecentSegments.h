@@ -24,23 +24,31 @@ struct SegmentFingerprint {
 class RecentSegments {
 public:
     static constexpr std::uint32_t window = 64;
-    /// Where a flow that has remembered nothing yet points to.
+    /// A chunk's number that stands for none.
     static constexpr std::uint32_t empty = 0;
 
+    /// A flow's chain; belongs to the flow.
+    struct Chain {
+        std::uint32_t newest = empty;
+        std::uint32_t second = empty; ///< the one behind it, to be fetched ahead along with it
+    };
+
     /// Remembers a segment at the head of a flow's chain.
-    void remember(std::uint32_t& newest, const SegmentFingerprint& segment);
+    void remember(Chain& chain, const SegmentFingerprint& segment);
 
     /// The newest remembered segment with the sequence number of `segment`, which has not been remembered itself yet.
-    std::optional<SegmentFingerprint> newestWithSameSeq(std::uint32_t newest, const SegmentFingerprint& segment) const;
+    std::optional<SegmentFingerprint> newestWithSameSeq(const Chain& chain, const SegmentFingerprint& segment) const;
     /// True when a segment with the same payload, but another sequence number, is remembered.
-    bool hasPayloadElsewhere(std::uint32_t newest, const SegmentFingerprint& segment) const;
+    bool hasPayloadElsewhere(const Chain& chain, const SegmentFingerprint& segment) const;
 
-    void prefetch(std::uint32_t newest) const
+    void prefetch(const Chain& chain) const
     {
-        if (newest == empty)
+        if (chain.newest == empty)
             return;
-        __builtin_prefetch(&chunks_[newest]);
-        __builtin_prefetch(&chunks_[newest].ordinal);
+        __builtin_prefetch(&chunks_[chain.newest]);
+        __builtin_prefetch(&chunks_[chain.newest].ordinal);
+        if (chain.second != empty)
+            __builtin_prefetch(&chunks_[chain.second]);
     }
 
 private:

@@ -114,10 +114,10 @@ void TCPQualityTracker::countFlags(FlowState& flow, const TcpSegment& segment)
         ++flow.synCount;
     if (flags & fin)
         ++flow.finCount;
-    if (flags & rst)
-        ++flow.rstCount;
-    if (flags & (urg | ece | cwr)) [[unlikely]] {
+    if (flags & (rst | urg | ece | cwr)) [[unlikely]] {
         auto& rare = trouble(flow);
+        if (flags & rst)
+            ++rare.rstCount;
         if (flags & urg)
             ++rare.urgCount;
         if (flags & ece)
@@ -188,7 +188,7 @@ void TCPQualityTracker::acknowledge(FlowState& flow, FlowState& reverse, const T
 }
 
 void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFingerprint& fingerprint,
-                                            const TcpSegment& segment)
+                                            const TcpSegment& segment, bool isAhead)
 {
     const bool isSyn = segment.flags & tcpFlag::syn;
     if (!flow.knows(FlowState::lastackKnown)) {
@@ -204,7 +204,11 @@ void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFinger
             return;
         }
     }
-    if (const auto earlier = recent_.newestWithSameSeq(flow.recent, fingerprint)) {
+    // Where all came in order, nothing remembered has the sequence number of a segment ahead of it all.
+    const bool isSurelyNew = isAhead && flow.disorder == 0;
+    const auto earlier =
+        isSurelyNew ? std::optional<SegmentFingerprint>{} : recent_.newestWithSameSeq(flow.recent, fingerprint);
+    if (earlier) {
         auto& counters = trouble(flow);
         if (fingerprint.ipId && fingerprint.ipId == earlier->ipId) {
             // The same IP packet seen again: something on the way duplicated it. Deliberately not part of the guess.
@@ -289,8 +293,11 @@ void TCPQualityTracker::observe(std::uint32_t connection, int sender, const TcpS
 
     const auto ordinal = static_cast<std::uint32_t>(flow.tcpPackets);
     const SegmentFingerprint fingerprint{ordinal, segment.seq, segment.payloadDigest, segment.ipId};
+    // Ahead of all that was sent, but not so far that 64 such steps would reach around the sequence space.
+    constexpr std::uint32_t farthestStep = 1u << 24;
+    const bool isAhead = !isRst && (!flow.knows(FlowState::nextseqKnown) || segment.seq - flow.nextseq < farthestStep);
     if (!isRst) {
-        checkRetransmission(flow, fingerprint, segment);
+        checkRetransmission(flow, fingerprint, segment, isAhead);
         if (const auto length = sequenceLength(segment)) {
             const auto end = segment.seq + length;
             if (!flow.knows(FlowState::nextseqKnown) || isAfter(end, flow.nextseq)) {
@@ -303,6 +310,12 @@ void TCPQualityTracker::observe(std::uint32_t connection, int sender, const TcpS
         flow.known |= FlowState::carriedPayload;
     if (segment.payloadLength > 0 || isSyn)
         recent_.remember(flow.recent, fingerprint);
+    if (segment.payloadLength > 0 || isSyn || segment.flags & tcpFlag::fin) {
+        if (!isAhead)
+            flow.disorder = RecentSegments::window;
+        else if (flow.disorder > 0)
+            --flow.disorder;
+    }
     if (isSyn)
         handshake(flow, reverse, segment);
 }
@@ -322,11 +335,11 @@ TCPSessionQuality TCPQualityTracker::quality(const FlowState& flow) const
     record.tcpPackets = flow.tcpPackets;
     record.synCount = flow.synCount;
     record.finCount = flow.finCount;
-    record.rstCount = flow.rstCount;
     record.ackCount = flow.ackCount;
     record.pshCount = flow.pshCount;
     if (flow.trouble) {
         const auto& rare = troubles_[flow.trouble];
+        record.rstCount = rare.rstCount;
         record.urgCount = rare.urgCount;
         record.eceCount = rare.eceCount;
         record.cwrCount = rare.cwrCount;

@@ -65,8 +65,11 @@ struct FlowState {
     std::uint16_t windowMax = 0;
     std::uint16_t windowLast = 0;
     std::uint8_t known = 0;
-    std::uint32_t recent = RecentSegments::empty; ///< the chain of remembered segments
-    Counter32 ackCount, pshCount, synCount, finCount, rstCount;
+    /// How many segments from now on may repeat a remembered sequence number although theirs lies ahead of all that was
+    /// sent: 0 when the last 64 came in order, each ahead of the one before.
+    std::uint8_t disorder = 0;
+    RecentSegments::Chain recent;
+    Counter32 ackCount, pshCount, synCount, finCount;
     std::uint32_t trouble = 0; ///< number of the flow's `FlowTrouble`, 0 for none
     TcpOffer clientOffer;      ///< of the last SYN sent on this flow
     TcpOffer serverOffer;      ///< of the last SYN+ACK sent on this flow
@@ -77,7 +80,7 @@ struct FlowState {
 };
 
 struct FlowTrouble {
-    Counter32 urgCount, eceCount, cwrCount;
+    Counter32 rstCount, urgCount, eceCount, cwrCount;
     Counter32 retransmitGuess, retransmitEndpoint, retransmitInfrastructure, retransmitApplication;
     Counter32 spuriousRetransmitCount, ackedUnseenCount;
     Counter32 sackPacketCount, sackDSackCount, sackUnseenCount, sackInvalidCount, sackLeftoverCount;
@@ -126,7 +129,8 @@ private:
     void sampleWindow(FlowState& flow, const TcpSegment& segment);
     void acknowledge(FlowState& flow, FlowState& reverse, const TcpSegment& segment);
     void examineSack(FlowState& flow, const FlowState& reverse, const TcpSegment& segment);
-    void checkRetransmission(FlowState& flow, const SegmentFingerprint& fingerprint, const TcpSegment& segment);
+    void checkRetransmission(FlowState& flow, const SegmentFingerprint& fingerprint, const TcpSegment& segment,
+                             bool isAhead);
     void handshake(FlowState& flow, const FlowState& reverse, const TcpSegment& segment);
     TcpOffer offer(const TCPOptions& options);
 
