@@ -9,6 +9,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
@@ -225,7 +226,10 @@ TEST(CaptureFile, AProgramKilledWhileItInflatesLeavesNothingInTheTemporaryDirect
     const int writer = ::open(fifo.c_str(), O_WRONLY | O_CLOEXEC);
     const auto packed = gzipped(pattern(5'000'000));
     ASSERT_GT(::write(writer, packed.data(), packed.size() - 100), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // it waits for the rest
+    for (int unread = 1; unread > 0;) { // until it waits for the rest
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_EQ(::ioctl(writer, FIONREAD, &unread), 0);
+    }
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);
