@@ -47,6 +47,13 @@ struct CommPair {
     std::string id() const;
     std::uint64_t volume(bool useBytes) const { return useBytes ? byteCount : packetCount; }
 
+    /// The end's name when names are wanted and it has one, else its address; shortened in the middle to `maxChars`.
+    std::string displaySrc(bool showNames, std::size_t maxChars) const;
+    std::string displayDst(bool showNames, std::size_t maxChars) const;
+    /// True when the protocol is the pair's top protocol, one of its payload protocols, or the service of one of its
+    /// ports.
+    bool carries(std::string_view protocolName) const;
+
     friend bool operator==(const CommPair&, const CommPair&) = default;
 };
 
