@@ -1,6 +1,7 @@
 // How frames become conversations, protocols and totals.
 #include "Analysis/PairAggregator.h"
 #include "Base/Json.h"
+#include "Support/Allocations.h"
 #include "Support/Frames.h"
 
 #include <gtest/gtest.h>
@@ -326,6 +327,21 @@ TEST(Aggregator, FractionIsTakenAsMicrosecondsWhateverItsSize)
     PairAggregator aggregator(AnalysisMode::l3IP, {});
     aggregator.ingest(frame);
     EXPECT_EQ(aggregator.result().captureStartSeconds, 500);
+}
+
+TEST(Aggregator, KnownConversationsCostNoAllocations)
+{
+    const ByteVector bytes[] = {request({.seq = 1}, "hello"), reply({.sourcePort = 80, .destinationPort = 51000}),
+                                ethernet(ipv4({}, udp({.destinationPort = 123}, "x"))), arpFrame,
+                                ethernet(ipv6({}, tcp({}, "y")))};
+    std::vector<CaptureFrame> frames;
+    for (const auto& frame : bytes)
+        frames.push_back(frameOf(frame));
+    PairAggregator aggregator(AnalysisMode::l3IP, {});
+    // Seventy rounds fill the memory of each flow's last segments; from then on its chunks are used again.
+    for (int i = 0; i < 70; ++i)
+        aggregator.ingest(frames);
+    EXPECT_NO_ALLOCATIONS(for (int i = 0; i < 1000; ++i) aggregator.ingest(frames));
 }
 
 TEST(Aggregator, BatchesOfAnySizeGiveTheSameResultAsFrameByFrame)
