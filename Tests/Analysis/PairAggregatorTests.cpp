@@ -58,6 +58,20 @@ const auto ipxFrame = ethernet({0x8137, hex("ffff 001e 00 00 00000001 ffffffffff
 
 } // namespace
 
+TEST(PairList, GivesTheTcpQualityOfAPairWithoutTheRestOfIt)
+{
+    Analysis analysis;
+    analysis.add(request({.seq = 1, .flags = tcpFlag::syn}))
+        .add(reply({.sourcePort = 80, .destinationPort = 51000}, "x"));
+    analysis.add(ethernet(ipv4({.destination = "10.0.0.53"}, udp())));
+    const auto result = analysis.result();
+    ASSERT_EQ(result.pairs.size(), 3u);
+    for (std::size_t i = 0; i < result.pairs.size(); ++i)
+        EXPECT_EQ(result.pairs.tcpQuality(i), result.pairs[i].tcpQuality) << result.pairs[i].id();
+    EXPECT_EQ(result.pairs.tcpQuality(0)->tcpPackets, 2u) << "both directions";
+    EXPECT_FALSE(result.pairs.tcpQuality(1)) << "no TCP";
+}
+
 TEST(Aggregator, EmptyCaptureGivesZeroTotalsAndNoStart)
 {
     const auto result = Analysis().result();

@@ -22,6 +22,11 @@ void PairList::read(std::size_t index, CommPair& into) const
     table_->read(order_[index], into);
 }
 
+std::optional<TCPSessionQuality> PairList::tcpQuality(std::size_t index) const
+{
+    return table_->conversationQuality(order_[index]);
+}
+
 PairList::Summary PairList::summary(std::size_t index) const
 {
     const auto number = order_[index];

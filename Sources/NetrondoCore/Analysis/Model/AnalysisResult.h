@@ -28,6 +28,8 @@ public:
     CommPair operator[](std::size_t index) const;
     /// The same into an existing record, whose memory is used again.
     void read(std::size_t index, CommPair& into) const;
+    /// The pair's `tcpQuality`, without the rest of the record.
+    std::optional<TCPSessionQuality> tcpQuality(std::size_t index) const;
 
     /// What ranking and totalling need, without text.
     struct Summary {

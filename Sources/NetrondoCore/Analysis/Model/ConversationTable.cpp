@@ -147,6 +147,17 @@ std::optional<TCPSessionQuality> ConversationTable::quality(std::uint32_t pairNu
     return sum;
 }
 
+std::optional<TCPSessionQuality> ConversationTable::conversationQuality(std::uint32_t pairNumber) const
+{
+    auto sum = quality(pairNumber);
+    auto reverse = quality(pairNumber ^ 1);
+    if (!sum)
+        return reverse;
+    if (reverse)
+        sum->merge(*reverse);
+    return sum;
+}
+
 void ConversationTable::readPorts(std::uint32_t pairNumber, CommPair& into) const
 {
     const auto side = pairNumber & 1;
@@ -198,12 +209,7 @@ void ConversationTable::readPorts(std::uint32_t pairNumber, CommPair& into) cons
 void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) const
 {
     into.tcpQualityByPort.clear();
-    into.tcpQuality = quality(pairNumber);
-    const auto reverse = quality(pairNumber ^ 1);
-    if (!into.tcpQuality)
-        into.tcpQuality = reverse;
-    else if (reverse)
-        into.tcpQuality->merge(*reverse);
+    into.tcpQuality = conversationQuality(pairNumber);
     if (!into.tcpQuality || into.dstPorts.empty())
         return;
 

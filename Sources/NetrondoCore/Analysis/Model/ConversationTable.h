@@ -83,6 +83,8 @@ public:
 
     /// The TCP quality of one direction, over all its flows in the order in which they appeared; nothing without TCP.
     std::optional<TCPSessionQuality> quality(std::uint32_t pairNumber) const;
+    /// The same with that of the other direction merged into it: how the conversation went.
+    std::optional<TCPSessionQuality> conversationQuality(std::uint32_t pairNumber) const;
 
 private:
     std::span<const std::uint32_t> connectionsOf(ConversationId conversation) const;
