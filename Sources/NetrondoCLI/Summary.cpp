@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <fmt/format.h>
 #include <numeric>
 
@@ -33,7 +34,8 @@ void printCapture(Page& page, const CaptureFacts& facts, const AnalysisResult& r
         fact(page, "Start", pointInTime(*result.captureStartSeconds));
         fact(page, "Duration", timeSpan(result.durationSeconds));
     }
-    if (facts.isNanosecond)
+    // pcapng readers take every time as microseconds: nanoseconds of today lie a thousand times too far from 1970.
+    if (facts.isNanosecond || result.captureStartSeconds > endOfCalendar)
         fact(page, "Note",
              "The file counts nanoseconds, which are read as microseconds: start, duration and rate are off.");
     fact(page, "Frames", fmt::format("{} ({})", grouped(result.totalPackets), bytes(result.totalBytes)));
@@ -57,8 +59,27 @@ struct TalkText {
     std::string first;
     std::string second;
     std::string protocol;
+    std::string worstService; ///< of its TCP sessions
     std::optional<TCPSessionQuality> quality;
 };
+
+/// The service whose TCP sessions went worst. The ports of clients are there too; they name no service.
+std::string worstService(const CommPair& pair)
+{
+    std::optional<int> worst;
+    std::string text;
+    for (const auto& [port, quality] : pair.tcpQualityByPort) {
+        const auto name = PortServices::name(port);
+        if (name.empty() && port >= PortServices::ephemeralPortFloor)
+            continue;
+        const auto score = quality.score();
+        if (score && (!worst || *score < *worst)) {
+            worst = score;
+            text = name.empty() ? fmt::format("TCP {}", port) : std::string(name);
+        }
+    }
+    return text.empty() ? protocolText(pair) : text;
+}
 
 TalkText inWords(const PairList& pairs, const Talk& talk)
 {
@@ -72,7 +93,7 @@ TalkText inWords(const PairList& pairs, const Talk& talk)
             pair.topProtocol = reverse.topProtocol;
     }
     return {hostText(pair.srcAddr, pair.resolvedSrc), hostText(pair.dstAddr, pair.resolvedDst), protocolText(pair),
-            std::move(pair.tcpQuality)};
+            worstService(pair), std::move(pair.tcpQuality)};
 }
 
 Cell gradeCell(const std::optional<TCPSessionQuality>& quality, const QualityGradeThresholds& thresholds)
@@ -146,7 +167,7 @@ void printHosts(Page& page, const AnalysisResult& result, std::vector<HostTotals
 std::string bar(double share, std::size_t width)
 {
     constexpr std::array<std::string_view, 8> eighths = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉"};
-    const auto parts = static_cast<std::size_t>(share * static_cast<double>(width) * 8 + 0.5);
+    const auto parts = static_cast<std::size_t>(std::lround(share * static_cast<double>(width) * 8));
     std::string text;
     for (std::size_t i = 0; i < parts / 8; ++i)
         text += "█";
@@ -189,7 +210,7 @@ void printSessions(Page& page, const AnalysisResult& result, const std::vector<T
     for (std::uint32_t i = 0; i < talks.size(); ++i) {
         if (!talks[i].hasTcp)
             continue;
-        const auto quality = result.pairs[talks[i].pair].tcpQuality;
+        const auto quality = result.pairs.tcpQuality(talks[i].pair);
         const auto score = quality ? quality->score() : std::nullopt;
         if (!score)
             continue;
@@ -224,7 +245,7 @@ void printSessions(Page& page, const AnalysisResult& result, const std::vector<T
         page.put(grade.text, grade.tone);
         constexpr std::size_t indent = 15;
         page.pad(indent - textWidth(grade.text));
-        page.paragraph(fmt::format("{} ↔ {}  {}", text.first, text.second, text.protocol), indent);
+        page.paragraph(fmt::format("{} ↔ {}  {}", text.first, text.second, text.worstService), indent);
         for (const auto& complaint : complaints(*text.quality)) {
             page.pad(indent);
             page.paragraph(complaint.points > 0 ? fmt::format("{} ({})", complaint.detail, pointsOff(complaint.points))

@@ -39,7 +39,7 @@ std::string rate(double perSecond)
 {
     // Absurd spans make absurd rates; they are not to overflow a number.
     return perSecond < 100 || perSecond > 1e15 ? fmt::format("{:.3g}", perSecond)
-                                               : grouped(static_cast<std::uint64_t>(perSecond + 0.5));
+                                               : grouped(static_cast<std::uint64_t>(std::llround(perSecond)));
 }
 
 std::string bitRate(double bitsPerSecond)
@@ -67,7 +67,7 @@ std::string timeSpan(double seconds)
         return fmt::format("{:.3f} s", seconds);
     if (seconds >= 1e15) // a damaged time: a number of seconds says as much
         return fmt::format("{:.3g} s", seconds);
-    const auto whole = static_cast<std::uint64_t>(seconds + 0.5);
+    const auto whole = static_cast<std::uint64_t>(std::llround(seconds));
     if (whole < 3600)
         return fmt::format("{} min {:02} s", whole / 60, whole % 60);
     if (whole < 86400)
@@ -77,8 +77,7 @@ std::string timeSpan(double seconds)
 
 std::string pointInTime(double secondsSinceEpoch)
 {
-    // A capture may claim any time; beyond the year 9999 a calendar helps nobody.
-    if (!(secondsSinceEpoch < 253402300799.0))
+    if (!(secondsSinceEpoch <= endOfCalendar))
         return fmt::format("{:.0f} s after 1970", secondsSinceEpoch);
     auto milliseconds = std::llround(secondsSinceEpoch * 1000);
     const auto whole = static_cast<std::time_t>(milliseconds / 1000);

@@ -133,6 +133,27 @@ TEST(AnalyzeCommand, AFileOfNanosecondsIsSaidToBeOne)
     EXPECT_THAT(netrondo({"analyze", "-"}, {}, micro).output, Not(HasSubstr("nanoseconds")));
 }
 
+TEST(AnalyzeCommand, TimesBeyondTheCalendarAreTakenForNanoseconds)
+{
+    const auto frame = ethernet(ipv4({}, tcp()));
+    const auto run = netrondo({"analyze", "-"}, {},
+                              PcapNgBytes().section().interface(1).enhanced(0, frame, 1'795'258'523'927'000'000));
+    EXPECT_THAT(run.output, HasSubstr("1795258523927 s after 1970"));
+    EXPECT_THAT(run.output, HasSubstr("nanoseconds"));
+}
+
+TEST(AnalyzeCommand, TheWorstServiceOfATroubledConversationIsNamed)
+{
+    // A clean name query over TCP and a refused web connection between the same hosts.
+    const auto there = [](std::uint16_t port, std::uint8_t flags) {
+        return ethernet(ipv4({}, tcp({.destinationPort = port, .seq = port, .flags = flags})));
+    };
+    const auto back = ethernet(ipv4({.source = "10.0.0.2", .destination = "10.0.0.1"},
+                                    tcp({.sourcePort = 80, .destinationPort = 51000, .flags = tcpFlag::rst})));
+    const PcapBytes capture = PcapBytes().frame(there(80, tcpFlag::syn)).frame(back).frame(there(53, tcpFlag::syn));
+    EXPECT_THAT(netrondo({"analyze", "-"}, {}, capture).output, HasSubstr("10.0.0.1 ↔ 10.0.0.2  HTTP\n"));
+}
+
 TEST(AnalyzeCommand, ACaptureWithoutFramesHasNoTables)
 {
     const auto run = netrondo({"analyze", TempFile(PcapBytes()).path().string()});
