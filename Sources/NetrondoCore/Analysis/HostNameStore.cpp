@@ -6,8 +6,15 @@
 #include "Analysis/Names/DomainName.h"
 #include "Analysis/Names/NetBiosNames.h"
 
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <utility>
+
 namespace netrondo {
 namespace {
+
+constexpr std::size_t latestSlots = 16 * 1024;
 
 bool isSingleHost(const Address& address)
 {
@@ -55,6 +62,12 @@ void HostNameStore::harvest(const FrameFacts& facts)
 
 void HostNameStore::learn(const Address& address, std::string_view name)
 {
+    if (latest_.empty())
+        latest_.resize(latestSlots);
+    const auto slot = hashOf(address);
+    const auto said = XXH3_64bits_withSeed(name.data(), name.size(), slot);
+    if (std::exchange(latest_[slot % latestSlots], said) == said)
+        return;
     if (!isSingleHost(address) || !names::isAcceptable(name))
         return;
     if (const auto known = names_.find(address); known != names_.end())

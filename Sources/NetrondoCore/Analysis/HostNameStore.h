@@ -7,6 +7,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace netrondo {
 
@@ -42,6 +43,9 @@ public:
 
 private:
     boost::unordered_flat_map<Address, std::string, AddressHash> names_;
+    /// What was said last of the addresses that fall on a slot, as a hash: servers say the same again and again, and
+    /// the tables of names are far larger than the cache.
+    std::vector<std::uint64_t> latest_;
 };
 
 } // namespace netrondo
