@@ -1,4 +1,4 @@
-"""Capture files read and written: classic in micro- or nanoseconds, pcapng with several interfaces, each plain or gzipped."""
+"""Capture files read and written: classic in micro- or nanoseconds, pcapng in microseconds with several interfaces, each plain or gzipped."""
 import gzip
 import struct
 from dataclasses import dataclass
@@ -67,16 +67,17 @@ def write_pcapng(path, interfaces, frames, comment):
     parts = [block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1) + option(1, comment)
                    + option(4, "Samples/record") + end)]
     for interface in interfaces:
-        options = option(2, interface.name) + option(3, interface.description) + option(9, b"\x09")
+        options = option(2, interface.name) + option(3, interface.description) + option(9, b"\x06")
         if interface.filter:
             options += option(11, b"\0" + interface.filter.encode())
         parts.append(block(1, struct.pack("<HHI", interface.link_type, 0, 262144) + options + end))
     for frame in frames:
+        time = frame.time // 1000  # microseconds: what every reader takes for granted
         padding = b"\0" * (-len(frame.data) % 4)
-        parts.append(block(6, struct.pack("<IIIII", frame.interface, frame.time >> 32, frame.time & 0xFFFFFFFF,
+        parts.append(block(6, struct.pack("<IIIII", frame.interface, time >> 32, time & 0xFFFFFFFF,
                                           len(frame.data), frame.length) + frame.data + padding))
     for number, _ in enumerate(interfaces):
-        mine = [f.time for f in frames if f.interface == number]
+        mine = [f.time // 1000 for f in frames if f.interface == number]
         if mine:
             last = max(mine)
             parts.append(block(5, struct.pack("<III", number, last >> 32, last & 0xFFFFFFFF)
