@@ -64,7 +64,8 @@ class SummaryWidth : public testing::TestWithParam<int> { };
 
 TEST_P(SummaryWidth, OfTheSampleIsGolden)
 {
-    const auto run = netrondo({"analyze", sample}, {.environment = {"COLUMNS=" + std::to_string(GetParam())}});
+    const auto run = netrondo({"analyze", NETRONDO_SOURCE_DIR "/Samples/office.pcapng"},
+                              {.environment = {"COLUMNS=" + std::to_string(GetParam())}});
     EXPECT_EQ(run.status, 0) << run.errors;
     auto text = run.output;
     const auto path = text.find(NETRONDO_SOURCE_DIR);
