@@ -120,10 +120,12 @@ TEST_F(HostNames, AReverseNameThatIsNoAddressNamesNothing)
     EXPECT_EQ(store.size(), 0u);
 }
 
-TEST_F(HostNames, ADnsNameIsLowerCaseWhateverTheResolverMadeOfIt)
+TEST_F(HostNames, ANameThatWasAskedForIsLowerCaseWhateverTheResolverMadeOfIt)
 {
     dns(DnsMessage().question("wWw.ExaMPLe.cOm").cname("WWW.example.COM", "a.example").a("A.EXAMPLE", "192.0.2.1"));
     EXPECT_EQ(nameOf("192.0.2.1"), "www.example.com");
+    dns(DnsMessage().ptr("4.2.0.192.In-Addr.ArPa", "PC4.example"));
+    EXPECT_EQ(nameOf("192.0.2.4"), "PC4.example") << "its owner's own spelling";
 }
 
 TEST_F(HostNames, CompressedNamesAreUnpacked)

@@ -347,7 +347,6 @@ TEST(TCPSessionQuality, MergedHandshakesKeepTheFirstsValuesOrTheBooleansAndUnite
 
 TEST(TCPSessionQualityDeathTest, ACounterThatWouldPassItsRangeStopsTheProgram)
 {
-    testing::GTEST_FLAG(death_test_style) = "threadsafe";
     for (const auto counter : smallCounters) {
         TCPSessionQuality full, one;
         full.*counter = std::numeric_limits<std::uint32_t>::max();

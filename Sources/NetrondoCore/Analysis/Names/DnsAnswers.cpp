@@ -86,13 +86,13 @@ private:
         const bool wasAsked = record.owner.isSameAs(alias_);
         const auto& name = wasAsked ? asked_ : record.owner;
         if (record.type == a && record.data.size() == 4) {
-            learn(Address::ipv4(record.data.data()), name);
+            learnAsked(Address::ipv4(record.data.data()), name);
         } else if (record.type == aaaa && record.data.size() == 16) {
-            learn(Address::ipv6(record.data.data()), name);
+            learnAsked(Address::ipv6(record.data.data()), name);
         } else if (record.type == ptr) {
             const auto address = reverseAddress(name.text());
             if (DomainName host; address && readTarget(record, host))
-                learn(*address, host);
+                store_.learn(*address, host.text());
         } else if (record.type == cname && wasAsked) {
             readTarget(record, alias_); // servers send the links of a chain in order
         }
@@ -104,9 +104,9 @@ private:
         return target.read(message_.first(record.dataOffset + record.data.size()), offset);
     }
 
-    // Resolvers scramble the case of questions to make answers harder to forge; nobody wants to read that. On the local
-    // link the case is the owner's choice.
-    void learn(const Address& address, DomainName name)
+    // Resolvers scramble the case of what they ask, to make answers harder to forge, and the answers repeat it; nobody
+    // wants to read that. The case of other names is their owners' choice.
+    void learnAsked(const Address& address, DomainName name)
     {
         if (kind_ == DnsKind::unicast)
             name.toLowerCase();
