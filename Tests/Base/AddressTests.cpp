@@ -2,6 +2,7 @@
 #include "Base/Address.h"
 
 #include <gtest/gtest.h>
+#include <unordered_set>
 
 namespace netrondo::test {
 
@@ -49,6 +50,17 @@ TEST(Address, TextThatIsNoAddressIsNotParsed)
 {
     for (const auto text : {"", "10.0.0", "10.0.0.256", "host.example", "02:00:5e:00:53", "02:00:5e:00:53:0g", ":::1"})
         EXPECT_FALSE(Address::parse(text)) << text;
+}
+
+TEST(AddressHash, AddressesChosenAgainstAMultiplicationDoNotShareTheirHash)
+{
+    // One factor of a product that is zero makes any other factor worthless. These were such factors once.
+    std::unordered_set<std::uint64_t> hashes;
+    for (std::uint64_t i = 0; i < 1000; ++i) {
+        hashes.insert(hashOf(Address{0x9e3779b97f4a7c15 - 3, i, Address::Kind::ipv6}));
+        hashes.insert(hashOf(Address{i, 0xd1342543de82ef95, Address::Kind::ipv6}));
+    }
+    EXPECT_GT(hashes.size(), 1990u);
 }
 
 } // namespace netrondo::test

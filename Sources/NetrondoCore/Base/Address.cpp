@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <cstring>
+#include <random>
 
 namespace netrondo {
 namespace {
@@ -119,7 +120,15 @@ std::optional<std::uint64_t> parseMac(std::string_view text)
     return value;
 }
 
+std::uint64_t randomWord()
+{
+    std::random_device source;
+    return std::uint64_t{source()} << 32 | source();
+}
+
 } // namespace
+
+const HashSecrets hashSecrets{randomWord(), randomWord()};
 
 std::size_t Address::write(char* out) const
 {

@@ -54,10 +54,17 @@ struct Address {
 
 __extension__ typedef unsigned __int128 Uint128;
 
-/// Mixes words into a 64-bit hash, good in all bits; the tables use high and low ones.
+/// Drawn anew by every process: whoever writes a capture cannot choose addresses that all share a place in our tables.
+struct HashSecrets {
+    std::uint64_t a, b;
+};
+extern const HashSecrets hashSecrets;
+
+/// Mixes words into a 64-bit hash, good in all bits; the tables use high and low ones. It is good for this process
+/// only.
 inline std::uint64_t hashWords(std::uint64_t a, std::uint64_t b)
 {
-    const auto product = static_cast<Uint128>(a ^ 0x9e3779b97f4a7c15ull) * (b ^ 0xd1342543de82ef95ull);
+    const auto product = static_cast<Uint128>(a ^ hashSecrets.a) * (b ^ hashSecrets.b);
     return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
