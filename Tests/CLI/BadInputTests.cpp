@@ -205,6 +205,18 @@ TEST(BadInput, StandardOutputThatTakesNothingIsAFailure)
     }
 }
 
+TEST(BadInput, AReaderThatWasNeverThereEndsTheCommandQuietly)
+{
+    const TempFile file(someFrames(3));
+    for (const auto* subcommand : {"analyze", "frames", "classify"}) {
+        Process process({subcommand, file.path().string()});
+        process.closeOutput();
+        const auto run = process.end();
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.errors, "");
+    }
+}
+
 TEST(BadInput, AReaderThatGoesAwayEndsTheCommandQuietly)
 {
     const TempFile file(someFrames(100'000));

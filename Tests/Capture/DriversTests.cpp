@@ -5,7 +5,6 @@
 #include "Support/Frames.h"
 
 #include <gtest/gtest.h>
-#include <thread>
 
 namespace netrondo::test {
 namespace {
@@ -120,22 +119,6 @@ TEST(GrowingPcap, MissingFileIsTheSystemsError)
     const auto result = analyzer.pull("/nonexistent/file.pcap", AnalysisMode::l3IP, {});
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().errorDescription(), "No such file or directory");
-}
-
-TEST(GrowingPcap, PullsFromSeveralThreadsQueueUp)
-{
-    PcapBytes capture;
-    for (int i = 0; i < 2000; ++i)
-        capture.frame(segment);
-    const TempFile file(capture);
-    GrowingPcapAnalyzer analyzer(AnalysisMode::l3IP, {});
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&] {
-            for (int pull = 0; pull < 5; ++pull)
-                EXPECT_EQ(analyzer.pull(file.path(), AnalysisMode::l3IP, {})->totalPackets, 2000u);
-        });
-    }
 }
 
 } // namespace netrondo::test

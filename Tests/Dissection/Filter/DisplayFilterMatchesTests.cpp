@@ -7,11 +7,9 @@
 #include "Support/RandomFilters.h"
 #include "Support/SampleFrames.h"
 
-#include <atomic>
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace netrondo::test {
@@ -168,21 +166,6 @@ TEST(DisplayFilterMatches, AChainOfManyTermsIsEvaluatedWithoutAStack)
     EXPECT_TRUE(matches(any + "ip", frame));
     EXPECT_FALSE(matches(any + "arp", frame));
     EXPECT_FALSE(matches("not (" + all + "ip)", frame));
-}
-
-TEST(DisplayFilterMatches, ManyThreadsMayAskOneFilter)
-{
-    const auto filter = DisplayFilter::compile("tcp.port == 80 and ip.src == 10.0.0.1 and host contains '10.'").value();
-    const auto yes = decoded(segment()), no = decoded(segment("0a000009"));
-    std::vector<std::jthread> threads;
-    std::atomic<int> wrong = 0;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 500; ++round)
-                wrong += !filter.matches(yes.frame) + filter.matches(no.frame);
-        });
-    threads.clear();
-    EXPECT_EQ(wrong, 0);
 }
 
 TEST(DisplayFilterMatches, OnAnyFrameTheFastWayIsThePlainOne)
