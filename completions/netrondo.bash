@@ -4,7 +4,7 @@ _netrondo() {
     local subcommand='' word options
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | follow)
+            analyze | frames | classify | follow | filter)
                 subcommand=$word
                 break
                 ;;
@@ -14,7 +14,8 @@ _netrondo() {
     case $previous in
         --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
         --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
-        --interval | --pulls) return ;;
+        --interval | --pulls | --limit) return ;;
+        filter) mapfile -t COMPREPLY < <(compgen -W 'check tree complete fields' -- "$current") && return ;;
     esac
 
     options='--help'
@@ -23,6 +24,7 @@ _netrondo() {
         analyze) options+=' --mode --strictness --json' ;;
         classify) options+=' --mode' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
+        filter) options+=' --limit' ;;
     esac
     if [[ $current == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
@@ -31,7 +33,7 @@ _netrondo() {
     compopt -o filenames 2> /dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
     if [[ -z $subcommand ]]; then
-        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify follow' -- "$current")
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify follow filter' -- "$current")
     fi
 }
 complete -F _netrondo netrondo

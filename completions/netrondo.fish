@@ -1,5 +1,5 @@
 # fish completion for netrondo
-set -l subcommands analyze frames classify follow
+set -l subcommands analyze frames classify follow filter
 
 complete -c netrondo -s h -l help -d 'Show help'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -l version -d 'Show the version'
@@ -7,9 +7,12 @@ complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a analyz
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a frames -d 'The frames as JSON Lines'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a classify -d 'What each frame says, as JSON Lines'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a follow -d 'A pcap file that is still being written'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a filter -d 'Check, show and complete display filters'
 
 complete -c netrondo -n '__fish_seen_subcommand_from analyze classify follow' -l mode -x -a 'l3IP l2MAC' -d 'What a host is'
 complete -c netrondo -n '__fish_seen_subcommand_from analyze follow' -l strictness -x -a 'lenient balanced strict' -d 'Where the grades begin'
 complete -c netrondo -n '__fish_seen_subcommand_from analyze follow' -l json -d 'Machine-readable output'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l interval -x -d 'Seconds between two pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l pulls -x -d 'How many pulls'
+complete -c netrondo -n '__fish_seen_subcommand_from filter; and not __fish_seen_subcommand_from check tree complete fields' -x -a 'check tree complete fields'
+complete -c netrondo -n '__fish_seen_subcommand_from filter; and __fish_seen_subcommand_from complete' -l limit -x -d 'At most so many names'
