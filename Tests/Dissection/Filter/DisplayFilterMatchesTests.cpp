@@ -1,6 +1,7 @@
 // Which frames a filter selects.
 #include "Dissection/Filter/DisplayFilter.h"
 
+#include "Dissection/Filter/FrameSelector.h"
 #include "Support/Dissect.h"
 #include "Support/Hex.h"
 #include "Support/PlainFilter.h"
@@ -27,6 +28,12 @@ auto segment(std::string_view source = "0a000001", std::string_view window = "03
 {
     return hex(ethernet, "0800 45000028 00010000 4006 0000", source, "0a000002", "c738 0050 00000001 00000001 5010",
                window, "0000 0000");
+}
+
+void flipOneBit(std::vector<std::uint8_t>& bytes, std::mt19937& random)
+{
+    auto& byte = bytes[random() % std::min<std::size_t>(bytes.size(), 60)];
+    byte = static_cast<std::uint8_t>(byte ^ 1u << random() % 8);
 }
 
 struct MatchCase {
@@ -190,6 +197,65 @@ TEST(DisplayFilterMatches, OnAnyFrameTheFastWayIsThePlainOne)
     EXPECT_GT(total, 200);
     EXPECT_GT(held, total / 10);
     EXPECT_LT(held, total * 9 / 10);
+}
+
+TEST(FrameGlance, SaysOfAnyFrameWhatDecodingWouldSayOrNothing)
+{
+    RandomFilters filters(6);
+    std::mt19937 random(8);
+    int seen = 0, total = 0;
+    for (auto& capture : sampleCaptures(120)) {
+        PacketDecoder decoder;
+        DecodedFrame decoded;
+        for (auto& kept : capture.frames) {
+            for (int round = 0; round < 12; ++round, ++total) {
+                if (round >= 6 && !kept.data.empty()) // an odd frame: headers that contradict themselves
+                    flipOneBit(kept.data, random);
+                const auto frame = viewOf(kept);
+                decoder.decode(frame, 1, decoded);
+                filters.learn(decoded);
+                const auto filter = filters.next();
+                const auto glance = matchesAtAGlance(filter, frame);
+                seen += glance.has_value();
+                ASSERT_EQ(glance.value_or(filter.matches(decoded)), filter.matches(decoded))
+                    << capture.name << ": " << filter.text() << "\n"
+                    << dump(Decoded(kept.data, kept.linkType, kept.originalLength));
+            }
+        }
+    }
+    EXPECT_GT(seen, total / 10);
+}
+
+TEST(FrameGlance, IsEnoughForPortsAddressesAndFlagsOfAnOrdinaryFrame)
+{
+    const auto bytes = segment();
+    CaptureFrame frame;
+    frame.linkType = LinkType::ethernet;
+    frame.data = bytes;
+    frame.capturedLength = frame.originalLength = static_cast<std::uint32_t>(bytes.size());
+    for (const auto* filter :
+         {"tcp.port == 80", "ip.addr == 10.0.0.2 and not arp", "host contains 10.0", "tcp.flags.ack == 1",
+          "eth.src == 02:00:00:00:00:01", "not udp.port == 53", "frame.len < 60", "dns or tcp", "not http.host"})
+        EXPECT_EQ(matchesAtAGlance(DisplayFilter::compile(filter).value(), frame), true) << filter;
+    EXPECT_EQ(matchesAtAGlance(DisplayFilter::compile("tcp.port == 443").value(), frame), false);
+    EXPECT_EQ(matchesAtAGlance(DisplayFilter::compile("ip.ttl == 64").value(), frame), std::nullopt);
+}
+
+TEST(FrameSelector, PicksAndNumbersTheFramesOfACapture)
+{
+    FrameSelector selector(DisplayFilter::compile("tcp.window == 0 or frame.number == 3").value(), false);
+    DecodedFrame decoded;
+    std::string picked;
+    for (const auto* window : {"1000", "0000", "1000", "1000", "0000"}) {
+        const auto bytes = segment("0a000001", window);
+        CaptureFrame frame;
+        frame.linkType = LinkType::ethernet;
+        frame.data = bytes;
+        frame.capturedLength = frame.originalLength = static_cast<std::uint32_t>(bytes.size());
+        if (selector.next(frame, decoded))
+            picked += std::to_string(decoded.summary.number) + " ";
+    }
+    EXPECT_EQ(picked, "2 3 5 ");
 }
 
 TEST(FilterComparisonOfNumbers, IsTheComparisonOfTheirTexts)

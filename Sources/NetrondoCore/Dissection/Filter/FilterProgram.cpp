@@ -35,8 +35,8 @@ FilterProgram::FilterProgram(std::span<const FilterNode> nodes)
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         const auto& node = nodes[i];
         if (node.kind == FilterNode::Kind::present || node.kind == FilterNode::Kind::compare) {
-            auto& test = tests_.emplace_back();
-            test.field = DisplayFilterCatalog::field(node.field);
+            const auto* field = DisplayFilterCatalog::field(node.field);
+            auto& test = tests_.emplace_back(FilterTest{field, GlanceField(*field), {}});
             if (node.kind == FilterNode::Kind::compare)
                 test.comparison.emplace(node.op, node.value);
         }

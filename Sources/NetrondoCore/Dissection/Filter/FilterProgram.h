@@ -5,6 +5,7 @@
 #include "Dissection/Filter/DisplayFilter.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 #include "Dissection/Filter/FilterComparison.h"
+#include "Dissection/Filter/FrameGlance.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,6 +17,7 @@ namespace netrondo {
 /// One `present` or `compare` of the filter.
 struct FilterTest {
     const DisplayFilterField* field;
+    GlanceField glance;
     std::optional<FilterComparison> comparison; ///< none: whether the field is present
     std::uint32_t ifTrue = 0;                   ///< the test that comes next, or `FilterProgram::accept` or `reject`
     std::uint32_t ifFalse = 0;

@@ -1,0 +1,32 @@
+// Goes through the frames of a capture and picks those that a filter selects, decoding no more of them than it must.
+#pragma once
+
+#include "Dissection/Decode/PacketDecoder.h"
+#include "Dissection/Filter/DisplayFilter.h"
+
+#include <cstdint>
+
+namespace netrondo {
+
+class FrameSelector {
+public:
+    /// `isNanosecond`: the file says that its fractions are nanoseconds.
+    FrameSelector(DisplayFilter filter, bool isNanosecond);
+
+    /// Numbers the next frame of the capture and tells whether the filter selects it; if so, it is decoded into
+    /// `decoded`.
+    bool next(const CaptureFrame& frame, DecodedFrame& decoded);
+    /// The same for whoever needs the answer alone.
+    bool next(const CaptureFrame& frame);
+
+private:
+    DisplayFilter filter_;
+    PacketDecoder decoder_;
+    std::uint64_t count_ = 0;
+    DecodedFrame scratch_;
+};
+
+/// What can be told of a frame by looking at its fixed places, or nothing: then it takes decoding.
+std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame);
+
+} // namespace netrondo
