@@ -14,14 +14,14 @@ _netrondo() {
     case $previous in
         --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
         --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
-        --interval | --pulls | --limit) return ;;
+        --interval | --pulls | --limit | --filter) return ;;
         filter) mapfile -t COMPREPLY < <(compgen -W 'check tree complete fields' -- "$current") && return ;;
     esac
 
     options='--help'
     case $subcommand in
         '') options+=' --version' ;;
-        analyze) options+=' --mode --strictness --json' ;;
+        analyze) options+=' --mode --strictness --filter --json' ;;
         classify) options+=' --mode' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
         filter) options+=' --limit' ;;

@@ -2,6 +2,7 @@
 #include "Base/Json.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
+#include "FilterOption.h"
 #include "Options.h"
 #include "Outcome.h"
 #include "Progress.h"
@@ -22,6 +23,7 @@ struct Settings {
     AnalysisMode mode = AnalysisMode::l3IP;
     QualityStrictness strictness = QualityStrictness::balanced;
     bool json = false;
+    std::string filter;
 };
 
 /// Every link type once, in the order of the interfaces.
@@ -49,16 +51,21 @@ CaptureFacts factsOf(const std::string& file, const CaptureReading& reader, std:
 
 int analyze(const Settings& settings)
 {
+    const auto filter = DisplayFilter::compileOptional(settings.filter);
+    if (!filter)
+        return fail(filter.error());
     auto reader = CaptureFile::open(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
     std::uint64_t frames = 0;
+    const auto choice = choiceOf(*filter, (*reader)->isNanosecond());
     auto result = [&] {
         Progress progress;
-        return CaptureFile::analyze(**reader, settings.mode, ExpertPreferences{}, [&](std::uint64_t count) {
+        const auto report = [&](std::uint64_t count) {
             frames = count;
             progress.show(count, (*reader)->position());
-        });
+        };
+        return CaptureFile::analyze(**reader, settings.mode, ExpertPreferences{}, report, choice);
     }();
     if (!result)
         return fail(settings.file, result.error());
@@ -85,6 +92,7 @@ Action subcommand::analyze(CLI::App& app)
     addFile(app, settings->file);
     addMode(app, settings->mode);
     addStrictness(app, settings->strictness);
+    addFilter(app, settings->filter);
     addJson(app, settings->json, "One JSON text with the whole result instead of the summary");
     return [settings] { return cli::analyze(*settings); };
 }

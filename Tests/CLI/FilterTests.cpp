@@ -1,6 +1,9 @@
 // `netrondo filter`: messages, exit statuses and JSON, as scripts see them.
 #include "Dissection/Filter/DisplayFilterCatalog.h"
+#include "Support/Captures.h"
 #include "Support/Command.h"
+#include "Support/Files.h"
+#include "Support/Hex.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -104,6 +107,31 @@ TEST(FilterCommand, WrongCommandLinesEndWithTwo)
         EXPECT_THAT(run.errors, StartsWith("netrondo: "));
         EXPECT_EQ(run.output, "");
     }
+}
+
+TEST(FilterOption, NarrowsAnAnalysisToTheFramesItSelects)
+{
+    const auto frame = [](std::string_view destinationPort) {
+        return hex("020000000002 020000000001 0800 45000028 00010000 4006 0000 0a000001 0a000002 c738", destinationPort,
+                   "00000001 00000001 5010 03e8 0000 0000");
+    };
+    const TempFile file(PcapBytes().frame(frame("0050")).frame(frame("01bb")).frame(frame("0050")));
+    const auto path = file.path().string();
+    const auto all = netrondo({"analyze", path, "--json"});
+    EXPECT_THAT(all.output, HasSubstr("\"totalPackets\":3"));
+    EXPECT_EQ(netrondo({"analyze", path, "--json", "--filter", ""}).output, all.output);
+    EXPECT_THAT(netrondo({"analyze", path, "--json", "--filter", "tcp.port == 80"}).output,
+                HasSubstr("\"totalPackets\":2"));
+    EXPECT_THAT(netrondo({"analyze", path, "--json", "--filter", "ip.ttl > 64 or tcp.port == https"}).output,
+                HasSubstr("\"totalPackets\":0"));
+}
+
+TEST(FilterOption, ThatDoesNotCompileEndsWithTwoAndItsMessage)
+{
+    const auto run = netrondo({"analyze", "no-such-file.pcap", "--filter", "foo.bar"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors, "Unknown field “foo.bar” — not in Netrondo’s display-filter catalog\n");
 }
 
 } // namespace

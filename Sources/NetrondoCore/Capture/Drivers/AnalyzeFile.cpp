@@ -22,7 +22,8 @@ CaptureResult<AnalysisResult> analyze(const std::filesystem::path& path, Analysi
 }
 
 CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
-                                      const ExpertPreferences& expertPreferences, const Progress& progress)
+                                      const ExpertPreferences& expertPreferences, const Progress& progress,
+                                      const FrameChoice& choice)
 {
     PairAggregator aggregator(mode, expertPreferences);
     std::array<CaptureFrame, 64> frames;
@@ -33,7 +34,10 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
         NR_TRY(const auto got, reader.nextBatch(std::span(frames).first(room)));
         if (got == 0)
             break;
-        aggregator.ingest(std::span(frames).first(got));
+        auto kept = frames.begin() + static_cast<std::ptrdiff_t>(got);
+        if (choice)
+            kept = std::remove_if(frames.begin(), kept, std::not_fn(std::cref(choice)));
+        aggregator.ingest({frames.begin(), kept});
         count += got;
         if (progress && count % progressInterval == 0)
             progress(count);
