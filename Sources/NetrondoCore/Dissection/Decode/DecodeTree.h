@@ -22,6 +22,7 @@ struct Node {
     enum Flag : std::uint8_t {
         derivedBytes = 1, ///< `offset` and `length` lie in the tree's own bytes (decrypted or unpacked), not the frame
         quoted = 2,       ///< part of a packet that an error message quotes
+        embedded = 4,     ///< a layer that its carrier still speaks for: its own line only follows the carrier's
     };
 
     const Field* field;

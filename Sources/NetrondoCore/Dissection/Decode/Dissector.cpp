@@ -83,7 +83,8 @@ void run(Decoding& decoding, const PendingLayer& place)
         decoding.pendingCount = 0;
         return;
     }
-    if (!quoted && place.protocol != &data::protocol && place.protocol != &padding::protocol)
+    const bool isEmbedded = place.nodeFlags & Node::embedded;
+    if (!quoted && !isEmbedded && place.protocol != &data::protocol && place.protocol != &padding::protocol)
         decoding.summary.protocol = place.protocol;
     tree.add(place.protocol->field, 0, place.offset, place.end - place.offset, place.nodeFlags);
     Layer layer(decoding, place);
@@ -93,7 +94,7 @@ void run(Decoding& decoding, const PendingLayer& place)
     tree.close(node);
     // The node of a layer stands for its header where the payload belongs to other layers.
     const auto added = decoding.pendingCount - firstPending;
-    if (added && !((decoding.pending[firstPending].nodeFlags ^ place.nodeFlags) & Node::derivedBytes))
+    if (added && !(decoding.pending[firstPending].nodeFlags & Node::derivedBytes))
         tree.at(node).length = decoding.pending[firstPending].offset - place.offset;
     std::reverse(decoding.pending.begin() + static_cast<std::ptrdiff_t>(firstPending),
                  decoding.pending.begin() + static_cast<std::ptrdiff_t>(decoding.pendingCount));

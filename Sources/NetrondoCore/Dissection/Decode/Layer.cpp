@@ -130,6 +130,14 @@ void Layer::handOver(const Protocol& protocol, std::size_t count)
     offset_ += size;
 }
 
+void Layer::embed(const Protocol& protocol, std::size_t count)
+{
+    const auto before = decoding_.pendingCount;
+    handOver(protocol, count);
+    if (decoding_.pendingCount > before)
+        decoding_.pending[before].nodeFlags |= Node::embedded;
+}
+
 void Layer::handOverData(std::size_t count)
 {
     handedOver_ = true;

@@ -66,6 +66,9 @@ public:
     /// All bytes of the layer from its first one on.
     Bytes whole() const { return {base_ + begin_, static_cast<std::size_t>(end_ - begin_)}; }
 
+    /// From here on `whole` is about what follows: a message that is led by its length.
+    void rebase() { begin_ = offset_; }
+
     std::size_t left() const { return end_ - offset_; }
     /// What is left by the words of the protocols outside, captured or not.
     std::size_t leftOnWire() const { return wireEnd_ - offset_; }
@@ -147,6 +150,8 @@ public:
     bool handOver(std::initializer_list<Claim> claims, std::size_t count = SIZE_MAX);
     bool handOver(Claim claim, std::size_t count = SIZE_MAX) { return handOver({claim}, count); }
     void handOver(const Protocol& protocol, std::size_t count = SIZE_MAX);
+    /// A part of this protocol's message in a format of its own; the packet list stays with this protocol.
+    void embed(const Protocol& protocol, std::size_t count = SIZE_MAX);
     /// A transport's payload, by its two ports and by content.
     bool handOverPayload(Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort);
     void handOverData(std::size_t count = SIZE_MAX);
@@ -165,6 +170,8 @@ public:
     void setEndpoints(const Address& source, const Address& destination);
     void setPorts(Transport transport, std::uint16_t source, std::uint16_t destination);
     bool isQuoted() const { return flags_ & Node::quoted; }
+    /// Whether the bytes are the tree’s own: decrypted or unpacked.
+    bool isOwn() const { return flags_ & Node::derivedBytes; }
 
     static std::uint64_t partOf(const Field& part, std::uint64_t number)
     {

@@ -188,9 +188,23 @@ void info(const DecodedFrame& frame, TextSink& out)
 {
     const auto layers = frame.tree.layers();
     const auto before = out.size();
+    const auto say = [&](const LayerEntry& layer) {
+        if (layer.protocol->describe && !layer.quoted)
+            layer.protocol->describe(LayerView(frame.tree, layer.node), out);
+    };
+    const auto isEmbedded = [&](const LayerEntry& layer) { return frame.tree[layer.node].flags & Node::embedded; };
     for (auto i = layers.size(); i-- > 0 && out.size() == before;) {
-        if (layers[i].protocol->describe && !layers[i].quoted)
-            layers[i].protocol->describe(LayerView(frame.tree, layers[i].node), out);
+        if (!isEmbedded(layers[i]))
+            say(layers[i]);
+    }
+    for (const auto& layer : layers) {
+        if (!isEmbedded(layer))
+            continue;
+        const auto end = out.size();
+        out.put(", ");
+        say(layer);
+        if (out.size() == end + 2)
+            out.truncate(end);
     }
 }
 

@@ -67,6 +67,14 @@ public:
             size_ = toSize;
         }
     }
+    /// Moves what was written from `at` on to the right.
+    void insertBlanks(std::size_t at, std::size_t count)
+    {
+        auto* const end = room(count);
+        std::memmove(end - size_ + at + count, end - size_ + at, size_ - at);
+        std::memset(end - size_ + at, ' ', count);
+        size_ += count;
+    }
     /// Foreign text: control characters and broken UTF-8 become "·", so that a frame cannot steer a terminal.
     void putForeign(std::string_view text);
 

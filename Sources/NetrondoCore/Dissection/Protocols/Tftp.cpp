@@ -1,0 +1,82 @@
+// Trivial File Transfer Protocol (RFC 1350, options RFC 2347).
+#include "Dissection/Protocols/Protocols.h"
+
+namespace netrondo::tftp {
+namespace {
+constexpr NamedValue opcodes[]
+    = {{1, "Read request"}, {2, "Write request"}, {3, "Data"}, {4, "Acknowledgment"}, {5, "Error"}, {6, "Option acknowledgment"}};
+constexpr NamedValue errors[] = {{0, "not defined"},      {1, "file not found"},      {2, "access violation"},
+                                 {3, "disk full"},        {4, "illegal operation"},   {5, "unknown transfer"},
+                                 {6, "file exists"},      {7, "no such user"},        {8, "bad options"}};
+
+constexpr Field opcode{"tftp.opcode", "Opcode", Wire::u16, opcodes};
+constexpr Field file{"tftp.file", "File", Wire::text};
+constexpr Field mode{"tftp.mode", "Mode", Wire::text};
+constexpr Field option{"tftp.option", "Option", Wire::text};
+constexpr Field value{"tftp.value", "Value", Wire::text};
+constexpr Field block{"tftp.block", "Block", Wire::u16};
+constexpr Field data{"tftp.data", "Data", Wire::bytes};
+constexpr Field error{"tftp.error", "Error", Wire::u16, errors};
+constexpr Field message{"tftp.message", "Message", Wire::text};
+
+void readOptions(Layer& tftp)
+{
+    while (tftp.more()) {
+        tftp.readZeroText(option);
+        if (tftp.more())
+            tftp.readZeroText(value);
+    }
+}
+
+void decode(Layer& tftp)
+{
+    switch (tftp.read(opcode)) {
+    case 1:
+    case 2:
+        tftp.readZeroText(file);
+        tftp.readZeroText(mode);
+        readOptions(tftp);
+        break;
+    case 3:
+        tftp.read(block);
+        if (tftp.more())
+            tftp.readRest(data);
+        break;
+    case 4: tftp.read(block); break;
+    case 5: tftp.read(error), tftp.readZeroText(message); break;
+    case 6: readOptions(tftp); break;
+    default: tftp.reject(opcode);
+    }
+}
+
+void describe(const LayerView& tftp, TextSink& out)
+{
+    out("{}", tftp[opcode]);
+    if (const auto name = tftp[file])
+        out(" “{}” ({})", name, tftp[mode]);
+    if (const auto number = tftp[block])
+        out(", block {}", number);
+    if (const auto bytes = tftp[data])
+        out(", {} bytes", bytes.node()->length);
+    if (const auto code = tftp[error])
+        out(": {} ({})", code, tftp[message]);
+}
+
+/// A transfer goes on between two ports that nobody registered, so only a request is known by its content.
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::udp || payload.size() < 8 || payload[0] != 0 || payload[1] > 2 || payload[1] == 0)
+        return Likeness::none;
+    const auto text = asText(payload.subspan(2));
+    const auto modeAt = text.find('\0') + 1;
+    return modeAt && (text.substr(modeAt).starts_with("octet") || text.substr(modeAt).starts_with("netascii"))
+        ? Likeness::certain
+        : Likeness::none;
+}
+
+constexpr Claim claims[] = {udpPort(69)};
+} // namespace
+
+constexpr Protocol protocol{{"tftp", "TFTP", Wire::layer}, {}, claims, decode, describe, guess};
+static_assert(wellFormed(protocol));
+} // namespace netrondo::tftp

@@ -1,0 +1,177 @@
+// Transport Layer Security: the records (RFC 8446, 5) and what is in them before encryption begins.
+#include "Dissection/Protocols/Protocols.h"
+#include "Dissection/Protocols/TlsHandshake.h"
+
+namespace netrondo {
+namespace {
+
+constexpr Field record{"tls.record", "Record", Wire::number, tlsNames::contentTypes};
+constexpr Field contentType{"tls.content_type", "Content type", Wire::u8, tlsNames::contentTypes};
+constexpr Field epoch{"tls.epoch", "Epoch", Wire::u16};
+constexpr Field sequence{"tls.record_seq", "Sequence number", Wire::u48};
+constexpr Field length{"tls.record_len", "Record length", Wire::u16};
+constexpr Field alertLevel{"tls.alert.level", "TLS alert level", Wire::u8, tlsNames::alertLevels};
+constexpr Field alertDescription{"tls.alert.desc", "TLS alert description", Wire::u8, tlsNames::alerts};
+constexpr Field encryptedHandshake{"tls.encrypted_handshake", "Encrypted handshake message", Wire::bytes};
+constexpr Field encryptedAlert{"tls.encrypted_alert", "Encrypted alert", Wire::bytes};
+constexpr Field applicationData{"tls.app_data", "Encrypted application data", Wire::bytes};
+constexpr Field cipherChange{"tls.change_cipher_spec", "Change cipher spec", Wire::bytes};
+constexpr Field heartbeat{"tls.heartbeat", "Heartbeat", Wire::bytes};
+constexpr Field continuation{"tls.continuation", "Continuation of a record", Wire::bytes};
+
+void readAlert(Layer& tls)
+{
+    if (tls.leftOnWire() != 2) {
+        tls.readRest(encryptedAlert);
+        return;
+    }
+    const auto level = tls.read(alertLevel);
+    tls.read(alertDescription);
+    if (level == 2 && !tls.stopped())
+        tls.mark(Expert::tlsFatalAlert);
+}
+
+void readContent(Layer& tls, std::uint64_t kind, tlsHandshake::Framing framing, bool encrypted)
+{
+    switch (kind) {
+    case 20: tls.readRest(cipherChange); break;
+    case 21: readAlert(tls); break;
+    case 22:
+        if (!encrypted && tlsHandshake::looksPlain(tls.rest()))
+            tlsHandshake::readMessages(tls, framing);
+        else
+            tls.readRest(encryptedHandshake);
+        break;
+    case 24: tls.readRest(heartbeat); break;
+    default: tls.readRest(applicationData); break;
+    }
+}
+
+bool isRecord(Bytes bytes)
+{
+    return bytes.size() >= 3 && bytes[0] >= 20 && bytes[0] <= 24 && bytes[1] == 3 && bytes[2] <= 4
+        && (bytes.size() < 5 || load::be16(&bytes[3]) <= 0x4800);
+}
+
+bool isDatagramRecord(Bytes bytes)
+{
+    return bytes.size() >= 13 && bytes[0] >= 20 && bytes[0] <= 25 && bytes[1] == 0xfe
+        && (bytes[2] == 0xff || bytes[2] == 0xfd) && load::be16(&bytes[11]) <= 0x4800;
+}
+
+void decodeTls(Layer& tls)
+{
+    if (tls.isOwn()) // QUIC carries the messages without records (RFC 9001, 4.1)
+        return tlsHandshake::readMessages(tls, tlsHandshake::Framing::stream);
+    bool encrypted = false;
+    while (tls.more()) {
+        if (!isRecord(tls.rest())) { // the middle of a record whose start came in an earlier segment
+            tls.readRest(continuation);
+            return;
+        }
+        const Layer::Group group(tls, record, tls.peek8());
+        const auto kind = tls.read(contentType);
+        tls.read(tlsHandshake::version);
+        const auto size = tls.read(length);
+        if (tls.stopped())
+            return;
+        const Layer::Window window(tls, size);
+        readContent(tls, kind, tlsHandshake::Framing::stream, encrypted);
+        encrypted = encrypted || kind == 20;
+    }
+}
+
+void decodeDtls(Layer& tls)
+{
+    while (tls.more()) {
+        if (!isDatagramRecord(tls.rest()))
+            return tls.reject(contentType);
+        const Layer::Group group(tls, record, tls.peek8());
+        const auto kind = tls.read(contentType);
+        tls.read(tlsHandshake::version);
+        const auto era = tls.read(epoch);
+        tls.read(sequence);
+        const auto size = tls.read(length);
+        const Layer::Window window(tls, size);
+        readContent(tls, kind, tlsHandshake::Framing::datagram, era != 0);
+    }
+}
+
+void describeRecord(const LayerView& tls, std::uint64_t kind, std::uint32_t from, std::uint32_t to, TextSink& out)
+{
+    for (auto i = from; i < to; ++i) {
+        const auto& node = tls.tree()[i];
+        if (node.field == &encryptedHandshake)
+            return out("Encrypted Handshake Message");
+        if (node.field == &encryptedAlert)
+            return out("Encrypted Alert");
+        if (node.field == &alertLevel) {
+            const Value level(tls.tree(), &node);
+            const auto description = tls[alertDescription];
+            return out("Alert ({}{}{})", level, description ? ", " : "", description);
+        }
+        if (node.field == &tlsHandshake::message)
+            return tlsHandshake::describe(LayerView(tls.tree(), from - 1), out);
+    }
+    out("{}", nameIn(tlsNames::contentTypes, kind));
+}
+
+void describe(const LayerView& tls, TextSink& out)
+{
+    const auto nodes = tls.nodes();
+    const auto before = out.size();
+    std::size_t lastAt = before, lastEnd = before; // equal records are said once
+    for (const auto& node : nodes) {
+        if (node.field != &record)
+            continue;
+        const auto index = static_cast<std::uint32_t>(&node - tls.tree().nodes().data());
+        const auto at = out.size();
+        if (at > before)
+            out(", ");
+        const auto start = out.size();
+        describeRecord(tls, node.number, index + 1, node.end, out);
+        if (at > before && out.text().substr(start) == out.text().substr(lastAt, lastEnd - lastAt)) {
+            out.truncate(at);
+            continue;
+        }
+        lastAt = start;
+        lastEnd = out.size();
+    }
+    if (out.size() == before)
+        tlsHandshake::describe(tls, out);
+    if (const auto rest = tls[continuation])
+        out("{}Continuation, {} bytes", out.size() > before ? ", " : "", rest.node()->length);
+}
+
+Likeness guessTls(Bytes payload, Transport transport)
+{
+    return transport == Transport::tcp && isRecord(payload) && payload.size() >= 6 ? Likeness::certain
+                                                                                   : Likeness::none;
+}
+
+Likeness guessDtls(Bytes payload, Transport transport)
+{
+    return transport == Transport::udp && isDatagramRecord(payload) ? Likeness::certain : Likeness::none;
+}
+
+} // namespace
+
+namespace tls {
+namespace {
+constexpr const Field* catalogue[]
+    = {&tlsHandshake::serverName, &tlsHandshake::version, &alertDescription, &tlsHandshake::message};
+constexpr Claim claims[] = {tcpPort(443),  tcpPort(465),  tcpPort(563),  tcpPort(636),  tcpPort(853), tcpPort(989),
+                            tcpPort(990),  tcpPort(992),  tcpPort(993),  tcpPort(995),  tcpPort(3269), tcpPort(5061),
+                            tcpPort(5223), tcpPort(6697), tcpPort(8443), tcpPort(8883), tcpPort(9443)};
+} // namespace
+
+constexpr Protocol protocol{{"tls", "TLS", Wire::layer}, catalogue, claims, decodeTls, describe, guessTls};
+static_assert(wellFormed(protocol));
+} // namespace tls
+
+namespace dtls {
+constexpr Protocol protocol{{"dtls", "DTLS", Wire::layer}, {}, {}, decodeDtls, describe, guessDtls};
+static_assert(wellFormed(protocol));
+} // namespace dtls
+
+} // namespace netrondo

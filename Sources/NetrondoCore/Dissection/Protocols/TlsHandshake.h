@@ -1,0 +1,23 @@
+// The handshake messages that TLS, DTLS and QUIC share (RFC 5246, RFC 8446).
+#pragma once
+
+#include "Dissection/Decode/Layer.h"
+#include "Dissection/Decode/LayerView.h"
+#include "Dissection/Protocols/TlsNames.h"
+
+namespace netrondo::tlsHandshake {
+
+inline constexpr Field message{"tls.hs", "TLS handshake", Wire::number, tlsNames::handshakeTypes};
+inline constexpr Field serverName{"tls.sni", "TLS SNI", Wire::text};
+inline constexpr Field version{"tls.ver", "TLS version", Wire::hex16, tlsNames::versions};
+
+enum class Framing { stream, datagram };
+
+/// Whether the bytes look like the start of a handshake message in the clear.
+bool looksPlain(Bytes bytes);
+/// Reads messages up to the end of the layer's window.
+void readMessages(Layer& layer, Framing framing);
+/// ", " and the name of each message, with the server's name and the chosen suite.
+void describe(const LayerView& view, TextSink& out);
+
+} // namespace netrondo::tlsHandshake
