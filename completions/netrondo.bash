@@ -4,7 +4,7 @@ _netrondo() {
     local subcommand='' word options
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | follow | filter)
+            analyze | frames | classify | decode | follow | filter)
                 subcommand=$word
                 break
                 ;;
@@ -14,7 +14,7 @@ _netrondo() {
     case $previous in
         --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
         --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
-        --interval | --pulls | --limit | --filter) return ;;
+        --from | --count | --interval | --pulls | --limit | --filter) return ;;
         filter) mapfile -t COMPREPLY < <(compgen -W 'check tree complete fields' -- "$current") && return ;;
     esac
 
@@ -23,6 +23,7 @@ _netrondo() {
         '') options+=' --version' ;;
         analyze) options+=' --mode --strictness --filter --json' ;;
         classify) options+=' --mode' ;;
+        decode) options+=' --from --count --json' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
         filter) options+=' --limit' ;;
     esac
@@ -33,7 +34,7 @@ _netrondo() {
     compopt -o filenames 2> /dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
     if [[ -z $subcommand ]]; then
-        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify follow filter' -- "$current")
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify decode follow filter' -- "$current")
     fi
 }
 complete -F _netrondo netrondo

@@ -1,0 +1,194 @@
+// HTTP/2 (RFC 9113), its headers unpacked through libnghttp2 (RFC 7541).
+#include "Dissection/Protocols/MadeText.h"
+#include "Dissection/Protocols/Protocols.h"
+
+#include <memory>
+#include <nghttp2/nghttp2.h>
+
+namespace netrondo::http2 {
+namespace {
+constexpr NamedValue types[] = {{0, "DATA"},         {1, "HEADERS"}, {2, "PRIORITY"}, {3, "RST_STREAM"},
+                                {4, "SETTINGS"},     {5, "PUSH_PROMISE"}, {6, "PING"}, {7, "GOAWAY"},
+                                {8, "WINDOW_UPDATE"}, {9, "CONTINUATION"}, {10, "ALTSVC"}, {12, "ORIGIN"},
+                                {16, "PRIORITY_UPDATE"}};
+constexpr NamedValue errors[] = {{0, "no error"}, {1, "protocol error"}, {2, "internal error"}, {3, "flow control error"},
+                                 {4, "settings timeout"}, {5, "stream closed"}, {6, "frame size error"},
+                                 {7, "refused stream"}, {8, "cancel"}, {9, "compression error"}, {10, "connect error"},
+                                 {11, "enhance your calm"}, {12, "inadequate security"}, {13, "HTTP/1.1 required"}};
+constexpr NamedValue settings[] = {{1, "header table size"}, {2, "enable push"}, {3, "maximum concurrent streams"},
+                                   {4, "initial window size"}, {5, "maximum frame size"}, {6, "maximum header list size"},
+                                   {8, "enable connect"}};
+constexpr std::string_view preface = "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n";
+
+constexpr Field magic{"http2.preface", "Connection preface", Wire::text};
+constexpr Field frame{"http2.frame", "Frame", Wire::number, types};
+constexpr Field length{"http2.length", "Length", Wire::u24};
+constexpr Field type{"http2.type", "Type", Wire::u8, types};
+constexpr Field flags{"http2.flags", "Flags", Wire::hex8};
+constexpr Field stream{"http2.stream", "Stream", Wire::u32};
+constexpr Field padLength{"http2.pad_len", "Padding length", Wire::u8};
+constexpr Field dependency{"http2.dependency", "Stream dependency", Wire::hex32};
+constexpr Field weight{"http2.weight", "Weight", Wire::u8};
+constexpr Field header{"http2.header", "Header", Wire::madeText};
+constexpr Field headerBlock{"http2.header_block", "Header block", Wire::bytes};
+constexpr Field unknownHeader{"http2.header_unknown", "Header named in an earlier frame", Wire::none};
+constexpr Field method{"http2.method", "Method", Wire::madeText};
+constexpr Field path{"http2.path", "Path", Wire::madeText};
+constexpr Field status{"http2.status", "Status", Wire::madeText};
+constexpr Field authority{"http2.authority", "Authority", Wire::madeText};
+constexpr Field setting{"http2.setting", "Setting", Wire::number, settings};
+constexpr Field settingId{"http2.setting_id", "Setting", Wire::u16, settings};
+constexpr Field settingValue{"http2.setting_value", "Value", Wire::u32};
+constexpr Field error{"http2.error", "Error", Wire::u32, errors};
+constexpr Field lastStream{"http2.last_stream", "Last stream", Wire::u32};
+constexpr Field increment{"http2.increment", "Window increment", Wire::u32};
+constexpr Field ping{"http2.ping", "Opaque data", Wire::bytes};
+constexpr Field data{"http2.data", "Data", Wire::bytes};
+constexpr Field continuation{"http2.continuation", "Continuation of a frame", Wire::bytes};
+
+const Field* fieldOf(std::string_view name)
+{
+    if (name == ":method")
+        return &method;
+    if (name == ":path")
+        return &path;
+    if (name == ":status")
+        return &status;
+    return name == ":authority" ? &authority : nullptr;
+}
+
+std::string_view view(const std::uint8_t* bytes, std::size_t size)
+{
+    return asText({bytes, size});
+}
+
+/// Each frame is unpacked by itself: a header that stands for an entry which an earlier frame put into the
+/// connection's table cannot be told, and ends the list.
+void unpack(Layer& http2, Bytes block, std::uint32_t at)
+{
+    nghttp2_hd_inflater* raw = nullptr;
+    if (nghttp2_hd_inflate_new(&raw) != 0)
+        return;
+    const std::unique_ptr<nghttp2_hd_inflater, void (*)(nghttp2_hd_inflater*)> inflater(raw, nghttp2_hd_inflate_del);
+    while (!http2.tree().full()) {
+        nghttp2_nv pair{};
+        int outcome = 0;
+        const auto used = nghttp2_hd_inflate_hd2(raw, &pair, &outcome, block.data(), block.size(), 1);
+        if (used < 0) {
+            http2.add(unknownHeader, 0, at, block.size());
+            return;
+        }
+        if (outcome & NGHTTP2_HD_INFLATE_EMIT) {
+            const auto name = view(pair.name, pair.namelen), value = view(pair.value, pair.valuelen);
+            const auto node = http2.tree().size();
+            MadeText text;
+            text.add("{}: {}", name, value);
+            http2.addText(header, text, at, static_cast<std::size_t>(used));
+            if (const auto* known = fieldOf(name))
+                http2.addText(*known, value, at, static_cast<std::size_t>(used));
+            http2.tree().close(node);
+        }
+        block = block.subspan(static_cast<std::size_t>(used));
+        at += static_cast<std::uint32_t>(used);
+        if (outcome & NGHTTP2_HD_INFLATE_FINAL || (used == 0 && block.empty()))
+            return;
+    }
+}
+
+void readHeaders(Layer& http2, std::uint64_t kind, std::uint64_t bits)
+{
+    const auto padding = bits & 0x08 && kind != 9 ? http2.read(padLength) : 0;
+    if (kind == 1 && bits & 0x20)
+        http2.read(dependency, weight);
+    if (kind == 5)
+        http2.read(stream);
+    const bool complete = http2.left() == http2.leftOnWire() && padding <= http2.left();
+    const auto at = http2.offset();
+    const auto block = http2.readBytes(headerBlock, http2.left() - (complete ? padding : 0));
+    if (complete && kind != 9)
+        unpack(http2, block, at);
+}
+
+void readBody(Layer& http2, std::uint64_t kind, std::uint64_t bits)
+{
+    switch (kind) {
+    case 1:
+    case 5:
+    case 9: readHeaders(http2, kind, bits); break;
+    case 2: http2.read(dependency, weight); break;
+    case 3: http2.read(error); break;
+    case 4:
+        while (http2.more(6)) {
+            const Layer::Group group(http2, setting, http2.peek16());
+            http2.read(settingId, settingValue);
+        }
+        break;
+    case 6: http2.readBytes(ping, 8); break;
+    case 7: http2.read(lastStream, error); break;
+    case 8: http2.read(increment); break;
+    default: break;
+    }
+    if (http2.more())
+        http2.readRest(data);
+}
+
+bool isFrame(Bytes bytes)
+{
+    return bytes.size() >= 9 && load::be16(&bytes[0]) <= 0x00ff && bytes[3] <= 16 && !(bytes[5] & 0x80)
+        && (bytes[3] != 4 || (load::be32(&bytes[5]) == 0 && bytes[2] % 6 == 0));
+}
+
+void decode(Layer& http2)
+{
+    if (asText(http2.rest()).starts_with(preface))
+        http2.readText(magic, preface.size());
+    while (http2.more()) {
+        if (!isFrame(http2.rest())) {
+            http2.readRest(continuation);
+            return;
+        }
+        const Layer::Group group(http2, frame, http2.peek8(3));
+        const auto size = http2.read(length), kind = http2.read(type), bits = http2.read(flags);
+        http2.read(stream);
+        const Layer::Window content(http2, size);
+        readBody(http2, kind, bits);
+    }
+}
+
+void describe(const LayerView& http2, TextSink& out)
+{
+    const auto before = out.size();
+    if (http2.has(magic))
+        out("Magic");
+    for (const auto& node : http2.nodes()) {
+        const Value value(http2.tree(), &node);
+        if (node.field == &type)
+            out("{}{}", out.size() > before ? ", " : "", value);
+        else if (node.field == &stream && node.number)
+            out("[{}]", node.number);
+        else if (node.field == &method || node.field == &path || node.field == &status)
+            out(" {}", value);
+    }
+    if (const auto rest = http2[continuation])
+        out("{}Continuation, {} bytes", out.size() > before ? ", " : "", rest.node()->length);
+}
+
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::tcp)
+        return Likeness::none;
+    if (asText(payload).starts_with(preface))
+        return Likeness::certain;
+    if (!isFrame(payload) || payload[3] > 9)
+        return Likeness::none;
+    // Frames on streams: the segment ends with a frame, or there is a settings frame to begin with.
+    std::size_t at = 0;
+    while (at + 9 <= payload.size() && isFrame(payload.subspan(at)))
+        at += 9u + (std::size_t{payload[at]} << 16 | load::be16(&payload[at + 1]));
+    return at == payload.size() ? Likeness::certain : Likeness::none;
+}
+} // namespace
+
+constexpr Protocol protocol{{"http2", "HTTP/2", Wire::layer}, {}, {}, decode, describe, guess};
+static_assert(wellFormed(protocol));
+} // namespace netrondo::http2
