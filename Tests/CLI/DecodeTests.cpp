@@ -11,13 +11,13 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-const auto request = hex("ffffffffffff 02000000000a 0806 0001 0800 06 04 0001 02000000000a 0a000001 000000000000 0a000002");
-const auto reply = hex("02000000000a 02000000000b 0806 0001 0800 06 04 0002 02000000000b 0a000002 02000000000a 0a000001");
+const auto request =
+    hex("ffffffffffff 02000000000a 0806 0001 0800 06 04 0001 02000000000a 0a000001 000000000000 0a000002");
+const auto reply =
+    hex("02000000000a 02000000000b 0806 0001 0800 06 04 0002 02000000000b 0a000002 02000000000a 0a000001");
 
-const auto capture = PcapBytes()
-                         .frame(request, {.seconds = 100, .fraction = 5})
-                         .frame(reply, {.seconds = 101, .fraction = 7})
-                         .bytes();
+const auto capture =
+    PcapBytes().frame(request, {.seconds = 100, .fraction = 5}).frame(reply, {.seconds = 101, .fraction = 7}).bytes();
 
 TEST(DecodeCommand, PrintsOneAlignedRowForEachFrame)
 {
@@ -43,11 +43,13 @@ TEST(DecodeCommand, PrintsTheFieldsOfEveryFrameInOrderAsJson)
     const TempFile file(capture);
     const auto run = netrondo({"decode", file.path().string(), "--json", "--from", "2"});
     EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_THAT(
+        run.output,
+        StartsWith(R"({"number":2,"time":1.000002,"source":"02:00:00:00:00:0b",)"
+                   R"("destination":"02:00:00:00:00:0a","protocol":"ARP","length":42,)"
+                   R"("info":"10.0.0.2 is at 02:00:00:00:00:0b","tree":[{"id":"frame","label":"Capture frame",)"));
     EXPECT_THAT(run.output,
-                StartsWith(R"({"number":2,"time":1.000002,"source":"02:00:00:00:00:0b",)"
-                           R"("destination":"02:00:00:00:00:0a","protocol":"ARP","length":42,)"
-                           R"("info":"10.0.0.2 is at 02:00:00:00:00:0b","tree":[{"id":"frame","label":"Capture frame",)"));
-    EXPECT_THAT(run.output, HasSubstr(R"({"id":"arp.spa","label":"ARP sender IP","value":"10.0.0.2","offset":28,"length":4})"));
+                HasSubstr(R"({"id":"arp.spa","label":"ARP sender IP","value":"10.0.0.2","offset":28,"length":4})"));
 }
 
 TEST(DecodeCommand, RefusesAFrameNumberOfZero)

@@ -6,14 +6,25 @@
 
 namespace netrondo::bgp {
 namespace {
-constexpr NamedValue types[] = {{1, "OPEN"}, {2, "UPDATE"}, {3, "NOTIFICATION"}, {4, "KEEPALIVE"}, {5, "ROUTE-REFRESH"}};
-constexpr NamedValue errors[] = {{1, "message header error"}, {2, "OPEN message error"}, {3, "UPDATE message error"},
+constexpr NamedValue types[] = {
+    {1, "OPEN"}, {2, "UPDATE"}, {3, "NOTIFICATION"}, {4, "KEEPALIVE"}, {5, "ROUTE-REFRESH"}};
+constexpr NamedValue errors[] = {{1, "message header error"}, {2, "OPEN message error"},  {3, "UPDATE message error"},
                                  {4, "hold timer expired"},   {5, "state machine error"}, {6, "cease"}};
-constexpr NamedValue attributeTypes[] = {{1, "ORIGIN"},          {2, "AS_PATH"},          {3, "NEXT_HOP"},
-                                         {4, "MULTI_EXIT_DISC"}, {5, "LOCAL_PREF"},       {6, "ATOMIC_AGGREGATE"},
-                                         {7, "AGGREGATOR"},      {8, "COMMUNITIES"},      {9, "ORIGINATOR_ID"},
-                                         {10, "CLUSTER_LIST"},   {14, "MP_REACH_NLRI"},   {15, "MP_UNREACH_NLRI"},
-                                         {16, "EXTENDED_COMMUNITIES"}, {17, "AS4_PATH"},  {18, "AS4_AGGREGATOR"},
+constexpr NamedValue attributeTypes[] = {{1, "ORIGIN"},
+                                         {2, "AS_PATH"},
+                                         {3, "NEXT_HOP"},
+                                         {4, "MULTI_EXIT_DISC"},
+                                         {5, "LOCAL_PREF"},
+                                         {6, "ATOMIC_AGGREGATE"},
+                                         {7, "AGGREGATOR"},
+                                         {8, "COMMUNITIES"},
+                                         {9, "ORIGINATOR_ID"},
+                                         {10, "CLUSTER_LIST"},
+                                         {14, "MP_REACH_NLRI"},
+                                         {15, "MP_UNREACH_NLRI"},
+                                         {16, "EXTENDED_COMMUNITIES"},
+                                         {17, "AS4_PATH"},
+                                         {18, "AS4_AGGREGATOR"},
                                          {32, "LARGE_COMMUNITY"}};
 constexpr NamedValue origins[] = {{0, "IGP"}, {1, "EGP"}, {2, "incomplete"}};
 constexpr NamedValue parameterTypes[] = {{1, "authentication"}, {2, "capabilities"}};

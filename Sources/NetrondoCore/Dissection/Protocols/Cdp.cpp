@@ -3,11 +3,24 @@
 
 namespace netrondo::cdp {
 namespace {
-constexpr NamedValue types[] = {{1, "device ID"},   {2, "addresses"},      {3, "port ID"},       {4, "capabilities"},
-                                {5, "software version"}, {6, "platform"},  {7, "IP prefixes"},   {8, "hello"},
-                                {9, "VTP domain"},  {10, "native VLAN"},   {11, "duplex"},       {14, "VoIP VLAN"},
-                                {16, "power consumption"}, {17, "MTU"},    {18, "trust"},        {20, "system name"},
-                                {22, "management addresses"}, {26, "power available"}};
+constexpr NamedValue types[] = {{1, "device ID"},
+                                {2, "addresses"},
+                                {3, "port ID"},
+                                {4, "capabilities"},
+                                {5, "software version"},
+                                {6, "platform"},
+                                {7, "IP prefixes"},
+                                {8, "hello"},
+                                {9, "VTP domain"},
+                                {10, "native VLAN"},
+                                {11, "duplex"},
+                                {14, "VoIP VLAN"},
+                                {16, "power consumption"},
+                                {17, "MTU"},
+                                {18, "trust"},
+                                {20, "system name"},
+                                {22, "management addresses"},
+                                {26, "power available"}};
 constexpr NamedValue duplexes[] = {{0, "half"}, {1, "full"}};
 
 constexpr Field version{"cdp.version", "Version", Wire::u8};

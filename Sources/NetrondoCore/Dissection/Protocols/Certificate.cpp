@@ -91,8 +91,8 @@ void addAlternativeName(Layer& layer, const GENERAL_NAME& name)
 
 void addAlternativeNames(Layer& layer, const X509* certificate)
 {
-    auto* const list
-        = static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr));
+    auto* const list =
+        static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr));
     const std::unique_ptr<GENERAL_NAMES, Freer<GENERAL_NAMES_free>> owner(list);
     for (int i = 0; i < sk_GENERAL_NAME_num(list); ++i)
         addAlternativeName(layer, *sk_GENERAL_NAME_value(list, i));

@@ -4,9 +4,17 @@
 namespace netrondo::dhcp {
 namespace {
 constexpr NamedValue operations[] = {{1, "request"}, {2, "reply"}};
-constexpr NamedValue messageTypes[] = {{1, "Discover"}, {2, "Offer"},   {3, "Request"}, {4, "Decline"},
-                                       {5, "ACK"},      {6, "NAK"},     {7, "Release"}, {8, "Inform"},
-                                       {10, "Lease Query"}, {11, "Lease Unassigned"}, {12, "Lease Unknown"},
+constexpr NamedValue messageTypes[] = {{1, "Discover"},
+                                       {2, "Offer"},
+                                       {3, "Request"},
+                                       {4, "Decline"},
+                                       {5, "ACK"},
+                                       {6, "NAK"},
+                                       {7, "Release"},
+                                       {8, "Inform"},
+                                       {10, "Lease Query"},
+                                       {11, "Lease Unassigned"},
+                                       {12, "Lease Unknown"},
                                        {13, "Lease Active"}};
 constexpr NamedValue optionNames[] = {{0, "padding"},
                                       {1, "subnet mask"},

@@ -4,20 +4,28 @@
 
 namespace netrondo::dhcpv6 {
 namespace {
-constexpr NamedValue types[] = {{1, "Solicit"},      {2, "Advertise"},  {3, "Request"},      {4, "Confirm"},
-                                {5, "Renew"},        {6, "Rebind"},     {7, "Reply"},        {8, "Release"},
-                                {9, "Decline"},      {10, "Reconfigure"}, {11, "Information-request"},
-                                {12, "Relay-forward"}, {13, "Relay-reply"}};
-constexpr NamedValue optionNames[] = {{1, "client identifier"},  {2, "server identifier"}, {3, "IA_NA"},
-                                      {4, "IA_TA"},              {5, "IA address"},        {6, "option request"},
-                                      {7, "preference"},         {8, "elapsed time"},      {9, "relay message"},
-                                      {11, "authentication"},    {13, "status code"},      {14, "rapid commit"},
-                                      {16, "vendor class"},      {17, "vendor options"},   {18, "interface ID"},
-                                      {19, "reconfigure message"}, {20, "reconfigure accept"}, {23, "DNS servers"},
-                                      {24, "domain list"},       {25, "IA_PD"},            {26, "IA prefix"},
-                                      {31, "SNTP servers"},      {32, "refresh time"},     {37, "remote ID"},
-                                      {39, "client FQDN"},       {56, "NTP server"}};
-constexpr NamedValue statusCodes[] = {{0, "success"}, {1, "failure"}, {2, "no addresses"}, {3, "no binding"},
+constexpr NamedValue types[] = {{1, "Solicit"},
+                                {2, "Advertise"},
+                                {3, "Request"},
+                                {4, "Confirm"},
+                                {5, "Renew"},
+                                {6, "Rebind"},
+                                {7, "Reply"},
+                                {8, "Release"},
+                                {9, "Decline"},
+                                {10, "Reconfigure"},
+                                {11, "Information-request"},
+                                {12, "Relay-forward"},
+                                {13, "Relay-reply"}};
+constexpr NamedValue optionNames[] = {
+    {1, "client identifier"},   {2, "server identifier"}, {3, "IA_NA"},         {4, "IA_TA"},
+    {5, "IA address"},          {6, "option request"},    {7, "preference"},    {8, "elapsed time"},
+    {9, "relay message"},       {11, "authentication"},   {13, "status code"},  {14, "rapid commit"},
+    {16, "vendor class"},       {17, "vendor options"},   {18, "interface ID"}, {19, "reconfigure message"},
+    {20, "reconfigure accept"}, {23, "DNS servers"},      {24, "domain list"},  {25, "IA_PD"},
+    {26, "IA prefix"},          {31, "SNTP servers"},     {32, "refresh time"}, {37, "remote ID"},
+    {39, "client FQDN"},        {56, "NTP server"}};
+constexpr NamedValue statusCodes[] = {{0, "success"},     {1, "failure"},       {2, "no addresses"}, {3, "no binding"},
                                       {4, "not on link"}, {5, "use multicast"}, {6, "no prefix"}};
 
 constexpr Field type{"dhcpv6.type", "Message type", Wire::u8, types};

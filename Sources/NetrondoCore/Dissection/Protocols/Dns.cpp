@@ -44,8 +44,7 @@ constexpr const Field* catalogue[] = {&dnsMessage::id, &dnsMessage::rcode, &dnsM
 constexpr Claim claims[] = {udpPort(53), tcpPort(53)};
 } // namespace
 
-constexpr Protocol protocol{
-    {"dns", "DNS", Wire::layer}, catalogue, claims, decodeDomain, dnsMessage::describe, guess};
+constexpr Protocol protocol{{"dns", "DNS", Wire::layer}, catalogue, claims, decodeDomain, dnsMessage::describe, guess};
 static_assert(wellFormed(protocol));
 } // namespace dns
 

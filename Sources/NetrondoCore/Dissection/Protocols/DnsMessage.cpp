@@ -7,9 +7,9 @@
 namespace netrondo::dnsMessage {
 namespace {
 
-constexpr NamedValue opcodes[] = {{0, "query"},  {1, "inverse query"}, {2, "status"},  {4, "notify"},
-                                  {5, "update"}, {6, "registration"},  {7, "release"}, {8, "wait"},
-                                  {9, "refresh"}};
+constexpr NamedValue opcodes[] = {{0, "query"},   {1, "inverse query"}, {2, "status"},
+                                  {4, "notify"},  {5, "update"},        {6, "registration"},
+                                  {7, "release"}, {8, "wait"},          {9, "refresh"}};
 
 constexpr Field flags{"dns.flags", "DNS flags", Wire::hex16};
 constexpr Field isResponse{"dns.response", "Response", Wire::bit, {}, 0x8000};
@@ -280,8 +280,9 @@ void read(Layer& layer, Names names)
     // A query has no response code; its bits are zero.
     if (!layer.stopped() && word & 0x8000)
         layer.add(rcode, word & 0xf, layer.offset() - 2, 2);
-    const Section sections[]
-        = {{answers, answer, answerData}, {authorities, authority, authorityData}, {additionals, additional, additionalData}};
+    const Section sections[] = {{answers, answer, answerData},
+                                {authorities, authority, authorityData},
+                                {additionals, additional, additionalData}};
     std::uint64_t counts[4] = {layer.read(questions)};
     for (std::size_t i = 0; i < 3; ++i)
         counts[i + 1] = layer.read(sections[i].count);

@@ -7,10 +7,10 @@
 
 namespace netrondo::dnsMessage {
 
-inline constexpr NamedValue rcodes[] = {{0, "no error"},         {1, "format error"},   {2, "server failure"},
-                                        {3, "no such name"},     {4, "not implemented"}, {5, "refused"},
-                                        {6, "name exists"},      {7, "record set exists"}, {8, "no such record set"},
-                                        {9, "not authoritative"}, {10, "not in zone"},   {16, "bad version"}};
+inline constexpr NamedValue rcodes[] = {{0, "no error"},          {1, "format error"},      {2, "server failure"},
+                                        {3, "no such name"},      {4, "not implemented"},   {5, "refused"},
+                                        {6, "name exists"},       {7, "record set exists"}, {8, "no such record set"},
+                                        {9, "not authoritative"}, {10, "not in zone"},      {16, "bad version"}};
 
 inline constexpr Field id{"dns.id", "DNS transaction ID", Wire::hex16};
 inline constexpr Field rcode{"dns.rcode", "DNS response code", Wire::bits, rcodes, 0x000f};

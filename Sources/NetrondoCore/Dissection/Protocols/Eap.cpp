@@ -6,10 +6,11 @@ namespace netrondo {
 namespace eap {
 namespace {
 constexpr NamedValue codes[] = {{1, "Request"}, {2, "Response"}, {3, "Success"}, {4, "Failure"}};
-constexpr NamedValue types[] = {{1, "Identity"}, {2, "Notification"}, {3, "NAK"},       {4, "MD5 challenge"},
-                                {5, "one-time password"}, {6, "token card"}, {13, "TLS"}, {17, "LEAP"},
-                                {18, "SIM"},     {21, "TTLS"},        {23, "AKA"},      {25, "PEAP"},
-                                {26, "MSCHAPv2"}, {43, "FAST"},       {50, "AKA'"},     {52, "PWD"}};
+constexpr NamedValue types[] = {
+    {1, "Identity"},   {2, "Notification"}, {3, "NAK"},       {4, "MD5 challenge"}, {5, "one-time password"},
+    {6, "token card"}, {13, "TLS"},         {17, "LEAP"},     {18, "SIM"},          {21, "TTLS"},
+    {23, "AKA"},       {25, "PEAP"},        {26, "MSCHAPv2"}, {43, "FAST"},         {50, "AKA'"},
+    {52, "PWD"}};
 
 constexpr Field code{"eap.code", "Code", Wire::u8, codes};
 constexpr Field identifier{"eap.id", "Identifier", Wire::u8};
@@ -135,7 +136,8 @@ void describe(const LayerView& eapol, TextSink& out)
     if (!bits)
         return;
     if (bits.number() & 0x0008)
-        out(" (message {} of 4)", messageOf(bits.number(), eapol[nonce].text().find_first_not_of('\0') != std::string_view::npos));
+        out(" (message {} of 4)",
+            messageOf(bits.number(), eapol[nonce].text().find_first_not_of('\0') != std::string_view::npos));
     else
         out(" (group key)");
 }

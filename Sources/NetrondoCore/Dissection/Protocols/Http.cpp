@@ -42,10 +42,11 @@ constexpr headerLines::Known knownHeaders[] = {{"Host", "", host},
                                                {"Transfer-Encoding", "", encoding},
                                                {"Authorization", "", authorization}};
 
-constexpr std::string_view methods[]
-    = {"GET ",       "POST ",      "HEAD ",   "PUT ",    "DELETE ",    "OPTIONS ", "CONNECT ", "PATCH ",  "TRACE ",
-       "PROPFIND ",  "PROPPATCH ", "MKCOL ",  "COPY ",   "MOVE ",      "LOCK ",    "UNLOCK ",  "REPORT ", "SEARCH ",
-       "SUBSCRIBE ", "UNSUBSCRIBE ", "NOTIFY ", "M-SEARCH ", "RPC_IN_DATA ", "RPC_OUT_DATA ", "BITS_POST "};
+constexpr std::string_view methods[] = {"GET ",       "POST ",     "HEAD ",        "PUT ",          "DELETE ",
+                                        "OPTIONS ",   "CONNECT ",  "PATCH ",       "TRACE ",        "PROPFIND ",
+                                        "PROPPATCH ", "MKCOL ",    "COPY ",        "MOVE ",         "LOCK ",
+                                        "UNLOCK ",    "REPORT ",   "SEARCH ",      "SUBSCRIBE ",    "UNSUBSCRIBE ",
+                                        "NOTIFY ",    "M-SEARCH ", "RPC_IN_DATA ", "RPC_OUT_DATA ", "BITS_POST "};
 
 bool isResponse(std::string_view text)
 {

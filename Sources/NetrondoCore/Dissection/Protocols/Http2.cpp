@@ -7,17 +7,28 @@
 
 namespace netrondo::http2 {
 namespace {
-constexpr NamedValue types[] = {{0, "DATA"},         {1, "HEADERS"}, {2, "PRIORITY"}, {3, "RST_STREAM"},
-                                {4, "SETTINGS"},     {5, "PUSH_PROMISE"}, {6, "PING"}, {7, "GOAWAY"},
-                                {8, "WINDOW_UPDATE"}, {9, "CONTINUATION"}, {10, "ALTSVC"}, {12, "ORIGIN"},
-                                {16, "PRIORITY_UPDATE"}};
-constexpr NamedValue errors[] = {{0, "no error"}, {1, "protocol error"}, {2, "internal error"}, {3, "flow control error"},
-                                 {4, "settings timeout"}, {5, "stream closed"}, {6, "frame size error"},
-                                 {7, "refused stream"}, {8, "cancel"}, {9, "compression error"}, {10, "connect error"},
-                                 {11, "enhance your calm"}, {12, "inadequate security"}, {13, "HTTP/1.1 required"}};
-constexpr NamedValue settings[] = {{1, "header table size"}, {2, "enable push"}, {3, "maximum concurrent streams"},
-                                   {4, "initial window size"}, {5, "maximum frame size"}, {6, "maximum header list size"},
-                                   {8, "enable connect"}};
+constexpr NamedValue types[] = {
+    {0, "DATA"},         {1, "HEADERS"}, {2, "PRIORITY"},        {3, "RST_STREAM"},    {4, "SETTINGS"},
+    {5, "PUSH_PROMISE"}, {6, "PING"},    {7, "GOAWAY"},          {8, "WINDOW_UPDATE"}, {9, "CONTINUATION"},
+    {10, "ALTSVC"},      {12, "ORIGIN"}, {16, "PRIORITY_UPDATE"}};
+constexpr NamedValue errors[] = {{0, "no error"},
+                                 {1, "protocol error"},
+                                 {2, "internal error"},
+                                 {3, "flow control error"},
+                                 {4, "settings timeout"},
+                                 {5, "stream closed"},
+                                 {6, "frame size error"},
+                                 {7, "refused stream"},
+                                 {8, "cancel"},
+                                 {9, "compression error"},
+                                 {10, "connect error"},
+                                 {11, "enhance your calm"},
+                                 {12, "inadequate security"},
+                                 {13, "HTTP/1.1 required"}};
+constexpr NamedValue settings[] = {
+    {1, "header table size"},   {2, "enable push"},        {3, "maximum concurrent streams"},
+    {4, "initial window size"}, {5, "maximum frame size"}, {6, "maximum header list size"},
+    {8, "enable connect"}};
 constexpr std::string_view preface = "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n";
 
 constexpr Field magic{"http2.preface", "Connection preface", Wire::text};

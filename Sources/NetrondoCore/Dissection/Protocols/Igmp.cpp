@@ -4,12 +4,21 @@
 
 namespace netrondo::igmp {
 namespace {
-constexpr NamedValue types[] = {{0x11, "Membership query"},  {0x12, "Membership report v1"}, {0x13, "DVMRP"},
-                                {0x14, "PIM v1"},            {0x16, "Membership report v2"}, {0x17, "Leave group"},
-                                {0x1e, "Multicast traceroute response"}, {0x1f, "Multicast traceroute"},
-                                {0x22, "Membership report v3"}, {0x30, "Multicast router advertisement"},
-                                {0x31, "Multicast router solicitation"}, {0xfc, "RGMP leave group"},
-                                {0xfd, "RGMP join group"}, {0xfe, "RGMP bye"}, {0xff, "RGMP hello"}};
+constexpr NamedValue types[] = {{0x11, "Membership query"},
+                                {0x12, "Membership report v1"},
+                                {0x13, "DVMRP"},
+                                {0x14, "PIM v1"},
+                                {0x16, "Membership report v2"},
+                                {0x17, "Leave group"},
+                                {0x1e, "Multicast traceroute response"},
+                                {0x1f, "Multicast traceroute"},
+                                {0x22, "Membership report v3"},
+                                {0x30, "Multicast router advertisement"},
+                                {0x31, "Multicast router solicitation"},
+                                {0xfc, "RGMP leave group"},
+                                {0xfd, "RGMP join group"},
+                                {0xfe, "RGMP bye"},
+                                {0xff, "RGMP hello"}};
 constexpr NamedValue recordTypes[] = {{1, "is include"},        {2, "is exclude"},        {3, "change to include"},
                                       {4, "change to exclude"}, {5, "allow new sources"}, {6, "block old sources"}};
 

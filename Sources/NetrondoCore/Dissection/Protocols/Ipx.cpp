@@ -5,12 +5,21 @@ namespace netrondo {
 
 namespace ipx {
 namespace {
-constexpr NamedValue packetTypes[] = {{0, "unknown"}, {1, "RIP"}, {2, "echo"}, {3, "error"}, {4, "PEP"},
-                                      {5, "SPX"},     {17, "NCP"}, {20, "NetBIOS broadcast"}};
-constexpr NamedValue sockets[] = {{0x0451, "NCP"}, {0x0452, "SAP"}, {0x0453, "RIP"}, {0x0455, "NetBIOS"},
-                                  {0x0456, "diagnostic"}, {0x0457, "serialization"}, {0x0550, "NetBIOS name query"},
-                                  {0x0551, "NetBIOS redirect"}, {0x0552, "NetBIOS datagram"}, {0x0553, "NetBIOS name"},
-                                  {0x85be, "EIGRP"}, {0x9001, "NLSP"}, {0x9004, "IPX WAN"}};
+constexpr NamedValue packetTypes[] = {{0, "unknown"}, {1, "RIP"}, {2, "echo"}, {3, "error"},
+                                      {4, "PEP"},     {5, "SPX"}, {17, "NCP"}, {20, "NetBIOS broadcast"}};
+constexpr NamedValue sockets[] = {{0x0451, "NCP"},
+                                  {0x0452, "SAP"},
+                                  {0x0453, "RIP"},
+                                  {0x0455, "NetBIOS"},
+                                  {0x0456, "diagnostic"},
+                                  {0x0457, "serialization"},
+                                  {0x0550, "NetBIOS name query"},
+                                  {0x0551, "NetBIOS redirect"},
+                                  {0x0552, "NetBIOS datagram"},
+                                  {0x0553, "NetBIOS name"},
+                                  {0x85be, "EIGRP"},
+                                  {0x9001, "NLSP"},
+                                  {0x9004, "IPX WAN"}};
 
 constexpr Field checksum{"ipx.checksum", "Checksum", Wire::hex16};
 constexpr Field length{"ipx.len", "Length", Wire::u16};
@@ -39,7 +48,8 @@ void decode(Layer& ipx)
         return ipx.reject(length);
     ipx.setEndpoints(Address::ipx(static_cast<std::uint32_t>(fromNetwork), fromNode),
                      Address::ipx(static_cast<std::uint32_t>(toNetwork), toNode));
-    ipx.handOver({ipxPacketType(static_cast<std::uint8_t>(kind)), ipxSocket(toSocket), ipxSocket(fromSocket)}, size - 30);
+    ipx.handOver({ipxPacketType(static_cast<std::uint8_t>(kind)), ipxSocket(toSocket), ipxSocket(fromSocket)},
+                 size - 30);
     ipx.endHere();
 }
 
@@ -57,10 +67,12 @@ static_assert(wellFormed(protocol));
 
 namespace ipxsap {
 namespace {
-constexpr NamedValue operations[] = {{1, "General query"}, {2, "General response"}, {3, "Nearest query"}, {4, "Nearest response"}};
-constexpr NamedValue services[] = {{0x0003, "print queue"}, {0x0004, "file server"}, {0x0007, "print server"},
-                                   {0x0047, "advertising print server"}, {0x026b, "time synchronization"},
-                                   {0x0278, "directory server"}, {0x0640, "Windows server"}, {0xffff, "any"}};
+constexpr NamedValue operations[] = {
+    {1, "General query"}, {2, "General response"}, {3, "Nearest query"}, {4, "Nearest response"}};
+constexpr NamedValue services[] = {{0x0003, "print queue"},          {0x0004, "file server"},
+                                   {0x0007, "print server"},         {0x0047, "advertising print server"},
+                                   {0x026b, "time synchronization"}, {0x0278, "directory server"},
+                                   {0x0640, "Windows server"},       {0xffff, "any"}};
 
 constexpr Field operation{"ipxsap.op", "Operation", Wire::u16, operations};
 constexpr Field server{"ipxsap.server", "Server", Wire::group};
@@ -135,7 +147,8 @@ static_assert(wellFormed(protocol));
 
 namespace spx {
 namespace {
-constexpr NamedValue controls[] = {{0x10, "end of message"}, {0x20, "attention"}, {0x40, "acknowledgment wanted"}, {0x80, "system"}};
+constexpr NamedValue controls[] = {
+    {0x10, "end of message"}, {0x20, "attention"}, {0x40, "acknowledgment wanted"}, {0x80, "system"}};
 
 constexpr Field control{"spx.control", "Connection control", Wire::flags8, controls};
 constexpr Field stream{"spx.stream", "Datastream type", Wire::hex8};

@@ -4,21 +4,35 @@
 
 namespace netrondo::kerberos {
 namespace {
-constexpr NamedValue messages[] = {{10, "AS-REQ"},  {11, "AS-REP"},  {12, "TGS-REQ"}, {13, "TGS-REP"}, {14, "AP-REQ"},
-                                   {15, "AP-REP"},  {20, "KRB-SAFE"}, {21, "KRB-PRIV"}, {22, "KRB-CRED"},
-                                   {30, "KRB-ERROR"}};
-constexpr NamedValue errors[] = {{6, "client unknown"},       {7, "server unknown"},      {12, "policy"},
-                                 {14, "encryption type unsupported"}, {18, "client revoked"},
-                                 {23, "password expired"},    {24, "pre-authentication failed"},
-                                 {25, "pre-authentication required"}, {31, "integrity check failed"},
-                                 {32, "ticket expired"},      {33, "ticket not yet valid"},
-                                 {34, "request is a replay"}, {37, "clock skew"},
-                                 {41, "message modified"},    {52, "response too big"},
-                                 {60, "generic error"},       {68, "wrong realm"}};
-constexpr NamedValue encryptionTypes[] = {{1, "des-cbc-crc"}, {3, "des-cbc-md5"}, {16, "des3-cbc-sha1"},
-                                          {17, "aes128-cts-hmac-sha1-96"}, {18, "aes256-cts-hmac-sha1-96"},
-                                          {19, "aes128-cts-hmac-sha256-128"}, {20, "aes256-cts-hmac-sha384-192"},
-                                          {23, "rc4-hmac"}, {24, "rc4-hmac-exp"}};
+constexpr NamedValue messages[] = {{10, "AS-REQ"},   {11, "AS-REP"},   {12, "TGS-REQ"},  {13, "TGS-REP"},
+                                   {14, "AP-REQ"},   {15, "AP-REP"},   {20, "KRB-SAFE"}, {21, "KRB-PRIV"},
+                                   {22, "KRB-CRED"}, {30, "KRB-ERROR"}};
+constexpr NamedValue errors[] = {{6, "client unknown"},
+                                 {7, "server unknown"},
+                                 {12, "policy"},
+                                 {14, "encryption type unsupported"},
+                                 {18, "client revoked"},
+                                 {23, "password expired"},
+                                 {24, "pre-authentication failed"},
+                                 {25, "pre-authentication required"},
+                                 {31, "integrity check failed"},
+                                 {32, "ticket expired"},
+                                 {33, "ticket not yet valid"},
+                                 {34, "request is a replay"},
+                                 {37, "clock skew"},
+                                 {41, "message modified"},
+                                 {52, "response too big"},
+                                 {60, "generic error"},
+                                 {68, "wrong realm"}};
+constexpr NamedValue encryptionTypes[] = {{1, "des-cbc-crc"},
+                                          {3, "des-cbc-md5"},
+                                          {16, "des3-cbc-sha1"},
+                                          {17, "aes128-cts-hmac-sha1-96"},
+                                          {18, "aes256-cts-hmac-sha1-96"},
+                                          {19, "aes128-cts-hmac-sha256-128"},
+                                          {20, "aes256-cts-hmac-sha384-192"},
+                                          {23, "rc4-hmac"},
+                                          {24, "rc4-hmac-exp"}};
 
 constexpr Field recordLength{"kerberos.record_len", "Record length", Wire::u32};
 constexpr Field message{"kerberos.type", "Message type", Wire::number, messages};

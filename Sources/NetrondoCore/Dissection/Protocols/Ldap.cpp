@@ -4,13 +4,13 @@
 
 namespace netrondo::ldap {
 namespace {
-constexpr NamedValue operations[] = {{0, "bindRequest"},          {1, "bindResponse"},       {2, "unbindRequest"},
-                                     {3, "searchRequest"},        {4, "searchResEntry"},     {5, "searchResDone"},
-                                     {6, "modifyRequest"},        {7, "modifyResponse"},     {8, "addRequest"},
-                                     {9, "addResponse"},          {10, "delRequest"},        {11, "delResponse"},
-                                     {12, "modDNRequest"},        {13, "modDNResponse"},     {14, "compareRequest"},
-                                     {15, "compareResponse"},     {16, "abandonRequest"},    {19, "searchResRef"},
-                                     {23, "extendedRequest"},     {24, "extendedResponse"},  {25, "intermediateResponse"}};
+constexpr NamedValue operations[] = {{0, "bindRequest"},      {1, "bindResponse"},      {2, "unbindRequest"},
+                                     {3, "searchRequest"},    {4, "searchResEntry"},    {5, "searchResDone"},
+                                     {6, "modifyRequest"},    {7, "modifyResponse"},    {8, "addRequest"},
+                                     {9, "addResponse"},      {10, "delRequest"},       {11, "delResponse"},
+                                     {12, "modDNRequest"},    {13, "modDNResponse"},    {14, "compareRequest"},
+                                     {15, "compareResponse"}, {16, "abandonRequest"},   {19, "searchResRef"},
+                                     {23, "extendedRequest"}, {24, "extendedResponse"}, {25, "intermediateResponse"}};
 constexpr NamedValue results[] = {{0, "success"},
                                   {1, "operationsError"},
                                   {2, "protocolError"},
@@ -197,9 +197,8 @@ Likeness guess(Bytes payload, Transport transport)
     if (payload.size() < at + 4 || payload[at] != 2 || payload[at + 1] == 0 || payload[at + 1] > 4)
         return Likeness::none;
     const auto tagAt = at + 2 + payload[at + 1];
-    return payload.size() > tagAt && (payload[tagAt] & 0xc0) == 0x40 && (payload[tagAt] & 0x1f) <= 25
-        ? Likeness::likely
-        : Likeness::none;
+    return payload.size() > tagAt && (payload[tagAt] & 0xc0) == 0x40 && (payload[tagAt] & 0x1f) <= 25 ? Likeness::likely
+                                                                                                      : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(389), udpPort(389), tcpPort(3268)};

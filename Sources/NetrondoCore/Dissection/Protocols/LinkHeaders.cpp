@@ -6,7 +6,8 @@ namespace netrondo {
 
 namespace loopback {
 namespace {
-constexpr NamedValue families[] = {{2, "IPv4"}, {7, "OSI"}, {23, "IPX"}, {24, "IPv6"}, {28, "IPv6"}, {30, "IPv6"}, {10, "IPv6"}};
+constexpr NamedValue families[] = {{2, "IPv4"},  {7, "OSI"},   {23, "IPX"}, {24, "IPv6"},
+                                   {28, "IPv6"}, {30, "IPv6"}, {10, "IPv6"}};
 
 constexpr Field family{"null.family", "Address family", Wire::le32, families};
 constexpr Field bigFamily{"null.family", "Address family", Wire::u32, families};
@@ -51,8 +52,8 @@ static_assert(wellFormed(protocol));
 
 namespace sll {
 namespace {
-constexpr NamedValue packetTypes[]
-    = {{0, "to us"}, {1, "broadcast"}, {2, "multicast"}, {3, "to somebody else"}, {4, "sent by us"}};
+constexpr NamedValue packetTypes[] = {
+    {0, "to us"}, {1, "broadcast"}, {2, "multicast"}, {3, "to somebody else"}, {4, "sent by us"}};
 constexpr std::uint16_t netlink = 824;
 
 constexpr Field packetType{"sll.type", "Packet type", Wire::u16, packetTypes};
@@ -64,7 +65,9 @@ constexpr Field unused{"sll.unused", "Unused", Wire::bytes};
 constexpr Field next{"sll.proto", "Protocol", Wire::hex16, etherTypeNames};
 constexpr Field packetType8{"sll.type", "Packet type", Wire::u8, packetTypes};
 constexpr Field addressLength8{"sll.alen", "Address length", Wire::u8};
-constexpr Field interface{"sll.interface", "Interface index", Wire::u32};
+constexpr Field interface {
+    "sll.interface", "Interface index", Wire::u32
+};
 
 void readAddress(Layer& sll, std::uint64_t size)
 {

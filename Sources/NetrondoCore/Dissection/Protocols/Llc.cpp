@@ -4,11 +4,11 @@
 
 namespace netrondo::llc {
 namespace {
-constexpr NamedValue saps[] = {{0x00, "null"},   {0x02, "LLC management"}, {0x04, "SNA"},   {0x06, "IP"},
-                               {0x42, "STP"},    {0x7e, "X.25"},           {0x80, "XNS"},   {0xaa, "SNAP"},
-                               {0xbc, "VINES"},  {0xe0, "NetWare"},        {0xf0, "NetBIOS"}, {0xf4, "LAN management"},
-                               {0xfe, "OSI"},    {0xff, "global"}};
-constexpr NamedValue organizations[] = {{0x000000, "Ethernet"}, {0x00000c, "Cisco"}, {0x0000f8, "802.1H"},
+constexpr NamedValue saps[] = {{0x00, "null"},  {0x02, "LLC management"}, {0x04, "SNA"},     {0x06, "IP"},
+                               {0x42, "STP"},   {0x7e, "X.25"},           {0x80, "XNS"},     {0xaa, "SNAP"},
+                               {0xbc, "VINES"}, {0xe0, "NetWare"},        {0xf0, "NetBIOS"}, {0xf4, "LAN management"},
+                               {0xfe, "OSI"},   {0xff, "global"}};
+constexpr NamedValue organizations[] = {{0x000000, "Ethernet"}, {0x00000c, "Cisco"},  {0x0000f8, "802.1H"},
                                         {0x080007, "Apple"},    {0x000081, "Nortel"}, {0x0080c2, "IEEE 802.1"},
                                         {0x00e02b, "Extreme"}};
 

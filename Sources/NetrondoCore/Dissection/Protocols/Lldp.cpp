@@ -3,9 +3,15 @@
 
 namespace netrondo::lldp {
 namespace {
-constexpr NamedValue types[] = {{0, "end"},          {1, "chassis ID"},         {2, "port ID"},
-                                {3, "time to live"}, {4, "port description"},   {5, "system name"},
-                                {6, "system description"}, {7, "capabilities"}, {8, "management address"},
+constexpr NamedValue types[] = {{0, "end"},
+                                {1, "chassis ID"},
+                                {2, "port ID"},
+                                {3, "time to live"},
+                                {4, "port description"},
+                                {5, "system name"},
+                                {6, "system description"},
+                                {7, "capabilities"},
+                                {8, "management address"},
                                 {127, "organization"}};
 
 constexpr Field element{"lldp.tlv", "Element", Wire::number, types};

@@ -3,12 +3,14 @@
 
 namespace netrondo::mqtt {
 namespace {
-constexpr NamedValue types[] = {{1, "Connect"},   {2, "Connect Ack"},  {3, "Publish"},    {4, "Publish Ack"},
-                                {5, "Publish Received"}, {6, "Publish Release"}, {7, "Publish Complete"},
-                                {8, "Subscribe"}, {9, "Subscribe Ack"}, {10, "Unsubscribe"}, {11, "Unsubscribe Ack"},
-                                {12, "Ping Request"}, {13, "Ping Response"}, {14, "Disconnect"}, {15, "Authenticate"}};
-constexpr NamedValue returns[] = {{0, "accepted"}, {1, "unacceptable protocol version"}, {2, "identifier rejected"},
-                                  {3, "server unavailable"}, {4, "bad user name or password"}, {5, "not authorized"}};
+constexpr NamedValue types[] = {{1, "Connect"},          {2, "Connect Ack"},      {3, "Publish"},
+                                {4, "Publish Ack"},      {5, "Publish Received"}, {6, "Publish Release"},
+                                {7, "Publish Complete"}, {8, "Subscribe"},        {9, "Subscribe Ack"},
+                                {10, "Unsubscribe"},     {11, "Unsubscribe Ack"}, {12, "Ping Request"},
+                                {13, "Ping Response"},   {14, "Disconnect"},      {15, "Authenticate"}};
+constexpr NamedValue returns[] = {
+    {0, "accepted"},           {1, "unacceptable protocol version"}, {2, "identifier rejected"},
+    {3, "server unavailable"}, {4, "bad user name or password"},     {5, "not authorized"}};
 
 constexpr Field message{"mqtt.message", "Message", Wire::number, types};
 constexpr Field first{"mqtt.first", "Type and flags", Wire::hex8};

@@ -3,13 +3,26 @@
 
 namespace netrondo::mysql {
 namespace {
-constexpr NamedValue commands[] = {{0x00, "sleep"},       {0x01, "quit"},          {0x02, "init DB"},
-                                   {0x03, "query"},       {0x04, "field list"},    {0x05, "create DB"},
-                                   {0x06, "drop DB"},     {0x07, "refresh"},       {0x08, "shutdown"},
-                                   {0x09, "statistics"},  {0x0a, "process info"},  {0x0c, "kill"},
-                                   {0x0e, "ping"},        {0x11, "change user"},   {0x16, "prepare statement"},
-                                   {0x17, "execute statement"}, {0x19, "close statement"}, {0x1a, "reset statement"},
-                                   {0x1b, "set option"},  {0x1c, "fetch"}};
+constexpr NamedValue commands[] = {{0x00, "sleep"},
+                                   {0x01, "quit"},
+                                   {0x02, "init DB"},
+                                   {0x03, "query"},
+                                   {0x04, "field list"},
+                                   {0x05, "create DB"},
+                                   {0x06, "drop DB"},
+                                   {0x07, "refresh"},
+                                   {0x08, "shutdown"},
+                                   {0x09, "statistics"},
+                                   {0x0a, "process info"},
+                                   {0x0c, "kill"},
+                                   {0x0e, "ping"},
+                                   {0x11, "change user"},
+                                   {0x16, "prepare statement"},
+                                   {0x17, "execute statement"},
+                                   {0x19, "close statement"},
+                                   {0x1a, "reset statement"},
+                                   {0x1b, "set option"},
+                                   {0x1c, "fetch"}};
 constexpr NamedValue responses[] = {{0x00, "OK"}, {0xff, "Error"}, {0xfe, "End of data"}, {0xfb, "Local file request"}};
 
 constexpr Field packet{"mysql.packet", "Packet", Wire::group};

@@ -5,8 +5,7 @@ namespace netrondo::ntp {
 namespace {
 constexpr NamedValue modes[] = {{1, "symmetric active"}, {2, "symmetric passive"}, {3, "client"}, {4, "server"},
                                 {5, "broadcast"},        {6, "control"},           {7, "private"}};
-constexpr NamedValue leaps[]
-    = {{0, "no warning"}, {1, "61 seconds"}, {2, "59 seconds"}, {3, "clock unsynchronized"}};
+constexpr NamedValue leaps[] = {{0, "no warning"}, {1, "61 seconds"}, {2, "59 seconds"}, {3, "clock unsynchronized"}};
 constexpr NamedValue strata[] = {{0, "unspecified"}, {1, "primary reference"}, {16, "unsynchronized"}};
 
 constexpr Field first{"ntp.flags", "Leap, version, mode", Wire::hex8};

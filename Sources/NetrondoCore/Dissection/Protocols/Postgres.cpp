@@ -4,20 +4,34 @@
 namespace netrondo::postgres {
 namespace {
 // Some letters mean one thing from the client and another from the server.
-constexpr NamedValue fromClient[] = {{'B', "Bind"},    {'C', "Close"},    {'D', "Describe"},     {'E', "Execute"},
-                                     {'F', "Function call"}, {'H', "Flush"}, {'P', "Parse"},     {'Q', "Query"},
-                                     {'S', "Sync"},    {'X', "Terminate"}, {'c', "Copy done"},   {'d', "Copy data"},
-                                     {'f', "Copy fail"}, {'p', "Password"}};
-constexpr NamedValue fromServer[] = {{'1', "Parse complete"}, {'2', "Bind complete"}, {'3', "Close complete"},
-                                     {'A', "Notification"},   {'C', "Command complete"}, {'D', "Data row"},
-                                     {'E', "Error"},          {'G', "Copy in"},       {'H', "Copy out"},
-                                     {'I', "Empty query"},    {'K', "Backend key data"}, {'N', "Notice"},
-                                     {'R', "Authentication"}, {'S', "Parameter status"}, {'T', "Row description"},
-                                     {'V', "Function result"}, {'Z', "Ready for query"}, {'n', "No data"},
-                                     {'s', "Portal suspended"}, {'t', "Parameter description"}, {'c', "Copy done"},
+constexpr NamedValue fromClient[] = {{'B', "Bind"},          {'C', "Close"},     {'D', "Describe"},  {'E', "Execute"},
+                                     {'F', "Function call"}, {'H', "Flush"},     {'P', "Parse"},     {'Q', "Query"},
+                                     {'S', "Sync"},          {'X', "Terminate"}, {'c', "Copy done"}, {'d', "Copy data"},
+                                     {'f', "Copy fail"},     {'p', "Password"}};
+constexpr NamedValue fromServer[] = {{'1', "Parse complete"},
+                                     {'2', "Bind complete"},
+                                     {'3', "Close complete"},
+                                     {'A', "Notification"},
+                                     {'C', "Command complete"},
+                                     {'D', "Data row"},
+                                     {'E', "Error"},
+                                     {'G', "Copy in"},
+                                     {'H', "Copy out"},
+                                     {'I', "Empty query"},
+                                     {'K', "Backend key data"},
+                                     {'N', "Notice"},
+                                     {'R', "Authentication"},
+                                     {'S', "Parameter status"},
+                                     {'T', "Row description"},
+                                     {'V', "Function result"},
+                                     {'Z', "Ready for query"},
+                                     {'n', "No data"},
+                                     {'s', "Portal suspended"},
+                                     {'t', "Parameter description"},
+                                     {'c', "Copy done"},
                                      {'d', "Copy data"}};
-constexpr NamedValue startups[] = {{196608, "Startup"}, {80877102, "Cancel request"}, {80877103, "TLS request"},
-                                   {80877104, "GSS request"}};
+constexpr NamedValue startups[] = {
+    {196608, "Startup"}, {80877102, "Cancel request"}, {80877103, "TLS request"}, {80877104, "GSS request"}};
 
 constexpr Field message{"postgres.message", "Message", Wire::group};
 constexpr Field clientType{"postgres.type", "Type", Wire::u8, fromClient};

@@ -6,13 +6,19 @@ namespace netrondo {
 namespace {
 
 constexpr std::uint32_t version2 = 0x6b3343cf;
-constexpr NamedValue versions[] = {{0, "version negotiation"}, {1, "1"}, {version2, "2"},
-                                   {0xff00001d, "draft 29"}, {0xff00001b, "draft 27"}, {0x51303433, "Q043"},
-                                   {0x51303436, "Q046"}, {0x51303530, "Q050"}};
-constexpr NamedValue packetTypes[] = {{0, "Initial"}, {1, "0-RTT"}, {2, "Handshake"}, {3, "Retry"},
-                                      {4, "Version Negotiation"}, {5, "Protected Payload"}};
-constexpr NamedValue frameTypes[] = {{0x00, "PADDING"}, {0x01, "PING"}, {0x02, "ACK"}, {0x03, "ACK with ECN"},
-                                     {0x06, "CRYPTO"}, {0x1c, "CONNECTION_CLOSE"}, {0x1d, "CONNECTION_CLOSE"}};
+constexpr NamedValue versions[] = {{0, "version negotiation"},
+                                   {1, "1"},
+                                   {version2, "2"},
+                                   {0xff00001d, "draft 29"},
+                                   {0xff00001b, "draft 27"},
+                                   {0x51303433, "Q043"},
+                                   {0x51303436, "Q046"},
+                                   {0x51303530, "Q050"}};
+constexpr NamedValue packetTypes[] = {
+    {0, "Initial"}, {1, "0-RTT"}, {2, "Handshake"}, {3, "Retry"}, {4, "Version Negotiation"}, {5, "Protected Payload"}};
+constexpr NamedValue frameTypes[] = {{0x00, "PADDING"},         {0x01, "PING"},   {0x02, "ACK"},
+                                     {0x03, "ACK with ECN"},    {0x06, "CRYPTO"}, {0x1c, "CONNECTION_CLOSE"},
+                                     {0x1d, "CONNECTION_CLOSE"}};
 
 constexpr Field packet{"quic.packet", "QUIC packet", Wire::number, packetTypes};
 constexpr Field firstByte{"quic.first", "First byte", Wire::hex8};

@@ -3,13 +3,22 @@
 
 namespace netrondo::rdp {
 namespace {
-constexpr NamedValue pdus[] = {{0xe0, "Connection Request"}, {0xd0, "Connection Confirm"}, {0x80, "Disconnect Request"},
-                               {0xf0, "Data"}, {0x70, "Error"}};
-constexpr NamedValue negotiations[] = {{1, "Negotiation Request"}, {2, "Negotiation Response"}, {3, "Negotiation Failure"}};
-constexpr NamedValue protocols[] = {{0, "standard RDP security"}, {1, "TLS"}, {2, "CredSSP"}, {3, "TLS or CredSSP"},
-                                    {8, "CredSSP with early authorization"}, {0xb, "TLS, CredSSP or early authorization"}};
-constexpr NamedValue failures[] = {{1, "TLS required"}, {2, "TLS not allowed"}, {3, "no certificate"},
-                                   {4, "inconsistent flags"}, {5, "CredSSP required"}, {6, "TLS with user authentication required"}};
+constexpr NamedValue pdus[] = {{0xe0, "Connection Request"},
+                               {0xd0, "Connection Confirm"},
+                               {0x80, "Disconnect Request"},
+                               {0xf0, "Data"},
+                               {0x70, "Error"}};
+constexpr NamedValue negotiations[] = {
+    {1, "Negotiation Request"}, {2, "Negotiation Response"}, {3, "Negotiation Failure"}};
+constexpr NamedValue protocols[] = {{0, "standard RDP security"},
+                                    {1, "TLS"},
+                                    {2, "CredSSP"},
+                                    {3, "TLS or CredSSP"},
+                                    {8, "CredSSP with early authorization"},
+                                    {0xb, "TLS, CredSSP or early authorization"}};
+constexpr NamedValue failures[] = {{1, "TLS required"},     {2, "TLS not allowed"},
+                                   {3, "no certificate"},   {4, "inconsistent flags"},
+                                   {5, "CredSSP required"}, {6, "TLS with user authentication required"}};
 
 constexpr Field version{"rdp.tpkt_version", "TPKT version", Wire::u8};
 constexpr Field reserved{"rdp.tpkt_reserved", "Reserved", Wire::u8};

@@ -4,9 +4,11 @@
 
 namespace netrondo::redis {
 namespace {
-constexpr NamedValue kinds[] = {{'+', "status"}, {'-', "error"}, {':', "integer"}, {'$', "bulk string"}, {'*', "array"},
-                                {'_', "null"},   {'#', "boolean"}, {',', "double"}, {'(', "big number"},
-                                {'!', "bulk error"}, {'=', "verbatim string"}, {'%', "map"}, {'~', "set"}, {'>', "push"}};
+constexpr NamedValue kinds[] = {
+    {'+', "status"},     {'-', "error"},      {':', "integer"},         {'$', "bulk string"},
+    {'*', "array"},      {'_', "null"},       {'#', "boolean"},         {',', "double"},
+    {'(', "big number"}, {'!', "bulk error"}, {'=', "verbatim string"}, {'%', "map"},
+    {'~', "set"},        {'>', "push"}};
 
 constexpr Field element{"redis.element", "Element", Wire::number, kinds};
 constexpr Field line{"redis.line", "Line", Wire::text};

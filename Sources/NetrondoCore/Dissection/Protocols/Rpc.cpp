@@ -4,18 +4,19 @@
 namespace netrondo::rpc {
 namespace {
 constexpr NamedValue messageTypes[] = {{0, "Call"}, {1, "Reply"}};
-constexpr NamedValue programs[] = {{100000, "Portmap"}, {100001, "RSTAT"}, {100003, "NFS"},  {100004, "YPSERV"},
-                                   {100005, "MOUNT"},   {100007, "YPBIND"}, {100011, "RQUOTA"}, {100021, "NLM"},
+constexpr NamedValue programs[] = {{100000, "Portmap"}, {100001, "RSTAT"},  {100003, "NFS"},         {100004, "YPSERV"},
+                                   {100005, "MOUNT"},   {100007, "YPBIND"}, {100011, "RQUOTA"},      {100021, "NLM"},
                                    {100024, "STAT"},    {100227, "NFSACL"}, {400122, "NFS callback"}};
 constexpr NamedValue replyStates[] = {{0, "accepted"}, {1, "denied"}};
-constexpr NamedValue acceptStates[] = {{0, "success"},           {1, "program unavailable"}, {2, "program mismatch"},
-                                       {3, "procedure unavailable"}, {4, "garbage arguments"}, {5, "system error"}};
+constexpr NamedValue acceptStates[] = {{0, "success"},           {1, "program unavailable"},
+                                       {2, "program mismatch"},  {3, "procedure unavailable"},
+                                       {4, "garbage arguments"}, {5, "system error"}};
 constexpr NamedValue rejectStates[] = {{0, "RPC version mismatch"}, {1, "authentication error"}};
 constexpr NamedValue flavors[] = {{0, "none"}, {1, "Unix"}, {2, "short"}, {3, "DES"}, {6, "GSS"}};
-constexpr NamedValue nfs3[] = {{0, "NULL"},     {1, "GETATTR"}, {2, "SETATTR"}, {3, "LOOKUP"},      {4, "ACCESS"},
-                               {5, "READLINK"}, {6, "READ"},    {7, "WRITE"},   {8, "CREATE"},      {9, "MKDIR"},
-                               {10, "SYMLINK"}, {11, "MKNOD"},  {12, "REMOVE"}, {13, "RMDIR"},      {14, "RENAME"},
-                               {15, "LINK"},    {16, "READDIR"}, {17, "READDIRPLUS"}, {18, "FSSTAT"}, {19, "FSINFO"},
+constexpr NamedValue nfs3[] = {{0, "NULL"},      {1, "GETATTR"},  {2, "SETATTR"},      {3, "LOOKUP"},  {4, "ACCESS"},
+                               {5, "READLINK"},  {6, "READ"},     {7, "WRITE"},        {8, "CREATE"},  {9, "MKDIR"},
+                               {10, "SYMLINK"},  {11, "MKNOD"},   {12, "REMOVE"},      {13, "RMDIR"},  {14, "RENAME"},
+                               {15, "LINK"},     {16, "READDIR"}, {17, "READDIRPLUS"}, {18, "FSSTAT"}, {19, "FSINFO"},
                                {20, "PATHCONF"}, {21, "COMMIT"}};
 constexpr NamedValue portmap2[] = {{0, "NULL"}, {1, "SET"}, {2, "UNSET"}, {3, "GETPORT"}, {4, "DUMP"}, {5, "CALLIT"}};
 constexpr NamedValue mount3[] = {{0, "NULL"}, {1, "MNT"}, {2, "DUMP"}, {3, "UMNT"}, {4, "UMNTALL"}, {5, "EXPORT"}};

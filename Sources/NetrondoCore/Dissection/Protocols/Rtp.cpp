@@ -5,9 +5,10 @@
 namespace netrondo {
 namespace {
 
-constexpr NamedValue payloadTypes[] = {{0, "PCMU"}, {3, "GSM"},  {4, "G.723"}, {8, "PCMA"},  {9, "G.722"}, {13, "comfort noise"},
-                                       {14, "MPEG audio"}, {18, "G.729"}, {26, "JPEG"}, {31, "H.261"}, {32, "MPEG video"},
-                                       {33, "MPEG-2 TS"}, {34, "H.263"}};
+constexpr NamedValue payloadTypes[] = {
+    {0, "PCMU"},           {3, "GSM"},         {4, "G.723"},  {8, "PCMA"},  {9, "G.722"},
+    {13, "comfort noise"}, {14, "MPEG audio"}, {18, "G.729"}, {26, "JPEG"}, {31, "H.261"},
+    {32, "MPEG video"},    {33, "MPEG-2 TS"},  {34, "H.263"}};
 
 } // namespace
 
@@ -62,8 +63,8 @@ static_assert(wellFormed(protocol));
 
 namespace rtcp {
 namespace {
-constexpr NamedValue types[] = {{200, "Sender report"}, {201, "Receiver report"}, {202, "Source description"},
-                                {203, "Goodbye"}, {204, "Application"}, {205, "Transport feedback"},
+constexpr NamedValue types[] = {{200, "Sender report"},    {201, "Receiver report"}, {202, "Source description"},
+                                {203, "Goodbye"},          {204, "Application"},     {205, "Transport feedback"},
                                 {206, "Payload feedback"}, {207, "Extended report"}};
 
 constexpr Field packet{"rtcp.packet", "Packet", Wire::number, types};

@@ -44,8 +44,8 @@ void decodeMessage(Layer& sip)
         return;
     const auto all = sip.tree().nodes().subspan(nodes);
     const auto type = std::ranges::find(all, &contentType, &Node::field);
-    const bool isSdp = type != all.end()
-        && textLines::startsIgnoringCase(asText(sip.tree().bytesOf(*type)), "application/sdp");
+    const bool isSdp =
+        type != all.end() && textLines::startsIgnoringCase(asText(sip.tree().bytesOf(*type)), "application/sdp");
     if (isSdp)
         sip.embed(sdp::protocol);
     else

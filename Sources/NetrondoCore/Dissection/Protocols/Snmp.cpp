@@ -5,15 +5,21 @@
 namespace netrondo::snmp {
 namespace {
 constexpr NamedValue versions[] = {{0, "1"}, {1, "2c"}, {3, "3"}};
-constexpr NamedValue operations[] = {{0, "get-request"}, {1, "get-next-request"}, {2, "response"},
-                                     {3, "set-request"}, {4, "trap"},             {5, "get-bulk-request"},
-                                     {6, "inform-request"}, {7, "trap-v2"},       {8, "report"}};
-constexpr NamedValue errors[] = {{0, "no error"},   {1, "too big"},    {2, "no such name"}, {3, "bad value"},
-                                 {4, "read only"},  {5, "general error"}, {6, "no access"}, {7, "wrong type"},
-                                 {8, "wrong length"}, {10, "wrong value"}, {12, "inconsistent value"},
-                                 {16, "authorization error"}, {17, "not writable"}};
-constexpr NamedValue traps[] = {{0, "cold start"}, {1, "warm start"}, {2, "link down"}, {3, "link up"},
-                                {4, "authentication failure"}, {5, "EGP neighbour loss"}, {6, "enterprise specific"}};
+constexpr NamedValue operations[] = {
+    {0, "get-request"},      {1, "get-next-request"}, {2, "response"}, {3, "set-request"}, {4, "trap"},
+    {5, "get-bulk-request"}, {6, "inform-request"},   {7, "trap-v2"},  {8, "report"}};
+constexpr NamedValue errors[] = {
+    {0, "no error"},     {1, "too big"},       {2, "no such name"},        {3, "bad value"},
+    {4, "read only"},    {5, "general error"}, {6, "no access"},           {7, "wrong type"},
+    {8, "wrong length"}, {10, "wrong value"},  {12, "inconsistent value"}, {16, "authorization error"},
+    {17, "not writable"}};
+constexpr NamedValue traps[] = {{0, "cold start"},
+                                {1, "warm start"},
+                                {2, "link down"},
+                                {3, "link up"},
+                                {4, "authentication failure"},
+                                {5, "EGP neighbour loss"},
+                                {6, "enterprise specific"}};
 
 constexpr Field version{"snmp.version", "SNMP version", Wire::number, versions};
 constexpr Field community{"snmp.community", "SNMP community", Wire::text};

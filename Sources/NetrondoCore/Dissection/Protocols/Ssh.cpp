@@ -4,18 +4,12 @@
 
 namespace netrondo::ssh {
 namespace {
-constexpr NamedValue messages[] = {{1, "Disconnect"},
-                                   {2, "Ignore"},
-                                   {3, "Unimplemented"},
-                                   {4, "Debug"},
-                                   {5, "Service Request"},
-                                   {6, "Service Accept"},
-                                   {20, "Key Exchange Init"},
-                                   {21, "New Keys"},
-                                   {30, "Key Exchange (30)"},
-                                   {31, "Key Exchange (31)"},
-                                   {32, "Key Exchange (32)"},
-                                   {33, "Key Exchange (33)"},
+constexpr NamedValue messages[] = {{1, "Disconnect"},         {2, "Ignore"},
+                                   {3, "Unimplemented"},      {4, "Debug"},
+                                   {5, "Service Request"},    {6, "Service Accept"},
+                                   {20, "Key Exchange Init"}, {21, "New Keys"},
+                                   {30, "Key Exchange (30)"}, {31, "Key Exchange (31)"},
+                                   {32, "Key Exchange (32)"}, {33, "Key Exchange (33)"},
                                    {34, "Key Exchange (34)"}};
 
 constexpr Field banner{"ssh.banner", "SSH banner", Wire::text};

@@ -4,7 +4,8 @@
 namespace netrondo::stp {
 namespace {
 constexpr NamedValue versions[] = {{0, "STP"}, {2, "RSTP"}, {3, "MSTP"}, {4, "SPT"}};
-constexpr NamedValue types[] = {{0x00, "Configuration"}, {0x02, "Rapid/Multiple spanning tree"}, {0x80, "Topology change notification"}};
+constexpr NamedValue types[] = {
+    {0x00, "Configuration"}, {0x02, "Rapid/Multiple spanning tree"}, {0x80, "Topology change notification"}};
 constexpr NamedValue roles[] = {{0, "unknown"}, {1, "alternate or backup"}, {2, "root"}, {3, "designated"}};
 
 constexpr Field identifier{"stp.protocol", "Protocol identifier", Wire::hex16};

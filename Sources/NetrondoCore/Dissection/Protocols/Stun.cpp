@@ -5,19 +5,36 @@ namespace netrondo::stun {
 namespace {
 constexpr std::uint32_t magic = 0x2112a442;
 
-constexpr NamedValue methods[] = {{1, "Binding"}, {3, "Allocate"}, {4, "Refresh"}, {6, "Send"}, {7, "Data"},
-                                  {8, "Create Permission"}, {9, "Channel Bind"}, {10, "Connect"}};
+constexpr NamedValue methods[] = {{1, "Binding"}, {3, "Allocate"},          {4, "Refresh"},      {6, "Send"},
+                                  {7, "Data"},    {8, "Create Permission"}, {9, "Channel Bind"}, {10, "Connect"}};
 constexpr NamedValue classes[] = {{0, "request"}, {1, "indication"}, {2, "success"}, {3, "error"}};
-constexpr NamedValue attributeNames[] = {
-    {0x0001, "MAPPED-ADDRESS"},     {0x0003, "CHANGE-REQUEST"},     {0x0004, "SOURCE-ADDRESS"},
-    {0x0005, "CHANGED-ADDRESS"},    {0x0006, "USERNAME"},           {0x0008, "MESSAGE-INTEGRITY"},
-    {0x0009, "ERROR-CODE"},         {0x000a, "UNKNOWN-ATTRIBUTES"}, {0x000c, "CHANNEL-NUMBER"},
-    {0x000d, "LIFETIME"},           {0x0012, "XOR-PEER-ADDRESS"},   {0x0013, "DATA"},
-    {0x0014, "REALM"},              {0x0015, "NONCE"},              {0x0016, "XOR-RELAYED-ADDRESS"},
-    {0x0019, "REQUESTED-TRANSPORT"}, {0x0020, "XOR-MAPPED-ADDRESS"}, {0x0024, "PRIORITY"},
-    {0x0025, "USE-CANDIDATE"},      {0x8020, "XOR-MAPPED-ADDRESS"}, {0x8022, "SOFTWARE"},
-    {0x8023, "ALTERNATE-SERVER"},   {0x8028, "FINGERPRINT"},        {0x8029, "ICE-CONTROLLED"},
-    {0x802a, "ICE-CONTROLLING"},    {0x802b, "RESPONSE-ORIGIN"},    {0x802c, "OTHER-ADDRESS"}};
+constexpr NamedValue attributeNames[] = {{0x0001, "MAPPED-ADDRESS"},
+                                         {0x0003, "CHANGE-REQUEST"},
+                                         {0x0004, "SOURCE-ADDRESS"},
+                                         {0x0005, "CHANGED-ADDRESS"},
+                                         {0x0006, "USERNAME"},
+                                         {0x0008, "MESSAGE-INTEGRITY"},
+                                         {0x0009, "ERROR-CODE"},
+                                         {0x000a, "UNKNOWN-ATTRIBUTES"},
+                                         {0x000c, "CHANNEL-NUMBER"},
+                                         {0x000d, "LIFETIME"},
+                                         {0x0012, "XOR-PEER-ADDRESS"},
+                                         {0x0013, "DATA"},
+                                         {0x0014, "REALM"},
+                                         {0x0015, "NONCE"},
+                                         {0x0016, "XOR-RELAYED-ADDRESS"},
+                                         {0x0019, "REQUESTED-TRANSPORT"},
+                                         {0x0020, "XOR-MAPPED-ADDRESS"},
+                                         {0x0024, "PRIORITY"},
+                                         {0x0025, "USE-CANDIDATE"},
+                                         {0x8020, "XOR-MAPPED-ADDRESS"},
+                                         {0x8022, "SOFTWARE"},
+                                         {0x8023, "ALTERNATE-SERVER"},
+                                         {0x8028, "FINGERPRINT"},
+                                         {0x8029, "ICE-CONTROLLED"},
+                                         {0x802a, "ICE-CONTROLLING"},
+                                         {0x802b, "RESPONSE-ORIGIN"},
+                                         {0x802c, "OTHER-ADDRESS"}};
 constexpr NamedValue families[] = {{1, "IPv4"}, {2, "IPv6"}};
 
 constexpr Field type{"stun.type", "Message type", Wire::hex16};
@@ -136,7 +153,7 @@ void describe(const LayerView& stun, TextSink& out)
 Likeness guess(Bytes payload, Transport)
 {
     return payload.size() >= 20 && payload[0] < 0x40 && load::be32(&payload[4]) == magic ? Likeness::certain
-                                                                                        : Likeness::none;
+                                                                                         : Likeness::none;
 }
 
 constexpr Claim claims[] = {udpPort(3478), tcpPort(3478)};

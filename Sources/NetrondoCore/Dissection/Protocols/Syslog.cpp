@@ -3,11 +3,11 @@
 
 namespace netrondo::syslog {
 namespace {
-constexpr NamedValue facilities[] = {{0, "kern"},   {1, "user"},   {2, "mail"},   {3, "daemon"},  {4, "auth"},
-                                     {5, "syslog"}, {6, "lpr"},    {7, "news"},   {8, "uucp"},    {9, "cron"},
-                                     {10, "authpriv"}, {11, "ftp"}, {12, "ntp"},  {13, "audit"},  {14, "alert"},
-                                     {15, "clock"}, {16, "local0"}, {17, "local1"}, {18, "local2"}, {19, "local3"},
-                                     {20, "local4"}, {21, "local5"}, {22, "local6"}, {23, "local7"}};
+constexpr NamedValue facilities[] = {{0, "kern"},      {1, "user"},    {2, "mail"},    {3, "daemon"},  {4, "auth"},
+                                     {5, "syslog"},    {6, "lpr"},     {7, "news"},    {8, "uucp"},    {9, "cron"},
+                                     {10, "authpriv"}, {11, "ftp"},    {12, "ntp"},    {13, "audit"},  {14, "alert"},
+                                     {15, "clock"},    {16, "local0"}, {17, "local1"}, {18, "local2"}, {19, "local3"},
+                                     {20, "local4"},   {21, "local5"}, {22, "local6"}, {23, "local7"}};
 constexpr NamedValue severities[] = {{0, "emergency"}, {1, "alert"},  {2, "critical"}, {3, "error"},
                                      {4, "warning"},   {5, "notice"}, {6, "info"},     {7, "debug"}};
 

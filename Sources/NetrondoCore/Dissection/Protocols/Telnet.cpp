@@ -5,17 +5,40 @@ namespace netrondo::telnet {
 namespace {
 constexpr std::uint8_t interpretAsCommand = 255, subnegotiation = 250, subnegotiationEnd = 240;
 
-constexpr NamedValue commands[] = {{240, "SE"},   {241, "NOP"},  {242, "data mark"}, {243, "break"},
-                                   {244, "interrupt"}, {245, "abort output"}, {246, "are you there"},
-                                   {247, "erase character"}, {248, "erase line"}, {249, "go ahead"},
-                                   {250, "SB"},   {251, "WILL"}, {252, "WONT"},      {253, "DO"},
-                                   {254, "DONT"}, {255, "IAC"}};
-constexpr NamedValue options[] = {{0, "binary"},          {1, "echo"},           {3, "suppress go ahead"},
-                                  {5, "status"},          {6, "timing mark"},    {24, "terminal type"},
-                                  {25, "end of record"},  {31, "window size"},   {32, "terminal speed"},
-                                  {33, "flow control"},   {34, "line mode"},     {35, "X display location"},
-                                  {36, "environment"},    {37, "authentication"}, {38, "encryption"},
-                                  {39, "new environment"}, {40, "TN3270E"},      {44, "COM port control"}};
+constexpr NamedValue commands[] = {{240, "SE"},
+                                   {241, "NOP"},
+                                   {242, "data mark"},
+                                   {243, "break"},
+                                   {244, "interrupt"},
+                                   {245, "abort output"},
+                                   {246, "are you there"},
+                                   {247, "erase character"},
+                                   {248, "erase line"},
+                                   {249, "go ahead"},
+                                   {250, "SB"},
+                                   {251, "WILL"},
+                                   {252, "WONT"},
+                                   {253, "DO"},
+                                   {254, "DONT"},
+                                   {255, "IAC"}};
+constexpr NamedValue options[] = {{0, "binary"},
+                                  {1, "echo"},
+                                  {3, "suppress go ahead"},
+                                  {5, "status"},
+                                  {6, "timing mark"},
+                                  {24, "terminal type"},
+                                  {25, "end of record"},
+                                  {31, "window size"},
+                                  {32, "terminal speed"},
+                                  {33, "flow control"},
+                                  {34, "line mode"},
+                                  {35, "X display location"},
+                                  {36, "environment"},
+                                  {37, "authentication"},
+                                  {38, "encryption"},
+                                  {39, "new environment"},
+                                  {40, "TN3270E"},
+                                  {44, "COM port control"}};
 
 constexpr Field command{"telnet.cmd", "Command", Wire::number, commands};
 constexpr Field commandCode{"telnet.command_code", "Command", Wire::u8, commands};

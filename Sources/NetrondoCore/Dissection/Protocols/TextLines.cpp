@@ -31,8 +31,9 @@ std::string_view firstLine(Bytes payload)
 bool isText(Bytes payload)
 {
     const auto line = firstLine(payload);
-    return !line.empty()
-        && std::ranges::all_of(line, [](char c) { return c == '\t' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7f); });
+    return !line.empty() && std::ranges::all_of(line, [](char c) {
+        return c == '\t' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7f);
+    });
 }
 
 bool isReply(std::string_view line)

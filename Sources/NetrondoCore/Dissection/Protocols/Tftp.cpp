@@ -3,11 +3,11 @@
 
 namespace netrondo::tftp {
 namespace {
-constexpr NamedValue opcodes[]
-    = {{1, "Read request"}, {2, "Write request"}, {3, "Data"}, {4, "Acknowledgment"}, {5, "Error"}, {6, "Option acknowledgment"}};
-constexpr NamedValue errors[] = {{0, "not defined"},      {1, "file not found"},      {2, "access violation"},
-                                 {3, "disk full"},        {4, "illegal operation"},   {5, "unknown transfer"},
-                                 {6, "file exists"},      {7, "no such user"},        {8, "bad options"}};
+constexpr NamedValue opcodes[] = {{1, "Read request"},   {2, "Write request"}, {3, "Data"},
+                                  {4, "Acknowledgment"}, {5, "Error"},         {6, "Option acknowledgment"}};
+constexpr NamedValue errors[] = {{0, "not defined"}, {1, "file not found"},    {2, "access violation"},
+                                 {3, "disk full"},   {4, "illegal operation"}, {5, "unknown transfer"},
+                                 {6, "file exists"}, {7, "no such user"},      {8, "bad options"}};
 
 constexpr Field opcode{"tftp.opcode", "Opcode", Wire::u16, opcodes};
 constexpr Field file{"tftp.file", "File", Wire::text};

@@ -145,8 +145,7 @@ void describe(const LayerView& tls, TextSink& out)
 
 Likeness guessTls(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && isRecord(payload) && payload.size() >= 6 ? Likeness::certain
-                                                                                   : Likeness::none;
+    return transport == Transport::tcp && isRecord(payload) && payload.size() >= 6 ? Likeness::certain : Likeness::none;
 }
 
 Likeness guessDtls(Bytes payload, Transport transport)
@@ -158,9 +157,9 @@ Likeness guessDtls(Bytes payload, Transport transport)
 
 namespace tls {
 namespace {
-constexpr const Field* catalogue[]
-    = {&tlsHandshake::serverName, &tlsHandshake::version, &alertDescription, &tlsHandshake::message};
-constexpr Claim claims[] = {tcpPort(443),  tcpPort(465),  tcpPort(563),  tcpPort(636),  tcpPort(853), tcpPort(989),
+constexpr const Field* catalogue[] = {&tlsHandshake::serverName, &tlsHandshake::version, &alertDescription,
+                                      &tlsHandshake::message};
+constexpr Claim claims[] = {tcpPort(443),  tcpPort(465),  tcpPort(563),  tcpPort(636),  tcpPort(853),  tcpPort(989),
                             tcpPort(990),  tcpPort(992),  tcpPort(993),  tcpPort(995),  tcpPort(3269), tcpPort(5061),
                             tcpPort(5223), tcpPort(6697), tcpPort(8443), tcpPort(8883), tcpPort(9443)};
 } // namespace

@@ -6,18 +6,28 @@
 namespace netrondo::tlsNames {
 
 inline constexpr NamedValue versions[] = {
-    {0x0002, "SSL 2.0"}, {0x0300, "SSL 3.0"},  {0x0301, "TLS 1.0"},  {0x0302, "TLS 1.1"},
-    {0x0303, "TLS 1.2"}, {0x0304, "TLS 1.3"},  {0xfeff, "DTLS 1.0"}, {0xfefd, "DTLS 1.2"},
-    {0xfefc, "DTLS 1.3"}, {0x7f1c, "TLS 1.3 (draft 28)"}, {0x7f17, "TLS 1.3 (draft 23)"},
+    {0x0002, "SSL 2.0"},
+    {0x0300, "SSL 3.0"},
+    {0x0301, "TLS 1.0"},
+    {0x0302, "TLS 1.1"},
+    {0x0303, "TLS 1.2"},
+    {0x0304, "TLS 1.3"},
+    {0xfeff, "DTLS 1.0"},
+    {0xfefd, "DTLS 1.2"},
+    {0xfefc, "DTLS 1.3"},
+    {0x7f1c, "TLS 1.3 (draft 28)"},
+    {0x7f17, "TLS 1.3 (draft 23)"},
 };
-inline constexpr NamedValue contentTypes[] = {{20, "Change Cipher Spec"}, {21, "Alert"},    {22, "Handshake"},
+inline constexpr NamedValue contentTypes[] = {{20, "Change Cipher Spec"}, {21, "Alert"},     {22, "Handshake"},
                                               {23, "Application Data"},   {24, "Heartbeat"}, {25, "Connection ID"}};
 inline constexpr NamedValue handshakeTypes[] = {
-    {0, "Hello Request"},        {1, "Client Hello"},         {2, "Server Hello"},     {3, "Hello Verify Request"},
-    {4, "New Session Ticket"},   {5, "End of Early Data"},    {8, "Encrypted Extensions"}, {11, "Certificate"},
-    {12, "Server Key Exchange"}, {13, "Certificate Request"}, {14, "Server Hello Done"}, {15, "Certificate Verify"},
-    {16, "Client Key Exchange"}, {20, "Finished"},            {21, "Certificate URL"}, {22, "Certificate Status"},
-    {24, "Key Update"},          {25, "Compressed Certificate"}, {67, "Next Protocol"}, {254, "Message Hash"},
+    {0, "Hello Request"},        {1, "Client Hello"},       {2, "Server Hello"},
+    {3, "Hello Verify Request"}, {4, "New Session Ticket"}, {5, "End of Early Data"},
+    {8, "Encrypted Extensions"}, {11, "Certificate"},       {12, "Server Key Exchange"},
+    {13, "Certificate Request"}, {14, "Server Hello Done"}, {15, "Certificate Verify"},
+    {16, "Client Key Exchange"}, {20, "Finished"},          {21, "Certificate URL"},
+    {22, "Certificate Status"},  {24, "Key Update"},        {25, "Compressed Certificate"},
+    {67, "Next Protocol"},       {254, "Message Hash"},
 };
 inline constexpr NamedValue alertLevels[] = {{1, "warning"}, {2, "fatal"}};
 inline constexpr NamedValue alerts[] = {
@@ -97,11 +107,25 @@ inline constexpr NamedValue extensions[] = {
     {65445, "quic_transport_parameters (draft)"},
 };
 inline constexpr NamedValue groups[] = {
-    {19, "secp192r1"},   {21, "secp224r1"},       {22, "secp256k1"},       {23, "secp256r1"},
-    {24, "secp384r1"},   {25, "secp521r1"},       {26, "brainpoolP256r1"}, {27, "brainpoolP384r1"},
-    {28, "brainpoolP512r1"}, {29, "x25519"},      {30, "x448"},            {256, "ffdhe2048"},
-    {257, "ffdhe3072"},  {258, "ffdhe4096"},      {259, "ffdhe6144"},      {260, "ffdhe8192"},
-    {4587, "SecP256r1MLKEM768"}, {4588, "X25519MLKEM768"}, {25497, "X25519Kyber768Draft00"},
+    {19, "secp192r1"},
+    {21, "secp224r1"},
+    {22, "secp256k1"},
+    {23, "secp256r1"},
+    {24, "secp384r1"},
+    {25, "secp521r1"},
+    {26, "brainpoolP256r1"},
+    {27, "brainpoolP384r1"},
+    {28, "brainpoolP512r1"},
+    {29, "x25519"},
+    {30, "x448"},
+    {256, "ffdhe2048"},
+    {257, "ffdhe3072"},
+    {258, "ffdhe4096"},
+    {259, "ffdhe6144"},
+    {260, "ffdhe8192"},
+    {4587, "SecP256r1MLKEM768"},
+    {4588, "X25519MLKEM768"},
+    {25497, "X25519Kyber768Draft00"},
 };
 inline constexpr NamedValue signatures[] = {
     {0x0101, "rsa_md5"},

@@ -4,11 +4,13 @@
 
 namespace netrondo::vnc {
 namespace {
-constexpr NamedValue clientMessages[] = {{0, "Set pixel format"}, {2, "Set encodings"}, {3, "Framebuffer update request"},
-                                         {4, "Key event"}, {5, "Pointer event"}, {6, "Client cut text"}};
-constexpr NamedValue serverMessages[] = {{0, "Framebuffer update"}, {1, "Set colour map entries"}, {2, "Bell"}, {3, "Server cut text"}};
-constexpr NamedValue encodings[] = {{0, "raw"}, {1, "copy rectangle"}, {2, "RRE"}, {5, "Hextile"}, {6, "zlib"},
-                                    {7, "Tight"}, {15, "TRLE"}, {16, "ZRLE"}};
+constexpr NamedValue clientMessages[] = {
+    {0, "Set pixel format"}, {2, "Set encodings"}, {3, "Framebuffer update request"},
+    {4, "Key event"},        {5, "Pointer event"}, {6, "Client cut text"}};
+constexpr NamedValue serverMessages[] = {
+    {0, "Framebuffer update"}, {1, "Set colour map entries"}, {2, "Bell"}, {3, "Server cut text"}};
+constexpr NamedValue encodings[] = {{0, "raw"},  {1, "copy rectangle"}, {2, "RRE"},   {5, "Hextile"},
+                                    {6, "zlib"}, {7, "Tight"},          {15, "TRLE"}, {16, "ZRLE"}};
 
 constexpr Field version{"vnc.version", "Protocol version", Wire::text};
 constexpr Field clientMessage{"vnc.client", "Client message", Wire::u8, clientMessages};

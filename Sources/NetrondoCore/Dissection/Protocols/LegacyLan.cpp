@@ -1,0 +1,223 @@
+// NetBIOS without IP and with it: NetBEUI frames (NBF), the datagram service (RFC 1002); AppleTalk and its ARP.
+#include "Dissection/Protocols/MadeText.h"
+#include "Dissection/Protocols/Protocols.h"
+
+namespace netrondo {
+namespace {
+
+/// A NetBIOS name of 16 bytes: the last one says what kind of name it is.
+void readName(Layer& layer, const Field& field)
+{
+    if (!layer.more(16))
+        return static_cast<void>(layer.readBytes(field, 16));
+    const auto bytes = layer.rest().first(16);
+    auto letters = asText(bytes.first(15));
+    letters = letters.substr(0, letters.find_last_not_of(std::string_view(" \0", 2)) + 1);
+    MadeText text;
+    text.put(letters);
+    text.add("<{:02x}>", bytes[15]);
+    layer.addText(field, text, layer.offset(), 16);
+    layer.skip(16);
+}
+
+} // namespace
+
+namespace nbf {
+namespace {
+constexpr NamedValue commands[] = {
+    {0x00, "Add group name query"},  {0x01, "Add name query"},     {0x02, "Name in conflict"},
+    {0x03, "Status query"},          {0x07, "Terminate trace"},    {0x08, "Datagram"},
+    {0x09, "Datagram broadcast"},    {0x0a, "Name query"},         {0x0d, "Add name response"},
+    {0x0e, "Name recognized"},       {0x0f, "Status response"},    {0x14, "Data acknowledge"},
+    {0x15, "Data, first or middle"}, {0x16, "Data, only or last"}, {0x17, "Session confirm"},
+    {0x18, "Session end"},           {0x19, "Session initialize"}, {0x1a, "No receive"},
+    {0x1b, "Receive outstanding"},   {0x1c, "Receive continue"},   {0x1f, "Session alive"}};
+
+constexpr Field length{"nbf.len", "Header length", Wire::le16};
+constexpr Field delimiter{"nbf.delimiter", "Delimiter", Wire::leHex16};
+constexpr Field command{"nbf.command", "Command", Wire::hex8, commands};
+constexpr Field data1{"nbf.data1", "Data 1", Wire::hex8};
+constexpr Field data2{"nbf.data2", "Data 2", Wire::leHex16};
+constexpr Field transmit{"nbf.transmit", "Transmit correlator", Wire::leHex16};
+constexpr Field response{"nbf.response", "Response correlator", Wire::leHex16};
+constexpr Field destinationName{"nbf.dst_name", "Destination name", Wire::madeText};
+constexpr Field sourceName{"nbf.src_name", "Source name", Wire::madeText};
+constexpr Field destinationSession{"nbf.dst_session", "Destination session", Wire::u8};
+constexpr Field sourceSession{"nbf.src_session", "Source session", Wire::u8};
+
+void decode(Layer& nbf)
+{
+    if (nbf.left() < 14 || nbf.peek16(2) != 0xffef) // an LLC frame without NetBIOS in it
+        return nbf.handOverData();
+    const auto size = nbf.read(length);
+    nbf.read(delimiter);
+    const auto kind = nbf.read(command);
+    nbf.read(data1, data2, transmit, response);
+    if (kind < 0x14 && size >= 44) {
+        readName(nbf, destinationName);
+        readName(nbf, sourceName);
+    } else {
+        nbf.read(destinationSession, sourceSession);
+    }
+    const bool isSmb = (kind == 0x08 || kind == 0x09 || kind == 0x15 || kind == 0x16) && nbf.peek32() == 0xff534d42;
+    if (isSmb)
+        nbf.handOver(smb::protocol);
+    else
+        nbf.handOverData();
+}
+
+void describe(const LayerView& nbf, TextSink& out)
+{
+    out("{}", nbf[command]);
+    if (const auto from = nbf[sourceName])
+        out(" from {} to {}", from, nbf[destinationName]);
+}
+
+constexpr Claim claims[] = {llcSap(0xf0)};
+} // namespace
+
+constexpr Protocol protocol{{"nbf", "NetBEUI", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace nbf
+
+namespace nbdgm {
+namespace {
+constexpr NamedValue types[] = {{0x10, "Direct unique datagram"}, {0x11, "Direct group datagram"},
+                                {0x12, "Broadcast datagram"},     {0x13, "Datagram error"},
+                                {0x14, "Datagram query request"}, {0x15, "Positive query response"},
+                                {0x16, "Negative query response"}};
+
+constexpr Field type{"nbdgm.type", "Message type", Wire::hex8, types};
+constexpr Field flags{"nbdgm.flags", "Flags", Wire::hex8};
+constexpr Field identifier{"nbdgm.id", "Datagram ID", Wire::hex16};
+constexpr Field source{"nbdgm.src", "Source", Wire::ipv4};
+constexpr Field port{"nbdgm.port", "Source port", Wire::u16};
+constexpr Field length{"nbdgm.len", "Length", Wire::u16};
+constexpr Field offset{"nbdgm.offset", "Packet offset", Wire::u16};
+constexpr Field sourceName{"nbdgm.src_name", "Source name", Wire::madeText};
+constexpr Field destinationName{"nbdgm.dst_name", "Destination name", Wire::madeText};
+
+/// The letters of RFC 1001, 14.1; 34 bytes with length and end.
+void readEncodedName(Layer& layer, const Field& field)
+{
+    if (!layer.more(34) || layer.peek8() != 32)
+        return layer.reject(field);
+    std::uint8_t name[16];
+    for (std::size_t i = 0; i < 16; ++i)
+        name[i] =
+            static_cast<std::uint8_t>((layer.peek8(1 + 2 * i) - 'A') << 4 | ((layer.peek8(2 + 2 * i) - 'A') & 15));
+    auto letters = asText(Bytes(name).first(15));
+    letters = letters.substr(0, letters.find_last_not_of(std::string_view(" \0", 2)) + 1);
+    MadeText text;
+    text.put(letters);
+    text.add("<{:02x}>", name[15]);
+    layer.addText(field, text, layer.offset(), 34);
+    layer.skip(34);
+}
+
+void decode(Layer& nbdgm)
+{
+    const auto kind = nbdgm.read(type);
+    nbdgm.read(flags, identifier, source, port);
+    if (kind < 0x10 || kind > 0x12)
+        return;
+    nbdgm.read(length, offset);
+    readEncodedName(nbdgm, sourceName);
+    readEncodedName(nbdgm, destinationName);
+    if (nbdgm.peek32() == 0xff534d42)
+        nbdgm.handOver(smb::protocol);
+    else
+        nbdgm.handOverData();
+}
+
+void describe(const LayerView& nbdgm, TextSink& out)
+{
+    out("{}", nbdgm[type]);
+    if (const auto from = nbdgm[sourceName])
+        out(" from {} to {}", from, nbdgm[destinationName]);
+}
+
+constexpr Claim claims[] = {udpPort(138)};
+} // namespace
+
+constexpr Protocol protocol{{"nbdgm", "NBDGM", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace nbdgm
+
+namespace aarp {
+namespace {
+constexpr NamedValue operations[] = {{1, "request"}, {2, "reply"}, {3, "probe"}};
+
+constexpr Field hardware{"aarp.hw", "Hardware type", Wire::u16};
+constexpr Field network{"aarp.proto", "Protocol type", Wire::hex16};
+constexpr Field hardwareLength{"aarp.hlen", "Hardware address length", Wire::u8};
+constexpr Field protocolLength{"aarp.plen", "Protocol address length", Wire::u8};
+constexpr Field operation{"aarp.op", "Operation", Wire::u16, operations};
+constexpr Field senderMac{"aarp.sha", "Sender MAC", Wire::mac};
+constexpr Field senderAddress{"aarp.spa", "Sender AppleTalk address", Wire::hex32};
+constexpr Field targetMac{"aarp.tha", "Target MAC", Wire::mac};
+constexpr Field targetAddress{"aarp.tpa", "Target AppleTalk address", Wire::hex32};
+
+void decode(Layer& aarp)
+{
+    aarp.read(hardware, network);
+    const auto macs = aarp.read(hardwareLength), addresses = aarp.read(protocolLength);
+    aarp.read(operation);
+    if (macs == 6 && addresses == 4)
+        aarp.read(senderMac, senderAddress, targetMac, targetAddress);
+    aarp.endHere();
+}
+
+void describe(const LayerView& aarp, TextSink& out)
+{
+    const auto net = aarp[targetAddress].number();
+    out("AARP {} for {}.{}", aarp[operation], net >> 8 & 0xffff, net & 0xff);
+}
+
+constexpr Claim claims[] = {etherType(0x80f3)};
+} // namespace
+
+constexpr Protocol protocol{{"aarp", "AARP", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace aarp
+
+namespace ddp {
+namespace {
+constexpr NamedValue types[] = {{1, "RTMP response"}, {2, "NBP"}, {3, "ATP"}, {4, "AEP"},
+                                {5, "RTMP request"},  {6, "ZIP"}, {7, "ADSP"}};
+
+constexpr Field length{"ddp.len", "Hops and length", Wire::hex16};
+constexpr Field checksum{"ddp.checksum", "Checksum", Wire::hex16};
+constexpr Field destinationNetwork{"ddp.dst_net", "Destination network", Wire::u16};
+constexpr Field sourceNetwork{"ddp.src_net", "Source network", Wire::u16};
+constexpr Field destinationNode{"ddp.dst_node", "Destination node", Wire::u8};
+constexpr Field sourceNode{"ddp.src_node", "Source node", Wire::u8};
+constexpr Field destinationSocket{"ddp.dst_socket", "Destination socket", Wire::u8};
+constexpr Field sourceSocket{"ddp.src_socket", "Source socket", Wire::u8};
+constexpr Field type{"ddp.type", "Type", Wire::u8, types};
+
+void decode(Layer& ddp)
+{
+    const auto size = ddp.read(length) & 0x3ff;
+    ddp.read(checksum, destinationNetwork, sourceNetwork);
+    ddp.read(destinationNode, sourceNode, destinationSocket, sourceSocket, type);
+    if (size < 13)
+        return ddp.reject(length);
+    ddp.handOverData(size - 13);
+    ddp.endHere();
+}
+
+void describe(const LayerView& ddp, TextSink& out)
+{
+    out("{} {}.{}:{} → {}.{}:{}", ddp[type], ddp[sourceNetwork], ddp[sourceNode], ddp[sourceSocket],
+        ddp[destinationNetwork], ddp[destinationNode], ddp[destinationSocket]);
+}
+
+constexpr Claim claims[] = {etherType(0x809b)};
+} // namespace
+
+constexpr Protocol protocol{{"ddp", "AppleTalk", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace ddp
+
+} // namespace netrondo

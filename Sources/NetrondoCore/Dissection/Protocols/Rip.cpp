@@ -1,0 +1,82 @@
+// Routing Information Protocol (RFC 2453) and RIPng (RFC 2080).
+#include "Dissection/Protocols/Protocols.h"
+
+namespace netrondo {
+namespace {
+constexpr NamedValue commands[] = {{1, "Request"}, {2, "Response"}};
+} // namespace
+
+namespace rip {
+namespace {
+constexpr Field command{"rip.command", "Command", Wire::u8, commands};
+constexpr Field version{"rip.version", "Version", Wire::u8};
+constexpr Field domain{"rip.domain", "Routing domain", Wire::u16};
+constexpr Field route{"rip.route", "Route", Wire::group};
+constexpr Field family{"rip.family", "Address family", Wire::u16};
+constexpr Field tag{"rip.tag", "Route tag", Wire::u16};
+constexpr Field address{"rip.address", "Address", Wire::ipv4};
+constexpr Field mask{"rip.mask", "Mask", Wire::ipv4};
+constexpr Field nextHop{"rip.next_hop", "Next hop", Wire::ipv4};
+constexpr Field metric{"rip.metric", "Metric", Wire::u32};
+constexpr Field authType{"rip.auth_type", "Authentication type", Wire::u16};
+constexpr Field auth{"rip.auth", "Authentication", Wire::bytes};
+
+void decode(Layer& rip)
+{
+    rip.read(command, version, domain);
+    while (rip.more(20)) {
+        const Layer::Group group(rip, route);
+        if (rip.read(family) == 0xffff) {
+            rip.read(authType);
+            rip.readBytes(auth, 16);
+            continue;
+        }
+        rip.read(tag, address, mask, nextHop, metric);
+    }
+}
+
+void describe(const LayerView& rip, TextSink& out)
+{
+    out("RIPv{} {}, {} routes", rip[version], rip[command], rip.count(metric));
+}
+
+constexpr Claim claims[] = {udpPort(520)};
+} // namespace
+
+constexpr Protocol protocol{{"rip", "RIP", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace rip
+
+namespace ripng {
+namespace {
+constexpr Field command{"ripng.command", "Command", Wire::u8, commands};
+constexpr Field version{"ripng.version", "Version", Wire::u8};
+constexpr Field reserved{"ripng.reserved", "Reserved", Wire::u16};
+constexpr Field route{"ripng.route", "Route", Wire::group};
+constexpr Field prefix{"ripng.prefix", "Prefix", Wire::ipv6};
+constexpr Field tag{"ripng.tag", "Route tag", Wire::u16};
+constexpr Field length{"ripng.prefix_len", "Prefix length", Wire::u8};
+constexpr Field metric{"ripng.metric", "Metric", Wire::u8};
+
+void decode(Layer& ripng)
+{
+    ripng.read(command, version, reserved);
+    while (ripng.more(20)) {
+        const Layer::Group group(ripng, route);
+        ripng.read(prefix, tag, length, metric);
+    }
+}
+
+void describe(const LayerView& ripng, TextSink& out)
+{
+    out("RIPng {}, {} routes", ripng[command], ripng.count(route));
+}
+
+constexpr Claim claims[] = {udpPort(521)};
+} // namespace
+
+constexpr Protocol protocol{{"ripng", "RIPng", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace ripng
+
+} // namespace netrondo

@@ -1,0 +1,238 @@
+// Tunnels in UDP: VXLAN (RFC 7348), Geneve (RFC 8926), GTP (3GPP TS 29.281), L2TP (RFC 2661), WireGuard.
+#include "Dissection/Protocols/EtherTypeNames.h"
+#include "Dissection/Protocols/Protocols.h"
+
+namespace netrondo {
+
+namespace vxlan {
+namespace {
+constexpr Field flags{"vxlan.flags", "Flags", Wire::hex8};
+constexpr Field reserved{"vxlan.reserved", "Reserved", Wire::hex24};
+constexpr Field network{"vxlan.vni", "Network identifier", Wire::u24};
+constexpr Field reserved2{"vxlan.reserved2", "Reserved", Wire::hex8};
+
+void decode(Layer& vxlan)
+{
+    vxlan.read(flags, reserved, network, reserved2);
+    vxlan.handOver(linkTypeIs(1));
+}
+
+void describe(const LayerView& vxlan, TextSink& out)
+{
+    out("VXLAN {}", vxlan[network]);
+}
+
+constexpr Claim claims[] = {udpPort(4789), udpPort(8472)};
+} // namespace
+
+constexpr Protocol protocol{{"vxlan", "VXLAN", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace vxlan
+
+namespace geneve {
+namespace {
+constexpr Field first{"geneve.first", "Version and options length", Wire::hex8};
+constexpr Field version{"geneve.version", "Version", Wire::bits, {}, 0xc0};
+constexpr Field optionsLength{"geneve.options_len", "Options length in words", Wire::bits, {}, 0x3f};
+constexpr Field flags{"geneve.flags", "Flags", Wire::hex8};
+constexpr Field type{"geneve.proto", "Protocol type", Wire::hex16, etherTypeNames};
+constexpr Field network{"geneve.vni", "Network identifier", Wire::u24};
+constexpr Field reserved{"geneve.reserved", "Reserved", Wire::hex8};
+constexpr Field options{"geneve.options", "Options", Wire::bytes};
+
+void decode(Layer& geneve)
+{
+    const auto words = geneve.readParts(first, version, optionsLength) & 0x3f;
+    geneve.read(flags);
+    const auto next = static_cast<std::uint16_t>(geneve.read(type));
+    geneve.read(network, reserved);
+    if (words)
+        geneve.readBytes(options, words * 4);
+    geneve.handOver({greProtocol(next), etherType(next)});
+}
+
+void describe(const LayerView& geneve, TextSink& out)
+{
+    out("Geneve {}", geneve[network]);
+}
+
+constexpr Claim claims[] = {udpPort(6081)};
+} // namespace
+
+constexpr Protocol protocol{{"geneve", "Geneve", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace geneve
+
+namespace gtp {
+namespace {
+constexpr NamedValue types[] = {{1, "Echo request"},
+                                {2, "Echo response"},
+                                {26, "Error indication"},
+                                {31, "Supported extension headers"},
+                                {254, "End marker"},
+                                {255, "User data"},
+                                {16, "Create PDP context request"},
+                                {17, "Create PDP context response"},
+                                {20, "Delete PDP context request"},
+                                {21, "Delete PDP context response"},
+                                {32, "Create session request"},
+                                {33, "Create session response"},
+                                {34, "Modify bearer request"},
+                                {35, "Modify bearer response"},
+                                {36, "Delete session request"},
+                                {37, "Delete session response"},
+                                {38, "Change notification request"},
+                                {39, "Change notification response"}};
+
+constexpr Field first{"gtp.flags", "Version and flags", Wire::hex8};
+constexpr Field version{"gtp.version", "Version", Wire::bits, {}, 0xe0};
+constexpr Field type{"gtp.type", "Message type", Wire::u8, types};
+constexpr Field length{"gtp.length", "Length", Wire::u16};
+constexpr Field tunnel{"gtp.teid", "Tunnel endpoint", Wire::hex32};
+constexpr Field sequence{"gtp.seq", "Sequence number", Wire::u16};
+constexpr Field sequence2{"gtp.seq", "Sequence number", Wire::u24};
+constexpr Field packetNumber{"gtp.npdu", "N-PDU number", Wire::u8};
+constexpr Field nextExtension{"gtp.next_ext", "Next extension", Wire::hex8};
+constexpr Field extension{"gtp.extension", "Extension header", Wire::bytes};
+constexpr Field elements{"gtp.elements", "Information elements", Wire::bytes};
+
+void readVersion1(Layer& gtp, std::uint64_t bits, std::uint64_t kind)
+{
+    gtp.read(tunnel);
+    if (bits & 7) {
+        gtp.read(sequence, packetNumber);
+        auto more = gtp.read(nextExtension);
+        while (more && gtp.more(4)) {
+            const std::size_t size = std::size_t{gtp.peek8()} * 4;
+            if (size < 4)
+                return gtp.reject(extension);
+            gtp.readBytes(extension, size - 1);
+            more = gtp.read(nextExtension);
+        }
+    }
+    if (kind == 255 && gtp.leftOnWire())
+        gtp.handOver(etherType(gtp.peek8() >> 4 == 6 ? 0x86dd : 0x0800));
+    else if (gtp.more())
+        gtp.readRest(elements);
+}
+
+void decode(Layer& gtp)
+{
+    const auto bits = gtp.readParts(first, version);
+    const auto kind = gtp.read(type), size = gtp.read(length);
+    const Layer::Window message(gtp, bits >> 5 == 2 ? size : size + 4);
+    if (bits >> 5 != 2)
+        return readVersion1(gtp, bits, kind);
+    if (bits & 8)
+        gtp.read(tunnel);
+    gtp.read(sequence2, packetNumber);
+    if (gtp.more())
+        gtp.readRest(elements);
+}
+
+void describe(const LayerView& gtp, TextSink& out)
+{
+    out("{}", gtp[type]);
+    if (const auto id = gtp[tunnel]) {
+        out(", TEID 0x");
+        out.putHex(id.number(), 8);
+    }
+}
+
+constexpr Claim claims[] = {udpPort(2152), udpPort(2123), udpPort(3386)};
+} // namespace
+
+constexpr Protocol protocol{{"gtp", "GTP", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace gtp
+
+namespace l2tp {
+namespace {
+constexpr Field flags{"l2tp.flags", "Flags and version", Wire::hex16};
+constexpr Field isControl{"l2tp.control", "Control message", Wire::bit, {}, 0x8000};
+constexpr Field version{"l2tp.version", "Version", Wire::bits, {}, 0x000f};
+constexpr Field length{"l2tp.length", "Length", Wire::u16};
+constexpr Field tunnel{"l2tp.tunnel", "Tunnel", Wire::u16};
+constexpr Field session{"l2tp.session", "Session", Wire::u16};
+constexpr Field sent{"l2tp.ns", "Sequence number", Wire::u16};
+constexpr Field received{"l2tp.nr", "Expected sequence number", Wire::u16};
+constexpr Field offset{"l2tp.offset", "Offset size", Wire::u16};
+constexpr Field attributes{"l2tp.attributes", "Attributes", Wire::bytes};
+
+void decode(Layer& l2tp)
+{
+    const auto bits = l2tp.readParts(flags, isControl, version);
+    if ((bits & 15) != 2) // version 3 over UDP has another header
+        return l2tp.handOverData();
+    if (bits & 0x4000)
+        l2tp.read(length);
+    l2tp.read(tunnel, session);
+    if (bits & 0x0800)
+        l2tp.read(sent, received);
+    if (bits & 0x0200)
+        l2tp.skip(l2tp.read(offset));
+    if (!(bits & 0x8000))
+        return l2tp.handOver(ppp::protocol);
+    if (l2tp.more())
+        l2tp.readRest(attributes);
+}
+
+void describe(const LayerView& l2tp, TextSink& out)
+{
+    out("{} message, tunnel {}, session {}", l2tp[isControl] == 1 ? "Control" : "Data", l2tp[tunnel], l2tp[session]);
+}
+
+constexpr Claim claims[] = {udpPort(1701)};
+} // namespace
+
+constexpr Protocol protocol{{"l2tp", "L2TP", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace l2tp
+
+namespace wireguard {
+namespace {
+constexpr NamedValue types[] = {
+    {1, "Handshake initiation"}, {2, "Handshake response"}, {3, "Cookie reply"}, {4, "Transport data"}};
+
+constexpr Field type{"wireguard.type", "Type", Wire::u8, types};
+constexpr Field reserved{"wireguard.reserved", "Reserved", Wire::hex24};
+constexpr Field sender{"wireguard.sender", "Sender", Wire::leHex32};
+constexpr Field receiver{"wireguard.receiver", "Receiver", Wire::leHex32};
+constexpr Field counter{"wireguard.counter", "Counter", Wire::le64};
+constexpr Field data{"wireguard.data", "Encrypted data", Wire::bytes};
+
+void decode(Layer& wireguard)
+{
+    const auto kind = wireguard.read(type);
+    wireguard.read(reserved);
+    if (kind == 1 || kind == 2)
+        wireguard.read(sender);
+    if (kind >= 2)
+        wireguard.read(receiver);
+    if (kind == 4)
+        wireguard.read(counter);
+    if (wireguard.more())
+        wireguard.readRest(data);
+}
+
+void describe(const LayerView& wireguard, TextSink& out)
+{
+    out("{}", wireguard[type]);
+}
+
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::udp || payload.size() < 32 || payload[0] < 1 || payload[0] > 2 || payload[1]
+        || payload[2] || payload[3])
+        return Likeness::none;
+    return payload.size() == (payload[0] == 1 ? 148 : 92) ? Likeness::certain : Likeness::none;
+}
+
+constexpr Claim claims[] = {udpPort(51820)};
+} // namespace
+
+constexpr Protocol protocol{{"wireguard", "WireGuard", Wire::layer}, {}, claims, decode, describe, guess};
+static_assert(wellFormed(protocol));
+} // namespace wireguard
+
+} // namespace netrondo
