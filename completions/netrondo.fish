@@ -1,6 +1,5 @@
 # fish completion for netrondo
 set -l subcommands analyze frames classify decode follow filter
-set -l subcommands analyze frames classify decode follow filter
 
 complete -c netrondo -s h -l help -d 'Show help'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -l version -d 'Show the version'

@@ -313,6 +313,13 @@ TEST(Classifier, IpxOverLinuxCookedTakesItsNameFromTheIpxHeader)
               "00000002.00a0ccd0a1b2->00000001.ffffffffffff IPX SAP unknown");
 }
 
+TEST(Classifier, ArpOverLinuxCookedYieldsNothing)
+{
+    auto frame = hex("0000 0001 0006 020000000001 0000 0806");
+    put(frame, hex(arpRequest));
+    EXPECT_EQ(inShort(classified(frame, byIp, LinkType::linuxSLL)), "nothing");
+}
+
 TEST(Classifier, WirelessAndUnknownLinksYieldNothing)
 {
     const auto frame = ethernet(ipv4({}, tcp()));

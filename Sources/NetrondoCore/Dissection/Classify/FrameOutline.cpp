@@ -157,7 +157,10 @@ void walkCooked(Bytes data, const CookedLayout& layout, FrameOutline& outline)
     outline.hasSourceMac = length == 6;
     outline.sourceMacOffset = layout.address;
     outline.etherType = load::be16(data.data() + layout.protocol);
-    walkNetwork(data, layout.headerLength, outline);
+    // Only these three are analysed on a cooked link: anything else names hosts by link addresses it does not have.
+    if (outline.etherType == etherType::ipv4 || outline.etherType == etherType::ipv6
+        || outline.etherType == etherType::ipx)
+        walkNetwork(data, layout.headerLength, outline);
 }
 
 void walkRaw(Bytes data, FrameOutline& outline)
