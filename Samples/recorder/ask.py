@@ -15,9 +15,13 @@ def frames_of(path, filters):
     with tempfile.TemporaryDirectory() as folder:
         script = pathlib.Path(folder) / "ask.lua"
         script.write_text(LISTENERS % ",\n".join(f"[==[{expression}]==]" for expression in filters))
-        done = subprocess.run(["tshark", "-q", "-n", "-X", f"lua_script:{script}", "-r", str(path)],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    # A filter that does not compile is only said on the error channel; the remark about running as root is not an error.
+        done = subprocess.run(
+            ["tshark", "-q", "-n", "-X", f"lua_script:{script}", "-r", str(path)],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+        )
+    # A filter that does not compile is said on the error channel only; the remark about running as root is no error.
     said = [line for line in done.stderr.splitlines() if line and "could be dangerous" not in line]
     if done.returncode or said:
         raise RuntimeError(f"tshark, {path}: {' '.join(said) or done.returncode}")

@@ -1,4 +1,4 @@
-"""Capture files read and written: classic in micro- or nanoseconds, pcapng in microseconds with several interfaces, each plain or gzipped."""
+"""Capture files read and written: classic pcap, pcapng with several interfaces; plain or gzipped."""
 import gzip
 import struct
 from dataclasses import dataclass
@@ -29,7 +29,7 @@ def read_pcap(path):
     frames, at = [], 24
     while at + 16 <= len(content):
         seconds, nanoseconds, captured, length = struct.unpack_from("=IIII", content, at)
-        frames.append(Frame(seconds * 10**9 + nanoseconds, content[at + 16:at + 16 + captured], length))
+        frames.append(Frame(seconds * 10**9 + nanoseconds, content[at + 16 : at + 16 + captured], length))
         at += 16 + captured
     return link_type & 0xFFFF, frames
 
@@ -47,7 +47,9 @@ def write_pcap(path, link_type, frames, nanoseconds=False, big_endian=False, sna
     for frame in frames:
         seconds, rest = divmod(frame.time, 10**9)
         data = frame.data[:snap]
-        parts.append(struct.pack(order + "IIII", seconds, rest if nanoseconds else rest // 1000, len(data), frame.length))
+        parts.append(
+            struct.pack(order + "IIII", seconds, rest if nanoseconds else rest // 1000, len(data), frame.length)
+        )
         parts.append(data)
     save(path, b"".join(parts))
 
@@ -63,23 +65,24 @@ def block(kind, body):
 
 
 def write_pcapng(path, interfaces, frames, comment):
+    """Times are in microseconds, the resolution that every reader takes for granted."""
     end = option(0, "")
-    parts = [block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1) + option(1, comment)
-                   + option(4, "Samples/record") + end)]
+    section = struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)
+    parts = [block(0x0A0D0D0A, section + option(1, comment) + option(4, "Samples/record") + end)]
     for interface in interfaces:
         options = option(2, interface.name) + option(3, interface.description) + option(9, b"\x06")
         if interface.filter:
             options += option(11, b"\0" + interface.filter.encode())
         parts.append(block(1, struct.pack("<HHI", interface.link_type, 0, 262144) + options + end))
+    last, count = {}, {}
     for frame in frames:
-        time = frame.time // 1000  # microseconds: what every reader takes for granted
-        padding = b"\0" * (-len(frame.data) % 4)
-        parts.append(block(6, struct.pack("<IIIII", frame.interface, time >> 32, time & 0xFFFFFFFF,
-                                          len(frame.data), frame.length) + frame.data + padding))
-    for number, _ in enumerate(interfaces):
-        mine = [f.time // 1000 for f in frames if f.interface == number]
-        if mine:
-            last = max(mine)
-            parts.append(block(5, struct.pack("<III", number, last >> 32, last & 0xFFFFFFFF)
-                               + option(4, struct.pack("<Q", len(mine))) + option(5, struct.pack("<Q", 0)) + end))
+        time = frame.time // 1000
+        head = struct.pack("<IIIII", frame.interface, time >> 32, time & 0xFFFFFFFF, len(frame.data), frame.length)
+        parts.append(block(6, head + frame.data + b"\0" * (-len(frame.data) % 4)))
+        last[frame.interface] = time
+        count[frame.interface] = count.get(frame.interface, 0) + 1
+    for interface, time in sorted(last.items()):
+        head = struct.pack("<III", interface, time >> 32, time & 0xFFFFFFFF)
+        seen, dropped = struct.pack("<Q", count[interface]), struct.pack("<Q", 0)
+        parts.append(block(5, head + option(4, seen) + option(5, dropped) + end))
     save(path, b"".join(parts))

@@ -4,8 +4,12 @@ from capture import Interface, read_pcap, write_pcap, write_pcapng
 
 POINTS = {
     "office": Interface("sw1-span", "Mirror of everything that crosses core switch sw1", 1),
-    "uplink2": Interface("sw1-uplink2", "Spare uplink to sw2, which spanning tree keeps blocked", 1,
-                         "ether[0:4] = 0x0180c200 or ether[0:4] = 0x01000ccc or ether[0:4] = 0x00e02b00"),
+    "uplink2": Interface(
+        "sw1-uplink2",
+        "Spare uplink to sw2, which spanning tree keeps blocked",
+        1,
+        "ether[0:4] = 0x0180c200 or ether[0:4] = 0x01000ccc or ether[0:4] = 0x00e02b00",
+    ),
     "voice": Interface("sw3-trunk", "Trunk between voice switches sw3 and sw4 (VLAN 20)", 1),
     "lab6": Interface("sw6-span", "Mirror of the IPv6-only lab switch", 1),
     "wan": Interface("gw1-wan", "Router 1 towards the provider", 1),
@@ -27,8 +31,8 @@ def several(taps, path, scene, points, comment):
 
 
 def protocols(taps, folder, table):
-    """One protocol's frames of one point. The name says the format: .ns. for nanoseconds, .be. for big-endian, .snap96. for
-    frames cut to 96 bytes; the ending, whether it is pcapng and whether it is gzipped."""
+    """One protocol's frames of one point. The name says the format: .ns. for nanoseconds, .be. for big-endian, .snap96.
+    for frames cut to 96 bytes; the ending, whether it is pcapng and whether it is gzipped."""
     folder.mkdir(parents=True, exist_ok=True)
     for old in folder.iterdir():
         old.unlink()
@@ -43,10 +47,21 @@ def protocols(taps, folder, table):
             elif ".pcapng" in name:
                 point = source.split("-", 1)[1]
                 known = POINTS.get(point, Interface(point, f"Recorded at {point}", link_type))
-                write_pcapng(folder / name, [Interface(known.name, known.description, link_type)], chosen, f"{name.split('.')[0]} from the office")
+                write_pcapng(
+                    folder / name,
+                    [Interface(known.name, known.description, link_type)],
+                    chosen,
+                    f"{name.split('.')[0]} from the office",
+                )
             else:
-                write_pcap(folder / name, link_type, chosen, nanoseconds=".ns." in name, big_endian=".be." in name,
-                           snap=96 if ".snap96." in name else 262144)
+                write_pcap(
+                    folder / name,
+                    link_type,
+                    chosen,
+                    nanoseconds=".ns." in name,
+                    big_endian=".be." in name,
+                    snap=96 if ".snap96." in name else 262144,
+                )
     return complaints
 
 
@@ -118,8 +133,16 @@ PROTOCOLS = [
 
 
 def all_files(taps, folder):
-    several(taps, folder / "office.pcapng", "tour", ["office", "uplink2", "voice", "lab6", "wan"], "Two minutes of an ordinary morning")
-    several(taps, folder / "trouble.pcapng", "trouble", ["office", "uplink2", "voice", "wan"], "A bad day, made on purpose")
+    several(
+        taps,
+        folder / "office.pcapng",
+        "tour",
+        ["office", "uplink2", "voice", "lab6", "wan"],
+        "Two minutes of an ordinary morning",
+    )
+    several(
+        taps, folder / "trouble.pcapng", "trouble", ["office", "uplink2", "voice", "wan"], "A bad day, made on purpose"
+    )
     complaints = protocols(taps, folder / "protocols", PROTOCOLS)
     for name, limit in (("office.pcapng", 6_000_000), ("trouble.pcapng", 3_000_000)):
         size = (folder / name).stat().st_size

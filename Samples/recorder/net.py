@@ -20,15 +20,17 @@ LOG = pathlib.Path("/tmp/log")
 
 def sh(*args, check=True, **options):
     """Runs a command in the stage itself and returns what it printed."""
-    done = subprocess.run(args, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", **options)
+    done = subprocess.run(
+        args, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", **options
+    )
     if check and done.returncode:
         raise RuntimeError(f"{' '.join(args)}: {done.stdout.strip()}")
     return done.stdout
 
 
 def hold(name, ready):
-    """Becomes the process that keeps a machine's namespaces. Overlays keep each machine's configuration and state apart, so
-    that the packages' usual paths can be used."""
+    """Becomes the process that keeps a machine's namespaces. Overlays keep each machine's configuration and state apart,
+    so that the packages' usual paths can be used."""
     libc = ctypes.CDLL(None, use_errno=True)
 
     def mount(source, target, kind, flags=0, data=None):
@@ -49,7 +51,9 @@ def hold(name, ready):
     os.chmod("/tmp", 0o1777)
     mount("sysfs", "/sys", "sysfs")
     pathlib.Path("/etc/hostname").write_text(name + "\n")
-    pathlib.Path("/etc/hosts").write_text(f"127.0.0.1 localhost\n::1 localhost\n127.0.1.1 {name}.office.example {name}\n")
+    pathlib.Path("/etc/hosts").write_text(
+        f"127.0.0.1 localhost\n::1 localhost\n127.0.1.1 {name}.office.example {name}\n"
+    )
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
         fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sH14x", b"lo", IFF_UP))
     os.setsid()
@@ -80,9 +84,15 @@ class Host:
     def run(self, command, timeout=30, check=False, stdin=None, quiet=False):
         """Runs a shell command on this machine; its output goes to the machine's log and is returned."""
         try:
-            done = subprocess.run([*self.prefix, "sh", "-c", command], stdout=subprocess.PIPE,
-                                  stderr=subprocess.STDOUT, timeout=timeout, text=True, errors="replace",
-                                  **({"input": stdin} if stdin is not None else {"stdin": subprocess.DEVNULL}))
+            done = subprocess.run(
+                [*self.prefix, "sh", "-c", command],
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                timeout=timeout,
+                text=True,
+                errors="replace",
+                **({"input": stdin} if stdin is not None else {"stdin": subprocess.DEVNULL}),
+            )
             output, status = done.stdout, done.returncode
         except subprocess.TimeoutExpired as late:
             output, status = (late.stdout or b"").decode(errors="replace"), "timeout"
@@ -96,9 +106,14 @@ class Host:
     def start(self, label, command, env=None):
         """Starts a server that stays in the foreground."""
         log = open(LOG / f"{self.name}.{label}.log", "a")
-        self.daemons[label] = subprocess.Popen([*self.prefix, "sh", "-c", "exec " + command], stdin=subprocess.DEVNULL,
-                                               stdout=log, stderr=log, start_new_session=True,
-                                               env={**os.environ, **(env or {})})
+        self.daemons[label] = subprocess.Popen(
+            [*self.prefix, "sh", "-c", "exec " + command],
+            stdin=subprocess.DEVNULL,
+            stdout=log,
+            stderr=log,
+            start_new_session=True,
+            env={**os.environ, **(env or {})},
+        )
         return self.daemons[label]
 
     def stop(self, label, how=signal.SIGTERM):
@@ -119,15 +134,35 @@ class Host:
 
 def cable(a, a_port, b, b_port, a_mac, b_mac):
     """Joins two machines."""
-    sh("ip", "link", "add", a_port, "address", a_mac, "netns", str(a.pid), "type", "veth",
-       "peer", "name", b_port, "address", b_mac, "netns", str(b.pid))
+    sh(
+        "ip",
+        "link",
+        "add",
+        a_port,
+        "address",
+        a_mac,
+        "netns",
+        str(a.pid),
+        "type",
+        "veth",
+        "peer",
+        "name",
+        b_port,
+        "address",
+        b_mac,
+        "netns",
+        str(b.pid),
+    )
 
 
 def as_on_copper():
     """Turns off what network cards do for the kernel: every frame has its real checksum and its real size."""
     for host in Host.all.values():
-        host.run("for port in $(ls /sys/class/net); do case $port in lo|gre*|erspan*|vx*) ;; *) "
-                 "ethtool -K $port tx off rx off tso off gso off gro off sg off ;; esac; done >/dev/null 2>&1", quiet=True)
+        host.run(
+            "for port in $(ls /sys/class/net); do case $port in lo|gre*|erspan*|vx*) ;; *) "
+            "ethtool -K $port tx off rx off tso off gso off gro off sg off ;; esac; done >/dev/null 2>&1",
+            quiet=True,
+        )
 
 
 class Switch(Host):
@@ -136,11 +171,14 @@ class Switch(Host):
     def __init__(self, name, role, mac, stp=False, priority=32768, vlans=False):
         super().__init__(name, role)
         self.vlans = vlans
-        self.run(f"ip link add br0 address {mac} type bridge stp_state {int(stp)} forward_delay 400 hello_time 200 "
-                 f"priority {priority} vlan_filtering {int(vlans)} mcast_snooping {int(not vlans)} && ip link set br0 up", check=True)
+        self.run(
+            f"ip link add br0 address {mac} type bridge stp_state {int(stp)} forward_delay 400 hello_time 200 "
+            f"priority {priority} vlan_filtering {int(vlans)} mcast_snooping {int(not vlans)} && ip link set br0 up",
+            check=True,
+        )
 
     def port(self, name, access=None, trunk=()):
-        commands = [f"ip link set {name} master br0 up"]
+        commands = [f"ip link set {name} addrgenmode none master br0 up"]  # a port speaks no IPv6 of its own
         if self.vlans:
             commands.append(f"bridge vlan del dev {name} vid 1")
             commands += [f"bridge vlan add dev {name} vid {access} pvid untagged"] if access else []
@@ -157,12 +195,28 @@ class Tap:
         pathlib.Path("/tmp/taps").mkdir(exist_ok=True)
         # The tap writes through the stage's own /tmp, which a machine does not see: hand it the open file.
         self.file = open(self.path, "wb")
-        arguments = ["tcpdump", "-i", port, "-Z", "root", "-n", "-U", "-B", "16384", "--time-stamp-precision=nano", "-w", "-"]
+        arguments = [
+            "tcpdump",
+            "-i",
+            port,
+            "-Z",
+            "root",
+            "-n",
+            "-U",
+            "-B",
+            "16384",
+            "--time-stamp-precision=nano",
+            "-w",
+            "-",
+        ]
         if link_type:
             arguments += ["-y", link_type]
-        self.process = subprocess.Popen([*host.prefix, *arguments, *([expression] if expression else [])],
-                                        stdout=self.file, stderr=open(LOG / f"tap.{label}.log", "w"),
-                                        stdin=subprocess.DEVNULL)
+        self.process = subprocess.Popen(
+            [*host.prefix, *arguments, *([expression] if expression else [])],
+            stdout=self.file,
+            stderr=open(LOG / f"tap.{label}.log", "w"),
+            stdin=subprocess.DEVNULL,
+        )
         deadline = time.time() + 10
         while os.path.getsize(self.path) < 24 and time.time() < deadline:
             time.sleep(0.05)
@@ -182,6 +236,7 @@ class Play:
 
     def at(self, second, name, action, needs=()):
         """Starts a scene at its second, or as soon as the machines it needs are up."""
+
         def perform():
             time.sleep(max(0.0, self.begin + second - time.time()))
             for host in needs:
@@ -192,6 +247,7 @@ class Play:
 
     def in_turn(self, second, scenes):
         """Starts scenes one after another, each when the one before is over."""
+
         def perform():
             time.sleep(max(0.0, self.begin + second - time.time()))
             for name, action in scenes:

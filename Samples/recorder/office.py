@@ -2,6 +2,7 @@
 from net import Host, Switch, cable, sh
 
 DOMAIN = "office.example"
+REALM = "OFFICE.EXAMPLE"
 PEOPLE = {"anna": "Teapot-42", "bruno": "Lantern-7", "carla": "Biscuit-19", "david": "Umbrella-3"}
 
 # name, role, last octet in 10.20.1.0/24 (also its reservation where it asks for a lease), switch
@@ -61,10 +62,14 @@ def build():
     h["sw3"].port("trunk", trunk=[20])
     h["sw4"].port("trunk", trunk=[20])
     sh("sysctl", "-qw", "net.ipv6.conf.default.accept_dad=1")
-    for name, text in (("gw1", "router 1 (FRR: OSPF, BGP, VRRP, router advertisements; NAT towards the provider)"),
-                       ("gw2", "router 2 (FRR: OSPF, VRRP backup)"), ("isp", "provider's router (FRR BGP, BIND)"),
-                       ("www", "public web server (nginx, QUIC, STUN)"), ("branch", "branch router (GRE and VXLAN end)"),
-                       ("branch-pc", "PC in the branch")):
+    for name, text in (
+        ("gw1", "router 1 (FRR: OSPF, BGP, VRRP, router advertisements; NAT towards the provider)"),
+        ("gw2", "router 2 (FRR: OSPF, VRRP backup)"),
+        ("isp", "provider's router (FRR BGP, BIND)"),
+        ("www", "public web server (nginx, QUIC, STUN)"),
+        ("branch", "branch router (GRE and VXLAN end)"),
+        ("branch-pc", "PC in the branch"),
+    ):
         Host(name, text)
     for name, text, octet, switch in OFFICE:
         host = Host(name, text)
@@ -101,50 +106,85 @@ def routers(h):
     for number, gw in ((2, gw1), (3, gw2)):
         cable(gw, "eth0", h["sw1"], gw.name, mac_office(number), f"02:20:01:00:03:{number:02x}")
         h["sw1"].port(gw.name)
-        gw.run("sysctl -qw net.ipv4.ip_forward=1 net.ipv6.conf.all.forwarding=1 net.ipv4.conf.all.rp_filter=0 "
-               "net.ipv4.conf.default.rp_filter=0 net.ipv4.conf.all.send_redirects=1")
-        gw.run(f"ip addr add 10.20.1.{number}/24 dev eth0; ip addr add 2001:db8:20:1::{number}/64 dev eth0 nodad; "
-               f"ip addr add 10.20.255.{number}/32 dev lo; ip link set eth0 up", check=True)
+        gw.run(
+            "sysctl -qw net.ipv4.ip_forward=1 net.ipv6.conf.all.forwarding=1 net.ipv4.conf.all.rp_filter=0 "
+            "net.ipv4.conf.default.rp_filter=0 net.ipv4.conf.all.send_redirects=1"
+        )
+        gw.run(
+            f"ip addr add 10.20.1.{number}/24 dev eth0; ip addr add 2001:db8:20:1::{number}/64 dev eth0 nodad; "
+            f"ip addr add 10.20.255.{number}/32 dev lo; ip link set eth0 up",
+            check=True,
+        )
         # VRRP answers from the virtual router's own address, which Linux gives to a second device on the same wire.
-        gw.run("ip link add vrrp4-2-1 link eth0 type macvlan mode bridge; sysctl -qw net.ipv6.conf.vrrp4-2-1.disable_ipv6=1; "
-               "ip link set vrrp4-2-1 address 00:00:5e:00:01:05; ip addr add 10.20.1.1/24 dev vrrp4-2-1; "
-               "sysctl -qw net.ipv4.conf.eth0.ignore_routes_with_linkdown=1 net.ipv4.conf.all.arp_ignore=1 "
-               "net.ipv4.conf.all.arp_announce=2; ip link set vrrp4-2-1 up")
+        gw.run(
+            "ip link add vrrp4-2-1 link eth0 type macvlan mode bridge; "
+            "sysctl -qw net.ipv6.conf.vrrp4-2-1.disable_ipv6=1; "
+            "ip link set vrrp4-2-1 address 00:00:5e:00:01:05; ip addr add 10.20.1.1/24 dev vrrp4-2-1; "
+            "sysctl -qw net.ipv4.conf.eth0.ignore_routes_with_linkdown=1 net.ipv4.conf.all.arp_ignore=1 "
+            "net.ipv4.conf.all.arp_announce=2; ip link set vrrp4-2-1 up"
+        )
     cable(gw1, "eth1", h["sw3"], "gw1", mac_voice(1), "02:20:02:00:03:01")
     h["sw3"].port("gw1", trunk=[20])
-    gw1.run("ip link set eth1 up; ip link add link eth1 name eth1.20 type vlan id 20; "
-            "ip addr add 10.20.2.1/24 dev eth1.20; ip link set eth1.20 up", check=True)
+    gw1.run(
+        "ip link set eth1 up; ip link add link eth1 name eth1.20 type vlan id 20; "
+        "ip addr add 10.20.2.1/24 dev eth1.20; ip link set eth1.20 up",
+        check=True,
+    )
     cable(gw1, "eth2", h["sw6"], "gw1", mac_six(1), "02:20:03:00:03:f1")
     h["sw6"].port("gw1")
     gw1.run("ip addr add 2001:db8:20:3::1/64 dev eth2 nodad; ip link set eth2 up", check=True)
     cable(gw1, "wan", isp, "cust", mac_wan(1), mac_wan(2))
-    gw1.run("ip addr add 192.0.2.1/30 dev wan; ip addr add 2001:db8:ff::1/64 dev wan nodad; ip link set wan up; "
-            "ip -6 route add default via 2001:db8:ff::2", check=True)
-    isp.run("sysctl -qw net.ipv4.ip_forward=1 net.ipv6.conf.all.forwarding=1; ip link set cust up; "
-            "ip addr add 192.0.2.2/30 dev cust; ip addr add 2001:db8:ff::2/64 dev cust nodad; "
-            "ip -6 route add 2001:db8:20::/48 via 2001:db8:ff::1", check=True)
+    gw1.run(
+        "ip addr add 192.0.2.1/30 dev wan; ip addr add 2001:db8:ff::1/64 dev wan nodad; ip link set wan up; "
+        "ip -6 route add default via 2001:db8:ff::2",
+        check=True,
+    )
+    isp.run(
+        "sysctl -qw net.ipv4.ip_forward=1 net.ipv6.conf.all.forwarding=1; ip link set cust up; "
+        "ip addr add 192.0.2.2/30 dev cust; ip addr add 2001:db8:ff::2/64 dev cust nodad; "
+        "ip -6 route add 2001:db8:20::/48 via 2001:db8:ff::1",
+        check=True,
+    )
     cable(isp, "www", www, "eth0", mac_wan(0x11), mac_wan(0x10))
-    isp.run("ip addr add 198.51.100.1/24 dev www; ip addr add 2001:db8:c::1/64 dev www nodad; ip link set www up", check=True)
+    isp.run(
+        "ip addr add 198.51.100.1/24 dev www; ip addr add 2001:db8:c::1/64 dev www nodad; ip link set www up",
+        check=True,
+    )
     static(www, "198.51.100.10/24", "198.51.100.1")
     www.run("ip addr add 2001:db8:c::10/64 dev eth0 nodad; ip -6 route add default via 2001:db8:c::1")
     www.write("/etc/resolv.conf", "nameserver 198.51.100.1\n")
     cable(isp, "branch", branch, "wan", mac_wan(0x21), mac_wan(0x20))
     isp.run("ip addr add 203.0.113.1/24 dev branch; ip link set branch up", check=True)
-    branch.run("sysctl -qw net.ipv4.ip_forward=1; ip addr add 203.0.113.2/24 dev wan; ip link set wan up; "
-               "ip route add default via 203.0.113.1", check=True)
+    branch.run(
+        "sysctl -qw net.ipv4.ip_forward=1; ip addr add 203.0.113.2/24 dev wan; ip link set wan up; "
+        "ip route add default via 203.0.113.1",
+        check=True,
+    )
     cable(branch, "eth0", branch_pc, "eth0", "02:20:09:00:00:01", "02:20:09:00:00:0a")
     branch.run("ip addr add 10.20.9.1/24 dev eth0; ip link set eth0 up", check=True)
     static(branch_pc, "10.20.9.10/24", "10.20.9.1")
-    for end, local, remote, inner, far in ((gw1, "192.0.2.1", "203.0.113.2", 1, "10.20.9.0/24"),
-                                           (branch, "203.0.113.2", "192.0.2.1", 2, "10.20.0.0/16")):
-        end.run(f"ip tunnel add gre1 mode gre local {local} remote {remote} ttl 64 key 5020; "
-                f"ip addr add 10.255.0.{inner}/30 dev gre1; ip link set gre1 up; ip route add {far} dev gre1; "
-                f"ip link add vx1 address 02:20:08:00:00:0{inner} type vxlan id 5020 dstport 4789 local {local} remote {remote}; "
-                f"ip addr add 10.20.8.{inner}/24 dev vx1; ip link set vx1 up", check=True)
-    gw1.run("iptables-legacy -t nat -A POSTROUTING -o wan -s 10.20.0.0/16 -j MASQUERADE && iptables-legacy -A FORWARD "
-            "-d 198.51.100.10 -p tcp --dport 25 -j REJECT --reject-with icmp-admin-prohibited", check=True)
+    for end, local, remote, inner, far in (
+        (gw1, "192.0.2.1", "203.0.113.2", 1, "10.20.9.0/24"),
+        (branch, "203.0.113.2", "192.0.2.1", 2, "10.20.0.0/16"),
+    ):
+        end.run(
+            f"ip tunnel add gre1 mode gre local {local} remote {remote} ttl 64 key 5020; "
+            f"ip addr add 10.255.0.{inner}/30 dev gre1; ip link set gre1 up; ip route add {far} dev gre1; "
+            f"ip link add vx1 address 02:20:08:00:00:0{inner} type vxlan id 5020 dstport 4789 local {local} remote "
+            f"{remote}; "
+            f"ip addr add 10.20.8.{inner}/24 dev vx1; ip link set vx1 up",
+            check=True,
+        )
+    gw1.run(
+        "iptables-legacy -t nat -A POSTROUTING -o wan -s 10.20.0.0/16 -j MASQUERADE && iptables-legacy -A FORWARD "
+        "-d 198.51.100.10 -p tcp --dport 25 -j REJECT --reject-with icmp-admin-prohibited",
+        check=True,
+    )
     frr_common = "frr defaults traditional\nlog file /tmp/frr.log\nservice integrated-vtysh-config\n"
-    gw1.write("/etc/frr/frr.conf", frr_common + """hostname gw1
+    gw1.write(
+        "/etc/frr/frr.conf",
+        frr_common
+        + """hostname gw1
 interface eth0
  ip ospf area 0
  ip ospf dead-interval 20
@@ -178,8 +218,12 @@ router bgp 64500
  address-family ipv4 unicast
   network 192.0.2.0/30
   neighbor 192.0.2.2 activate
-""")
-    gw2.write("/etc/frr/frr.conf", frr_common + """hostname gw2
+""",
+    )
+    gw2.write(
+        "/etc/frr/frr.conf",
+        frr_common
+        + """hostname gw2
 interface eth0
  ip ospf area 0
  ip ospf dead-interval 20
@@ -192,8 +236,12 @@ interface lo
  ip ospf area 0
 router ospf
  ospf router-id 10.20.255.3
-""")
-    isp.write("/etc/frr/frr.conf", frr_common + """hostname isp
+""",
+    )
+    isp.write(
+        "/etc/frr/frr.conf",
+        frr_common
+        + """hostname isp
 router bgp 64501
  bgp router-id 192.0.2.2
  no bgp ebgp-requires-policy
@@ -204,7 +252,8 @@ router bgp 64501
   network 198.51.100.0/24
   network 203.0.113.0/24
   neighbor 192.0.2.1 activate
-""")
+""",
+    )
 
 
 def frr(host, *daemons):
@@ -224,10 +273,12 @@ def management(h):
         host = h[name]
         kind = "bridge" if name.startswith("sw") else "router" if name.startswith("gw") else "station"
         ports = "*,!vrrp*,!gre*,!erspan*,!vx*,!sit*,!ip6*" if kind != "bridge" else "*,!br0"
-        host.write("/etc/lldpd.d/office.conf",
-                   f"configure system description 'Office {kind} {name}'\nconfigure lldp tx-interval 10\n"
-                   f"configure system platform 'office-{kind}'\nconfigure system interface pattern {ports}\n"
-                   f"configure system hostname {name}.{DOMAIN}\n")
+        host.write(
+            "/etc/lldpd.d/office.conf",
+            f"configure system description 'Office {kind} {name}'\nconfigure lldp tx-interval 10\n"
+            f"configure system platform 'office-{kind}'\nconfigure system interface pattern {ports}\n"
+            f"configure system hostname {name}.{DOMAIN}\n",
+        )
 
 
 def lldp(*hosts):
@@ -238,15 +289,15 @@ def lldp(*hosts):
 
 
 def describe():
-    """Everything the answer key says about the machines, read back from them."""
+    """Everything the answer key says about the machines, read back from them: each port that has addresses, and of the
+    switches the ports between them, whose MACs their neighbours see."""
     told = []
     for host in Host.all.values():
         ports = []
         for link in host.addresses():
-            if link["ifname"] == "lo" or link.get("link_type") not in ("ether", "gre"):
-                continue
-            addresses = [a["local"] for a in link["addr_info"]]
-            if addresses:
+            addresses = [entry["local"] for entry in link["addr_info"]]
+            between_switches = link["ifname"].startswith(("uplink", "trunk"))
+            if link["ifname"] != "lo" and link.get("link_type") in ("ether", "gre") and (addresses or between_switches):
                 ports.append({"port": link["ifname"], "mac": link["address"], "addresses": addresses})
         told.append({"name": host.name, "role": host.role, "ports": ports})
     return told

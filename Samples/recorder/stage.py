@@ -1,4 +1,4 @@
-"""Runs inside the stage's own kernel: builds the office, plays the scenes, leaves recordings and notes in the output directory."""
+"""Runs inside the stage's own kernel: builds the office, plays the scenes, leaves recordings and notes."""
 import json
 import pathlib
 import shutil
@@ -20,7 +20,7 @@ def step(text):
 
 def keep():
     global machines
-    """Leaves what there is so far where the recorder finds it. The machines are described as they were after the tour."""
+    """Leaves what there is where the recorder finds it. The machines are described as they were after the tour."""
     machines = machines or office.describe()
     (out / "notes.json").write_text(json.dumps({"hosts": machines, "scenes": notes}, indent=1))
     shutil.copytree(net.LOG, out / "log", dirs_exist_ok=True)
@@ -41,17 +41,19 @@ try:
     servers.start_all(net.Host.all)
     if "tour" in scenes:
         import tour
+
         step("recording the tour")
         tour.play(net.Host.all, notes)
         keep()
     if "trouble" in scenes:
         import trouble
+
         step("recording the trouble")
         trouble.play(net.Host.all, notes)
     step("done")
     for host in net.Host.all.values():
         for label, process in host.daemons.items():
-            if process.poll() is not None:
+            if process.poll():
                 print(f"{host.name}: {label} ended with {process.returncode}")
 finally:
     keep()
