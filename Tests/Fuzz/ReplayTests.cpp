@@ -1,5 +1,6 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
+#include "Targets/Filter.h"
 #include "Targets/Gzip.h"
 #include "Targets/HostNames.h"
 #include "Targets/Readers.h"
@@ -18,8 +19,14 @@ struct FuzzTarget {
 };
 
 constexpr FuzzTarget targets[] = {
-    {"Aggregate", fuzz::aggregate},   {"Classify", fuzz::classify}, {"Gzip", fuzz::gzip},
-    {"HostNames", fuzz::hostNames},   {"Pcap", fuzz::pcap},         {"Pcapng", fuzz::pcapng},
+    {"Aggregate", fuzz::aggregate},
+    {"Classify", fuzz::classify},
+    {"Filter", fuzz::filter},
+    {"FilterEvaluate", fuzz::filterEvaluate},
+    {"Gzip", fuzz::gzip},
+    {"HostNames", fuzz::hostNames},
+    {"Pcap", fuzz::pcap},
+    {"Pcapng", fuzz::pcapng},
     {"TcpOptions", fuzz::tcpOptions},
 };
 
