@@ -352,7 +352,7 @@ TEST(Aggregator, KnownConversationsCostNoAllocations)
     for (const auto& frame : bytes)
         frames.push_back(frameOf(frame));
     PairAggregator aggregator(AnalysisMode::l3IP, {});
-    // Seventy rounds fill the memory of each flow's last segments; from then on its chunks are used again.
+    // Seventy rounds fill the memory of each flow's last segments; from then on its ring is full.
     for (int i = 0; i < 70; ++i)
         aggregator.ingest(frames);
     EXPECT_NO_ALLOCATIONS(for (int i = 0; i < 1000; ++i) aggregator.ingest(frames));

@@ -14,7 +14,7 @@
 namespace netrondo {
 namespace {
 
-constexpr std::size_t latestSlots = 16 * 1024;
+constexpr std::size_t latestSlots = 64 * 1024;
 
 bool isSingleHost(const Address& address)
 {

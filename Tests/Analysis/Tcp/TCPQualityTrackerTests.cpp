@@ -423,9 +423,9 @@ TEST(TcpTracker, AnAcknowledgementMakesTheReverseFlowAppear)
 
 TEST(TcpTracker, AnIdleFlowOfOneSegmentCostsUnderHalfAKilobyte)
 {
-    // A connection, its place in the index (two slots of eight bytes at most half full) and one chunk of
-    // remembered segments.
-    EXPECT_LT(sizeof(TcpConnection) + 4 * 8 + 128, 512u);
+    // A connection, its place in the index (two slots of eight bytes at most half full) and the smallest
+    // ring of remembered segments.
+    EXPECT_LT(sizeof(TcpConnection) + 4 * 8 + 4 * 20, 512u);
 }
 
 } // namespace netrondo::test

@@ -1,10 +1,11 @@
 // What the TCP tracker remembers of the last segments of a flow, laid out to be searched quickly.
 #pragma once
 
-#include "Base/PagedVector.h"
+#include "Base/LargeBlock.h"
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace netrondo {
 
@@ -19,58 +20,57 @@ struct SegmentFingerprint {
     std::optional<std::uint16_t> ipId; ///< IPv4 identification
 };
 
-/// The fingerprints of all flows, in chains of small chunks from the newest to the oldest: a flow of few segments costs
-/// one chunk, and a chunk whose segments are all forgotten is used again for the next ones of its flow.
+/// The rings of fingerprints of all flows. A ring begins with room for four and doubles up to 64 as it fills, so that a
+/// flow of few segments costs little; the blocks that rings have outgrown serve other flows.
 class RecentSegments {
 public:
     static constexpr std::uint32_t window = 64;
-    /// A chunk's number that stands for none.
-    static constexpr std::uint32_t empty = 0;
 
-    /// A flow's chain; belongs to the flow.
-    struct Chain {
-        std::uint32_t newest = empty;
-        std::uint32_t second = empty; ///< the one behind it, to be fetched ahead along with it
+    /// One flow's place in here; belongs to the flow.
+    struct Ring {
+        std::uint32_t block = 0;   ///< where its words begin, when `capacity` is not 0
+        std::uint8_t capacity = 0; ///< 0, 4, 8, 16, 32 or 64
+        std::uint8_t head = 0;     ///< where the next one goes
+        std::uint8_t count = 0;
     };
 
-    /// Remembers a segment at the head of a flow's chain.
-    void remember(Chain& chain, const SegmentFingerprint& segment);
+    /// Remembers a segment; what lies 64 or more segments back is forgotten.
+    void remember(Ring& ring, const SegmentFingerprint& segment);
 
     /// The newest remembered segment with the sequence number of `segment`, which has not been remembered itself yet.
-    std::optional<SegmentFingerprint> newestWithSameSeq(const Chain& chain, const SegmentFingerprint& segment) const;
+    std::optional<SegmentFingerprint> newestWithSameSeq(const Ring& ring, const SegmentFingerprint& segment) const;
     /// True when a segment with the same payload, but another sequence number, is remembered.
-    bool hasPayloadElsewhere(const Chain& chain, const SegmentFingerprint& segment) const;
+    bool hasPayloadElsewhere(const Ring& ring, const SegmentFingerprint& segment) const;
 
-    void prefetch(const Chain& chain) const
-    {
-        if (chain.newest == empty)
-            return;
-        __builtin_prefetch(&chunks_[chain.newest]);
-        __builtin_prefetch(&chunks_[chain.newest].ordinal);
-        if (chain.second != empty)
-            __builtin_prefetch(&chunks_[chain.second]);
-    }
+    void prefetch(const Ring& ring) const;
 
 private:
-    /// Two cache lines; the first is all that a search without a hit looks at.
-    struct alignas(64) Chunk {
-        static constexpr std::uint32_t capacity = 7;
-        std::uint32_t seq[capacity];
-        std::uint32_t older; ///< the next chunk of the chain, or `empty`
-        std::uint32_t digestLow[capacity];
-        std::uint32_t count; ///< slots in use, filled from the first
-        std::uint32_t ordinal[capacity];
-        std::uint32_t withIpId; ///< a bit per slot
-        std::uint16_t digestHigh[capacity + 1];
-        std::uint16_t ipId[capacity + 1];
+    /// All but the low half of the digest, which stands apart: it is what every segment with payload is searched for.
+    struct Rest {
+        std::uint32_t ordinal;
+        std::uint32_t seq;
+        std::uint16_t digestHigh;
+        std::uint16_t ipId;
+        std::uint32_t hasIpId;
     };
-    static_assert(sizeof(Chunk) == 128);
+    /// A block holds the low halves of all digests, then the rest of all segments.
+    struct View {
+        std::uint32_t* digestLow;
+        Rest* rest;
+    };
+    static constexpr std::uint32_t bytesPerSegment = sizeof(std::uint32_t) + sizeof(Rest);
+    static constexpr std::uint32_t unit = 4; ///< segments in the smallest block
+    static constexpr std::uint32_t unitsPerPage = 1 << 15;
 
+    View view(const Ring& ring) const;
+    static SegmentFingerprint at(const View& block, std::uint32_t slot);
     static bool isForgotten(std::uint32_t ordinal, std::uint32_t now) { return now - ordinal > window; }
-    static SegmentFingerprint at(const Chunk& chunk, std::uint32_t slot);
-    std::uint32_t chunkFor(std::uint32_t newest, std::uint32_t now);
+    std::uint32_t allocate(std::uint8_t capacity);
+    void grow(Ring& ring);
 
-    PagedVector<Chunk> chunks_; ///< number 0 is not used
+    std::vector<LargeBlock<std::byte>> pages_;
+    std::uint32_t unitsUsed_ = unitsPerPage;   ///< of the last page
+    std::vector<std::uint32_t> freeBlocks_[5]; ///< outgrown blocks by size
 };
 
 } // namespace netrondo

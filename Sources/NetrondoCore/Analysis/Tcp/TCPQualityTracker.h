@@ -68,7 +68,7 @@ struct FlowState {
     /// How many segments from now on may repeat a remembered sequence number although theirs lies ahead of all that was
     /// sent: 0 when the last 64 came in order, each ahead of the one before.
     std::uint8_t disorder = 0;
-    RecentSegments::Chain recent;
+    RecentSegments::Ring recent;
     Counter32 ackCount, pshCount, synCount, finCount;
     std::uint32_t trouble = 0; ///< number of the flow's `FlowTrouble`, 0 for none
     TcpOffer clientOffer;      ///< of the last SYN sent on this flow
