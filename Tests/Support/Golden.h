@@ -21,7 +21,20 @@ inline void expectGolden(const std::string& name, std::string_view actual)
     }
     std::ostringstream expected;
     expected << std::ifstream(path, std::ios::binary).rdbuf();
-    EXPECT_EQ(actual, expected.str()) << "differs from Tests/Golden/" << name;
+    if (actual == expected.str())
+        return;
+    // Both texts whole would hide where they part.
+    std::istringstream ours{std::string(actual)}, theirs(expected.str());
+    std::string our, their;
+    int line = 0;
+    do {
+        ++line;
+        our = their = "(the end)";
+        std::getline(ours, our);
+        std::getline(theirs, their);
+    } while (our == their && (ours || theirs));
+    ADD_FAILURE() << "Tests/Golden/" << name << ", line " << line << "\n  expected: " << their
+                  << "\n  actual:   " << our;
 }
 
 } // namespace netrondo::test
