@@ -101,7 +101,7 @@ void unpack(Layer& http2, Bytes block, std::uint32_t at)
         }
         block = block.subspan(static_cast<std::size_t>(used));
         at += static_cast<std::uint32_t>(used);
-        if (outcome & NGHTTP2_HD_INFLATE_FINAL || (used == 0 && block.empty()))
+        if (outcome & NGHTTP2_HD_INFLATE_FINAL || (used == 0 && !(outcome & NGHTTP2_HD_INFLATE_EMIT)))
             return;
     }
 }

@@ -82,7 +82,7 @@ void decode(Layer& vnc)
 void describe(const LayerView& vnc, TextSink& out)
 {
     if (const auto name = vnc[version])
-        return out("Protocol version {}", name.text().substr(4));
+        return out("Protocol version {}", name);
     if (const auto what = vnc[clientMessage])
         return out("{}", what);
     if (const auto what = vnc[serverMessage])
