@@ -15,8 +15,8 @@ enum class CircleHostLayoutMode : std::uint8_t {
     map,        ///< the infrastructure
 };
 
-constexpr std::array allCircleHostLayoutModes{CircleHostLayoutMode::hosts, CircleHostLayoutMode::byProtocol,
-                                              CircleHostLayoutMode::map};
+inline constexpr std::array allCircleHostLayoutModes{CircleHostLayoutMode::hosts, CircleHostLayoutMode::byProtocol,
+                                                     CircleHostLayoutMode::map};
 
 std::string_view rawValue(CircleHostLayoutMode mode); ///< "byProtocol"; the mode's `id` as well
 std::string_view shortTitle(CircleHostLayoutMode mode);

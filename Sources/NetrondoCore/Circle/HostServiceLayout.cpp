@@ -175,11 +175,14 @@ HostServiceLayout::HostServiceLayout(Parameters parameters)
     std::vector<std::uint32_t> placeOfHost(columns.hosts.size()), placeOfService(columns.services.size());
     const auto place = [&](std::vector<CircleNode>& column, const std::vector<std::uint32_t>& ranks, double x,
                            std::vector<std::uint32_t>& placeOf) {
-        const double step = height / static_cast<double>(std::max<std::size_t>(column.size(), 1));
+        const auto rowCount = static_cast<double>(std::max<std::size_t>(column.size(), 1));
+        // Where rows are close, the first and the last keep room for the half of a label that rises above its disc.
+        const double pad = std::clamp(9 - height / rowCount / 2, 0.0, height / 20);
+        const double step = (height - 2 * pad) / rowCount;
         for (std::size_t i = 0; i < ranks.size(); ++i) {
             placeOf[ranks[i]] = static_cast<std::uint32_t>(nodes.size());
             nodes.push_back(std::move(column[ranks[i]]));
-            nodes.back().position = {x, (static_cast<double>(i) + 0.5) * step};
+            nodes.back().position = {x, pad + (static_cast<double>(i) + 0.5) * step};
         }
     };
     nodes.reserve(columns.hosts.size() + columns.services.size());

@@ -4,7 +4,6 @@
 #include "Analysis/Model/CommPair.h"
 
 #include <memory>
-#include <span>
 #include <vector>
 
 namespace netrondo {
@@ -20,7 +19,6 @@ public:
     const CommPair& operator[](std::size_t index) const { return (*pairs_)[index]; }
     auto begin() const { return pairs_->begin(); }
     auto end() const { return pairs_->end(); }
-    operator std::span<const CommPair>() const { return *pairs_; }
 
     friend bool operator==(const PairArray& a, const PairArray& b)
     {
