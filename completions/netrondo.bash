@@ -4,7 +4,7 @@ _netrondo() {
     local subcommand='' word options
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | decode | follow | filter)
+            analyze | frames | classify | circle | decode | follow | filter)
                 subcommand=$word
                 break
                 ;;
@@ -14,7 +14,10 @@ _netrondo() {
     case $previous in
         --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
         --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
-        --from | --count | --interval | --pulls | --limit | --filter) return ;;
+        --view) mapfile -t COMPREPLY < <(compgen -W 'hosts byProtocol' -- "$current") && return ;;
+        --color) mapfile -t COMPREPLY < <(compgen -W 'protocol quality' -- "$current") && return ;;
+        --theme) mapfile -t COMPREPLY < <(compgen -W 'light dark' -- "$current") && return ;;
+        --size | --inset | --from | --count | --interval | --pulls | --limit | --filter) return ;;
         filter) mapfile -t COMPREPLY < <(compgen -W 'check tree complete fields' -- "$current") && return ;;
     esac
 
@@ -23,6 +26,10 @@ _netrondo() {
         '') options+=' --version' ;;
         analyze) options+=' --mode --strictness --filter --json' ;;
         classify) options+=' --mode' ;;
+        circle)
+            options+=' --mode --strictness --json --svg --png --pdf --size --bytes --thickness --limit --inset'
+            options+=' --names --optimize --view --color --theme'
+            ;;
         decode) options+=' --from --count --json' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
         filter) options+=' --limit' ;;
@@ -34,7 +41,7 @@ _netrondo() {
     compopt -o filenames 2> /dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
     if [[ -z $subcommand ]]; then
-        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify decode follow filter' -- "$current")
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify circle decode follow filter' -- "$current")
     fi
 }
 complete -F _netrondo netrondo
