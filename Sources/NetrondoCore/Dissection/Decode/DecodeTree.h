@@ -46,7 +46,7 @@ class DecodeTree {
 public:
     /// Bounds that keep a hostile frame cheap.
     static constexpr std::uint32_t maxNodes = 20'000;
-    static constexpr std::size_t maxLayers = 40;
+    static constexpr std::size_t maxLayers = 120;
     static constexpr std::size_t maxOwnBytes = 256 * 1024;
 
     DecodeTree() : nodes_(std::make_unique_for_overwrite<Node[]>(initialNodes)), capacity_(initialNodes) { }

@@ -11,7 +11,9 @@ constexpr Field identifier{"osi.nlpid", "Network layer protocol", Wire::hex8, pr
 
 void decode(Layer& osi)
 {
-    const auto number = osi.peek8();
+    if (!osi.left())
+        return static_cast<void>(osi.read(identifier));
+    const auto number = osi.peek8(); // the protocol itself begins with this byte
     osi.add(identifier, number, osi.offset(), 1);
     osi.handOver(osiNlpid(number));
 }

@@ -151,7 +151,7 @@ void readMessage(Layer& kerberos)
 {
     const auto header = ber::peek(kerberos);
     if (!header)
-        return kerberos.reject(message);
+        return kerberos.skip(kerberos.left() + 1);
     const auto kind = header->tag & 0x1fu;
     if ((header->tag & 0xe0) != 0x60) {
         kerberos.readRest(element); // the middle of a message

@@ -116,7 +116,9 @@ void readEntry(Layer& ldap)
 void readOperation(Layer& ldap)
 {
     const auto header = ber::peek(ldap);
-    if (!header || (header->tag & 0xc0) != 0x40)
+    if (!header)
+        return ldap.skip(ldap.left() + 1);
+    if ((header->tag & 0xc0) != 0x40)
         return ldap.reject(operation);
     const auto kind = header->tag & 0x1fu;
     ldap.add(operation, kind, ldap.offset(), 1);

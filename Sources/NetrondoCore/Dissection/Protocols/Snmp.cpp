@@ -108,7 +108,7 @@ void readPdu(Layer& snmp)
 {
     const auto header = ber::peek(snmp);
     if (!header)
-        return snmp.reject(operation);
+        return snmp.skip(snmp.left() + 1);
     const auto kind = header->tag & 0x1fu;
     if ((header->tag & 0xe0) != 0xa0)
         return snmp.reject(operation);

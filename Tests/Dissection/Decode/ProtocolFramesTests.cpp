@@ -1,0 +1,178 @@
+// Real frames of every protocol: their trees, and what becomes of them when they are cut or damaged.
+#include "Support/Allocations.h"
+#include "Support/Dissect.h"
+#include "Support/Golden.h"
+#include "Support/ProtocolFrames.h"
+#include "Targets/Decode.h"
+
+#include "Dissection/Decode/Dissector.h"
+#include "Dissection/Filter/DisplayFilterCatalog.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+
+#include "Capture/CaptureFile.h"
+
+namespace netrondo::test {
+namespace {
+
+TEST(ProtocolFrames, DecodeToTheTreesInTheGoldenFiles)
+{
+    std::map<std::string, std::string> texts;
+    for (const auto& sample : protocolFrames()) {
+        const auto frame = decoded(sample.bytes, sample.link);
+        texts[sample.file] += "== line " + std::to_string(sample.line) + "  " + protocolColumn(frame) + "  "
+            + info(frame) + "\n" + dump(frame, true);
+    }
+    ASSERT_FALSE(texts.empty());
+    for (const auto& [file, text] : texts)
+        expectGolden("Dissection/" + file + ".expected", text);
+}
+
+TEST(ProtocolFrames, MeetEveryProtocolThatFiltersName)
+{
+    std::set<std::string_view> met;
+    for (const auto& sample : protocolFrames()) {
+        const auto frame = decoded(sample.bytes, sample.link);
+        for (const auto& layer : frame.frame.tree.layers())
+            met.insert(layer.protocol->field.id);
+    }
+    for (const auto* protocol : Dissector::filterProtocols())
+        EXPECT_TRUE(met.contains(protocol->field.id)) << protocol->field.id;
+}
+
+TEST(ProtocolFrames, ProduceEveryFieldOfTheFilterCatalogue)
+{
+    std::set<std::string, std::less<>> met;
+    for (const auto& sample : protocolFrames()) {
+        const auto frame = decoded(sample.bytes, sample.link);
+        for (const auto& node : frame.frame.tree.nodes())
+            met.emplace(node.field->id);
+    }
+    for (const auto& field : DisplayFilterCatalog::fields()) {
+        const bool isTree = field.extractor.kind == DisplayFilterExtractor::Kind::tree
+            || field.extractor.kind == DisplayFilterExtractor::Kind::trees;
+        for (const auto id : isTree ? field.extractor.payload : std::vector<std::string_view>())
+            EXPECT_TRUE(met.contains(id)) << id << " of " << field.name;
+    }
+}
+
+TEST(Protocols, CallTheirCatalogueFieldsAsTheFilterDoes)
+{
+    for (const auto* protocol : Dissector::filterProtocols()) {
+        const auto* entry = DisplayFilterCatalog::field(protocol->field.id);
+        ASSERT_TRUE(entry) << protocol->field.id;
+        EXPECT_EQ(entry->summary, protocol->field.summary);
+        for (const auto* field : protocol->catalogue) {
+            const auto* known = DisplayFilterCatalog::field(field->id);
+            ASSERT_TRUE(known) << field->id;
+            EXPECT_EQ(known->name, field->id);
+            EXPECT_EQ(known->summary, field->summary) << field->id;
+        }
+    }
+}
+
+TEST(ProtocolFrames, EveryPrefixDecodesWithinItsBytes)
+{
+    for (const auto& sample : protocolFrames()) {
+        SCOPED_TRACE(sample.file + " line " + std::to_string(sample.line));
+        for (std::size_t length = 0; length < sample.bytes.size(); ++length) {
+            const auto cut = decodedCut(Bytes(sample.bytes).first(length),
+                                        static_cast<std::uint32_t>(sample.bytes.size()), sample.link);
+            fuzz::checkDecoded(cut.frame);
+            const auto shorter = decoded(Bytes(sample.bytes).first(length), sample.link);
+            fuzz::checkDecoded(shorter.frame);
+        }
+    }
+}
+
+TEST(ProtocolFrames, ACutFrameKeepsTheNodesItHolds)
+{
+    // The nodes up to the cut are those of the whole frame, checksums aside, which need all bytes to be judged.
+    for (const auto& sample : protocolFrames()) {
+        SCOPED_TRACE(sample.file + " line " + std::to_string(sample.line));
+        const auto whole = decoded(sample.bytes, sample.link);
+        const auto size = static_cast<std::uint32_t>(sample.bytes.size());
+        for (const std::uint32_t length : {size / 4, size / 2, size - 1}) {
+            const auto cut = decodedCut(Bytes(sample.bytes).first(length), size, sample.link);
+            EXPECT_NE(experts(cut).find("decode.cut"), std::string::npos) << length;
+            EXPECT_EQ(cut.frame.summary.length, size);
+            EXPECT_LE(cut.frame.tree.size(), whole.frame.tree.size() + 8) << length;
+        }
+    }
+}
+
+TEST(ProtocolFrames, TenThousandDamagedBytesDoNoHarm)
+{
+    std::mt19937 random(20'240'501);
+    const auto& samples = protocolFrames();
+    ASSERT_FALSE(samples.empty());
+    const auto rounds = 10'000 / samples.size() + 1;
+    for (const auto& sample : samples) {
+        if (sample.bytes.empty())
+            continue;
+        auto bytes = sample.bytes;
+        for (std::size_t i = 0; i < rounds; ++i) {
+            auto& byte = bytes[random() % bytes.size()];
+            const auto before = byte;
+            byte = static_cast<std::uint8_t>(random());
+            const auto frame = decoded(bytes, sample.link);
+            fuzz::checkDecoded(frame.frame);
+            byte = before;
+        }
+    }
+}
+
+TEST(PacketDecoder, TakesNoMemoryOnceItIsWarm)
+{
+    const auto& samples = protocolFrames();
+    DecodedFrame frame;
+    const PacketDecoder decoder;
+    const auto decodeAll = [&] {
+        for (const auto& sample : samples) {
+            // Certificates, decryption and header tables belong to libraries that keep their own memory.
+            if (sample.file == "tls" || sample.file == "quic" || sample.file == "http2" || sample.file == "dtls")
+                continue;
+            CaptureFrame capture;
+            capture.data = sample.bytes;
+            capture.linkType = sample.link;
+            capture.originalLength = capture.capturedLength = static_cast<std::uint32_t>(sample.bytes.size());
+            decoder.decode(capture, 1, frame);
+        }
+    };
+    decodeAll();
+    EXPECT_NO_ALLOCATIONS(decodeAll());
+}
+
+TEST(Corpus, EveryFrameOfTheCollectionDecodesWithinItsBytes)
+{
+    const char* folder = std::getenv("NETRONDO_CORPUS");
+    if (!folder)
+        GTEST_SKIP() << "NETRONDO_CORPUS names no folder of captures to decode";
+    std::size_t frames = 0;
+    DecodedFrame decodedFrame;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        const auto reader = entry.is_regular_file() ? CaptureFile::open(entry.path()) : std::unexpected(CaptureError{});
+        if (!reader)
+            continue;
+        SCOPED_TRACE(entry.path());
+        PacketDecoder decoder((*reader)->isNanosecond());
+        while (true) {
+            const auto frame = (*reader)->nextFrame();
+            if (!frame || !*frame)
+                break;
+            decoder.decodeNext(**frame, decodedFrame);
+            fuzz::checkDecoded(decodedFrame);
+            ++frames;
+        }
+    }
+    RecordProperty("frames", static_cast<int>(frames));
+    EXPECT_GT(frames, 0u);
+}
+
+} // namespace
+} // namespace netrondo::test
