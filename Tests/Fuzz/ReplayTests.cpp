@@ -1,5 +1,6 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
+#include "Targets/Decode.h"
 #include "Targets/Filter.h"
 #include "Targets/Gzip.h"
 #include "Targets/HostNames.h"
@@ -21,6 +22,7 @@ struct FuzzTarget {
 constexpr FuzzTarget targets[] = {
     {"Aggregate", fuzz::aggregate},
     {"Classify", fuzz::classify},
+    {"Decode", fuzz::decode},
     {"Filter", fuzz::filter},
     {"FilterEvaluate", fuzz::filterEvaluate},
     {"Gzip", fuzz::gzip},

@@ -96,6 +96,8 @@ TEST(ProtocolFrames, ACutFrameKeepsTheNodesItHolds)
     for (const auto& sample : protocolFrames()) {
         SCOPED_TRACE(sample.file + " line " + std::to_string(sample.line));
         const auto whole = decoded(sample.bytes, sample.link);
+        if (experts(whole).find("decode.malformed") != std::string::npos)
+            continue; // a frame that contradicts itself may stop before the cut
         const auto size = static_cast<std::uint32_t>(sample.bytes.size());
         for (const std::uint32_t length : {size / 4, size / 2, size - 1}) {
             const auto cut = decodedCut(Bytes(sample.bytes).first(length), size, sample.link);
