@@ -27,7 +27,7 @@ _netrondo() {
         analyze) options+=' --mode --strictness --filter --json' ;;
         classify) options+=' --mode' ;;
         circle)
-            options+=' --mode --strictness --json --svg --png --pdf --size --bytes --thickness --limit --inset'
+            options+=' --mode --strictness --filter --json --svg --png --pdf --size --bytes --thickness --limit --inset'
             options+=' --names --optimize --view --color --theme'
             ;;
         decode) options+=' --from --count --json' ;;

@@ -5,6 +5,8 @@
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Circle/CirclePicture.h"
+#include "Dissection/Filter/DisplayFilter.h"
+#include "Dissection/Filter/FrameSelector.h"
 #include "Drawing/PictureFile.h"
 #include "Drawing/ScenePainter.h"
 
@@ -13,6 +15,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fmt/format.h>
+#include <memory>
 
 namespace netrondo {
 namespace {
@@ -33,8 +36,8 @@ struct Options {
         parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
         for (const auto* flag : {"render", "bytes", "thickness", "names", "optimize"})
             parser.addOption(QCommandLineOption(QLatin1String(flag)));
-        for (const auto* word :
-             {"mode", "view", "color", "theme", "strictness", "limit", "inset", "width", "height", "svg", "png", "pdf"})
+        for (const auto* word : {"mode", "filter", "view", "color", "theme", "strictness", "limit", "inset", "width",
+                                 "height", "svg", "png", "pdf"})
             parser.addOption({QLatin1String(word), {}, QLatin1String(word)});
         parser.addPositionalArgument(QStringLiteral("FILE"), {});
     }
@@ -74,7 +77,19 @@ int render(const Options& options)
     const auto file = options.parser.positionalArguments().value(0);
     const auto mode = options.word("mode") == QLatin1String("l2MAC") ? AnalysisMode::l2MAC : AnalysisMode::l3IP;
     const auto view = circleHostLayoutMode(options.word("view").toStdString()).value_or(CircleHostLayoutMode::hosts);
-    const auto result = CaptureFile::analyze(file.toStdString(), mode, ExpertPreferences{});
+    const auto filter = DisplayFilter::compileOptional(options.word("filter").toStdString());
+    if (!filter) {
+        fmt::print(stderr, "{}\n", filter.error().description());
+        return usage;
+    }
+    const auto reader = CaptureFile::open(file.toStdString());
+    if (!reader)
+        return fail(file, reader.error().errorDescription());
+    CaptureFile::FrameChoice choice;
+    if (*filter)
+        choice = [selector = std::make_shared<FrameSelector>(**filter, (*reader)->isNanosecond())](
+                     const CaptureFrame& frame) { return selector->next(frame); };
+    const auto result = CaptureFile::analyze(**reader, mode, ExpertPreferences{}, {}, choice);
     if (!result)
         return fail(file, result.error().errorDescription());
 

@@ -4,6 +4,7 @@
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Circle/CirclePicture.h"
 #include "Drawing.h"
+#include "FilterOption.h"
 #include "Options.h"
 #include "Outcome.h"
 #include "Progress.h"
@@ -25,6 +26,7 @@ struct Settings {
     AnalysisMode mode = AnalysisMode::l3IP;
     QualityStrictness strictness = QualityStrictness::balanced;
     CircleRequest request;
+    std::string filter;
     bool json = false;
     std::string svg, png, pdf;
     std::string view = "hosts", color = "protocol", theme = "light";
@@ -76,20 +78,23 @@ std::vector<std::string> wordsForTheApplication(const Settings& settings)
         words.push_back("--png=" + settings.png);
     if (!settings.pdf.empty())
         words.push_back("--pdf=" + settings.pdf);
+    if (!settings.filter.empty())
+        words.push_back("--filter=" + settings.filter);
     words.emplace_back("--");
     words.push_back(settings.file);
     return words;
 }
 
-int printLayout(const Settings& settings)
+int printLayout(const Settings& settings, const std::optional<DisplayFilter>& filter)
 {
     auto reader = CaptureFile::open(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
+    const auto choice = choiceOf(filter, (*reader)->isNanosecond());
     const auto result = [&] {
         Progress progress;
-        return CaptureFile::analyze(**reader, settings.mode, ExpertPreferences{},
-                                    [&](std::uint64_t count) { progress.show(count, (*reader)->position()); });
+        const auto report = [&](std::uint64_t count) { progress.show(count, (*reader)->position()); };
+        return CaptureFile::analyze(**reader, settings.mode, ExpertPreferences{}, report, choice);
     }();
     if (!result)
         return fail(settings.file, result.error());
@@ -116,10 +121,13 @@ int circle(const Settings& settings)
                                         : "standard input can be read once: ask for --json or for pictures");
         return Exit::usage;
     }
+    const auto filter = DisplayFilter::compileOptional(settings.filter);
+    if (!filter)
+        return fail(filter.error());
     if (settings.wantsPictures())
         if (const int status = draw(wordsForTheApplication(settings)); status != Exit::done)
             return status;
-    return settings.json ? printLayout(settings) : Exit::done;
+    return settings.json ? printLayout(settings, *filter) : Exit::done;
 }
 
 void addPictureOptions(CLI::App& app, Settings& settings)
@@ -178,6 +186,7 @@ Action subcommand::circle(CLI::App& app)
     auto settings = std::make_shared<Settings>();
     addFile(app, settings->file);
     addMode(app, settings->mode);
+    addFilter(app, settings->filter);
     addJson(app, settings->json, "Print the layout as one JSON text");
     addLayoutOptions(app, settings->request);
     addPictureOptions(app, *settings);

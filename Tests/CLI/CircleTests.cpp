@@ -79,6 +79,15 @@ TEST(Circle, JsonFollowsItsOptions)
     EXPECT_EQ(layout({"--optimize"})["nodes"].Size(), document["nodes"].Size());
 }
 
+TEST(Circle, AFilterLeavesFramesOut)
+{
+    EXPECT_EQ(layout({"--filter", "icmp"})["nodes"].Size(), 2u);
+    const auto wrong = netrondo({"circle", sample, "--json", "--filter", "tcp.port =="});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_NE(wrong.errors, "");
+    EXPECT_EQ(wrong.output, "");
+}
+
 TEST(Circle, SaysWhatIsWrongWithItsCommandLine)
 {
     const std::vector<std::vector<std::string>> wrong{
