@@ -30,7 +30,7 @@ _netrondo() {
             options+=' --mode --strictness --filter --json --svg --png --pdf --size --bytes --thickness --limit --inset'
             options+=' --names --optimize --view --color --theme'
             ;;
-        decode) options+=' --from --count --json' ;;
+        decode) options+=' --filter --from --count --json' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
         filter) options+=' --limit' ;;
     esac

@@ -2,6 +2,8 @@
 #include "Capture/CaptureFile.h"
 #include "Dissection/Decode/PacketList.h"
 #include "Dissection/Decode/Render.h"
+#include "Dissection/Filter/FrameSelector.h"
+#include "FilterOption.h"
 #include "Options.h"
 #include "Outcome.h"
 #include "Subcommands.h"
@@ -19,6 +21,7 @@ struct Wishes {
     std::uint64_t from = 1;
     std::uint64_t count = std::numeric_limits<std::uint64_t>::max();
     bool json = false;
+    std::string filter;
 };
 
 void writeJson(const DecodedFrame& frame, JsonWriter& json, TextSink& text)
@@ -67,12 +70,15 @@ private:
 
 int run(const Wishes& wishes)
 {
+    const auto filter = DisplayFilter::compileOptional(wishes.filter);
+    if (!filter)
+        return fail(filter.error());
     const auto reader = CaptureFile::open(wishes.file);
     if (!reader)
         return fail(wishes.file, reader.error());
     TextOutput out(STDOUT_FILENO);
     Writer writer(out, wishes.json);
-    PacketDecoder decoder((*reader)->isNanosecond());
+    FrameSelector selector(*filter, (*reader)->isNanosecond());
     DecodedFrame decoded;
     std::uint64_t number = 0, written = 0;
     std::array<CaptureFrame, 64> frames;
@@ -86,12 +92,11 @@ int run(const Wishes& wishes)
             break;
         for (std::size_t i = 0; i < *count && written < wishes.count; ++i) {
             if (++number < wishes.from) {
-                decoder.skip(frames[i]);
-                continue;
+                selector.skip(frames[i]);
+            } else if (selector.next(frames[i], decoded)) {
+                writer.write(decoded);
+                ++written;
             }
-            decoder.decodeNext(frames[i], decoded);
-            writer.write(decoded);
-            ++written;
         }
     }
     return finish(out);
@@ -110,6 +115,7 @@ Action subcommand::decode(CLI::App& app)
         ->type_name("N")
         ->check(CLI::PositiveNumber);
     app.add_option("--count", wishes->count, "How many frames to show at most")->type_name("N");
+    addFilter(app, wishes->filter);
     addJson(app, wishes->json, "One line of JSON for each frame, with its protocol tree");
     return [wishes] { return run(*wishes); };
 }

@@ -5,6 +5,7 @@
 #include "Support/Files.h"
 #include "Support/Hex.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -126,12 +127,33 @@ TEST(FilterOption, NarrowsAnAnalysisToTheFramesItSelects)
                 HasSubstr("\"totalPackets\":0"));
 }
 
+TEST(FilterOption, NarrowsThePacketListAndKeepsTheFramesNumbers)
+{
+    const auto list = [](const std::vector<std::string>& more) {
+        std::vector<std::string> arguments = {"decode", NETRONDO_SOURCE_DIR "/Samples/web.pcap", "--json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const auto run = netrondo(arguments);
+        EXPECT_EQ(run.status, 0) << run.errors;
+        return run.output;
+    };
+    const auto all = list({}), icmp = list({"--filter", "icmp"}), others = list({"--filter", "not icmp"});
+    const auto lines = [](const std::string& text) { return std::ranges::count(text, '\n'); };
+    EXPECT_GT(lines(icmp), 0);
+    EXPECT_EQ(lines(icmp) + lines(others), lines(all));
+    for (std::size_t at = 0; at < icmp.size(); at = icmp.find('\n', at) + 1)
+        EXPECT_THAT(all, HasSubstr(icmp.substr(at, icmp.find('\n', at) + 1 - at)));
+    EXPECT_EQ(list({"--filter", "icmp", "--count", "1"}), icmp.substr(0, icmp.find('\n') + 1));
+    EXPECT_EQ(list({"--filter", "tcp.port == 1"}), "");
+}
+
 TEST(FilterOption, ThatDoesNotCompileEndsWithTwoAndItsMessage)
 {
-    const auto run = netrondo({"analyze", "no-such-file.pcap", "--filter", "foo.bar"});
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.errors, "Unknown field “foo.bar” — not in Netrondo’s display-filter catalog\n");
+    for (const auto* command : {"analyze", "decode"}) {
+        const auto run = netrondo({command, "no-such-file.pcap", "--filter", "foo.bar"});
+        EXPECT_EQ(run.status, 2);
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(run.errors, "Unknown field “foo.bar” — not in Netrondo’s display-filter catalog\n");
+    }
 }
 
 } // namespace

@@ -8,29 +8,34 @@
 
 namespace netrondo {
 
-FrameSelector::FrameSelector(DisplayFilter filter, bool isNanosecond)
+FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond)
     : filter_(std::move(filter)), decoder_(isNanosecond)
 { }
 
-bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
+void FrameSelector::skip(const CaptureFrame& frame)
 {
     decoder_.skip(frame);
     ++count_;
-    const auto seen = matchesAtAGlance(filter_, frame);
+}
+
+bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
+{
+    skip(frame);
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame) : true;
     if (seen == false)
         return false;
     decoder_.decode(frame, count_, decoded);
-    return seen ? *seen : filter_.matches(decoded);
+    return seen || filter_->matches(decoded);
 }
 
 bool FrameSelector::next(const CaptureFrame& frame)
 {
-    decoder_.skip(frame);
-    ++count_;
-    if (const auto seen = matchesAtAGlance(filter_, frame))
+    skip(frame);
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame) : true;
+    if (seen)
         return *seen;
     decoder_.decode(frame, count_, scratch_);
-    return filter_.matches(scratch_);
+    return filter_->matches(scratch_);
 }
 
 std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame)

@@ -5,13 +5,17 @@
 #include "Dissection/Filter/DisplayFilter.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace netrondo {
 
 class FrameSelector {
 public:
-    /// `isNanosecond`: the file says that its fractions are nanoseconds.
-    FrameSelector(DisplayFilter filter, bool isNanosecond);
+    /// Without a filter every frame is selected. `isNanosecond`: the file says that its fractions are nanoseconds.
+    FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond);
+
+    /// Counts a frame that nobody asks about.
+    void skip(const CaptureFrame& frame);
 
     /// Numbers the next frame of the capture and tells whether the filter selects it; if so, it is decoded into
     /// `decoded`.
@@ -20,7 +24,7 @@ public:
     bool next(const CaptureFrame& frame);
 
 private:
-    DisplayFilter filter_;
+    std::optional<DisplayFilter> filter_;
     PacketDecoder decoder_;
     std::uint64_t count_ = 0;
     DecodedFrame scratch_;
