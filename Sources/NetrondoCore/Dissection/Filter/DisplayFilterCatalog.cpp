@@ -155,7 +155,7 @@ std::vector<Field> makeFields()
         tree("tls.sni", "TLS SNI", {"tls.handshake.extensions_server_name", "ssl.handshake.extensions_server_name"}),
         tree("tls.ver", "TLS version", {"tls.record.version", "ssl.record.version"}),
         tree("tls.alert.desc", "TLS alert description", {"tls.alert_message.desc", "ssl.alert_message.desc"}),
-        tree("tls.hs", "TLS handshake", {"tls.handshake", "ssl.handshake"}),
+        tree("tls.hs", "TLS handshake", {"tls.handshake", "tls.handshake.type", "ssl.handshake", "ssl.handshake.type"}),
         tree("dhcp.opt53", "DHCP message type", {"dhcp.option.dhcp", "bootp.option.dhcp"}),
         tree("dhcp.xid", "DHCP transaction ID", {"dhcp.id", "bootp.id"}),
         tree("ssh.banner", "SSH banner", {"ssh.protocol"}),

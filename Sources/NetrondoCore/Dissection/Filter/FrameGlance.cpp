@@ -56,11 +56,13 @@ std::uint8_t flagBit(std::string_view word)
     return row->bit;
 }
 
-/// Protocols that a filter can name are known to carry no packets of their own; of the others a glance takes nothing
-/// for granted, since a tunnel's inner packet is the one that the packet list shows.
+/// Applications that a filter can name are known to carry no packets of their own; of other protocols a glance takes
+/// nothing for granted, since a tunnel's inner packet is the one that the packet list shows.
 bool carriesNoPackets(const Protocol* protocol)
 {
-    return !protocol || std::ranges::find(Dissector::filterProtocols(), protocol) != Dissector::filterProtocols().end();
+    const auto known = Dissector::filterProtocols();
+    return !protocol
+        || (placeOf(protocol->field.id) == Place::application && std::ranges::find(known, protocol) != known.end());
 }
 
 } // namespace
