@@ -179,7 +179,7 @@ TEST(DisplayFilterMatches, OnAnyFrameTheFastWayIsThePlainOne)
 {
     RandomFilters filters(5);
     int held = 0, total = 0;
-    for (const auto& capture : sampleCaptures(120)) {
+    for (const auto& capture : sampleCaptures(30)) {
         PacketDecoder decoder;
         DecodedFrame decoded;
         for (const auto& frame : capture.frames) {
@@ -204,7 +204,7 @@ TEST(FrameGlance, SaysOfAnyFrameWhatDecodingWouldSayOrNothing)
     RandomFilters filters(6);
     std::mt19937 random(8);
     int seen = 0, total = 0;
-    for (auto& capture : sampleCaptures(120)) {
+    for (auto& capture : sampleCaptures(10)) {
         PacketDecoder decoder;
         DecodedFrame decoded;
         for (auto& kept : capture.frames) {
