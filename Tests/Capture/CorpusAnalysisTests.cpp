@@ -2,6 +2,7 @@
 #include "Base/Json.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
+#include "Support/SampleFrames.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -41,12 +42,10 @@ int analysed(const std::filesystem::path& path, AnalysisMode mode)
 int analysedBelow(const std::filesystem::path& folder)
 {
     int captures = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file())
-            continue;
-        SCOPED_TRACE(entry.path());
-        const auto byIp = analysed(entry.path(), AnalysisMode::l3IP);
-        EXPECT_EQ(analysed(entry.path(), AnalysisMode::l2MAC), byIp);
+    for (const auto& file : filesBelow(folder)) {
+        SCOPED_TRACE(file);
+        const auto byIp = analysed(file, AnalysisMode::l3IP);
+        EXPECT_EQ(analysed(file, AnalysisMode::l2MAC), byIp);
         captures += byIp;
     }
     return captures;

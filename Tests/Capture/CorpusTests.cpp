@@ -1,5 +1,6 @@
 // Every capture at hand is read to its end, whatever it is: the samples, and a collection that NETRONDO_CORPUS names.
 #include "Support/Readers.h"
+#include "Support/SampleFrames.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,15 +8,6 @@
 
 namespace netrondo::test {
 namespace {
-std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder)
-{
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
-        if (entry.is_regular_file())
-            files.push_back(entry.path());
-    std::ranges::sort(files);
-    return files;
-}
 
 /// Reads the file in both ways; true when it is a capture.
 bool isReadTheSameOneByOneAndInBatches(const std::filesystem::path& path)

@@ -4,9 +4,7 @@
 #include <cstdlib>
 
 namespace netrondo::test {
-namespace {
-
-std::vector<std::filesystem::path> filesUnder(const std::filesystem::path& folder)
+std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder)
 {
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
@@ -16,13 +14,11 @@ std::vector<std::filesystem::path> filesUnder(const std::filesystem::path& folde
     return files;
 }
 
-} // namespace
-
 std::vector<SampleCapture> sampleCaptures(std::size_t framesEach)
 {
-    auto files = filesUnder(NETRONDO_SOURCE_DIR "/Samples");
+    auto files = filesBelow(NETRONDO_SOURCE_DIR "/Samples");
     if (const char* corpus = std::getenv("NETRONDO_CORPUS")) {
-        const auto more = filesUnder(corpus);
+        const auto more = filesBelow(corpus);
         files.insert(files.end(), more.begin(), more.end());
     }
     std::vector<SampleCapture> captures;

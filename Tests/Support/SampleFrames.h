@@ -3,6 +3,7 @@
 
 #include "Support/Readers.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,9 @@ struct SampleCapture {
     std::string name;
     std::vector<KeptFrame> frames;
 };
+
+/// Every file in the folder and the folders in it, sorted by path.
+std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder);
 
 /// The captures under Samples, and those under the folder that the environment variable NETRONDO_CORPUS names, if it
 /// does. At most `framesEach` frames of each; a file that ends in an error gives the frames before it.

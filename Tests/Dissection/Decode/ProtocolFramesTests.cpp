@@ -3,13 +3,13 @@
 #include "Support/Dissect.h"
 #include "Support/Golden.h"
 #include "Support/ProtocolFrames.h"
+#include "Support/SampleFrames.h"
 #include "Targets/Decode.h"
 
 #include "Dissection/Decode/Dissector.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -157,11 +157,11 @@ TEST(Corpus, EveryFrameOfTheCollectionDecodesWithinItsBytes)
         GTEST_SKIP() << "NETRONDO_CORPUS names no folder of captures to decode";
     std::size_t frames = 0;
     DecodedFrame decodedFrame;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        const auto reader = entry.is_regular_file() ? CaptureFile::open(entry.path()) : std::unexpected(CaptureError{});
+    for (const auto& file : filesBelow(folder)) {
+        const auto reader = CaptureFile::open(file);
         if (!reader)
             continue;
-        SCOPED_TRACE(entry.path());
+        SCOPED_TRACE(file);
         PacketDecoder decoder((*reader)->isNanosecond());
         while (true) {
             const auto frame = (*reader)->nextFrame();

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <clocale>
 #include <cstdlib>
-#include <locale.h>
 
 namespace netrondo {
 namespace {

@@ -100,7 +100,7 @@ struct TextOrder::Rules {
             if (!differs && asciiLower(sorted[i - 1]) != asciiLower(sorted[i]))
                 return false;
             place = static_cast<std::uint8_t>(place + (differs ? 1 : 0));
-            rank[static_cast<std::size_t>(sorted[i])] = place;
+            rank[static_cast<unsigned char>(sorted[i])] = place;
         }
         for (char c = 'a'; c <= 'z'; ++c)
             if (placeOf(c) == 0 || placeOf(c) != placeOf(static_cast<char>(c - 'a' + 'A')))
