@@ -1,9 +1,10 @@
-// A reader over arbitrary bytes: it stays within them, and gives the same frames one by one, in batches and from a
-// pipe.
+// A reader over arbitrary bytes: it stays within them, and gives the same frames one by one, in batches, from a pipe
+// and through an index.
 #pragma once
 
 #include "Base/Address.h"
 #include "Capture/CaptureReading.h"
+#include "Capture/FrameIndex.h"
 #include "Capture/PcapNgReader.h"
 #include "Capture/PcapReader.h"
 #include "Targets/Input.h"
@@ -61,6 +62,31 @@ inline Digest inBatches(CaptureReading& reader)
     }
 }
 
+/// Every frame by its place in the index, the last one first, against the frames one after the other.
+inline void checkIndex(std::unique_ptr<CaptureReading> forIndex, CaptureReading& sequential, std::uint64_t count)
+{
+    const auto index = FrameIndex::of(std::move(forIndex)).value();
+    static_cast<void>(index->extend());
+    NR_ASSERT(index->count() == count);
+    auto fetcher = index->fetcher().value();
+    std::vector<Digest> backwards(count);
+    for (auto i = index->count(); i-- > 0;) {
+        auto frame = fetcher.fetch(i).value();
+        NR_ASSERT(frame.timestampSeconds * 1'000'000'000 + frame.timestampFraction
+                  == static_cast<std::uint64_t>(index->nanoseconds(i)));
+        frame.timestampSeconds = frame.timestampFraction = 0;
+        backwards[i].add(frame);
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        auto frame = *sequential.nextFrame().value();
+        NR_ASSERT(sequential.nanoseconds(frame) == index->nanoseconds(i));
+        frame.timestampSeconds = frame.timestampFraction = 0;
+        Digest digest;
+        digest.add(frame);
+        NR_ASSERT(digest == backwards[i]);
+    }
+}
+
 template <typename Reader> void read(Bytes input)
 {
     const auto one = Reader::open(asFile(input)), many = Reader::open(asFile(input));
@@ -70,6 +96,7 @@ template <typename Reader> void read(Bytes input)
     const auto digest = oneByOne(**one);
     NR_ASSERT(digest == inBatches(**many));
     NR_ASSERT((*one)->position().offset <= input.size());
+    checkIndex(Reader::open(asFile(input)).value(), **Reader::open(asFile(input)), digest.frames);
     if (input.size() <= pipeCapacity)
         NR_ASSERT(digest == inBatches(**Reader::open(asPipe(input))));
 }

@@ -21,4 +21,20 @@ CaptureResult<std::optional<CaptureFrame>> CaptureReading::nextFrame()
     return count == 0 ? std::optional<CaptureFrame>() : frame;
 }
 
+std::int64_t CaptureReading::nanoseconds(const CaptureFrame& frame) const
+{
+    const std::uint64_t unit = isNanosecond() ? 1 : 1000;
+    return static_cast<std::int64_t>(frame.timestampSeconds * 1'000'000'000 + frame.timestampFraction * unit);
+}
+
+CaptureResult<std::unique_ptr<CaptureReading>> CaptureReading::again() const
+{
+    return std::unexpected(CaptureError::io("frames of this capture cannot be read a second time"));
+}
+
+CaptureResult<void> CaptureReading::moveTo(std::uint64_t)
+{
+    return std::unexpected(CaptureError::io("frames of this capture cannot be read a second time"));
+}
+
 } // namespace netrondo

@@ -5,6 +5,7 @@
 #include "Capture/CaptureFrame.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -43,6 +44,19 @@ public:
         std::uint64_t size = 0;
     };
     virtual Position position() const { return {}; }
+
+    // For whoever shows single frames of a file: where they are, and reading them once more.
+
+    /// The capture time of a frame of this reader in nanoseconds since 1970, by the resolution that the file states
+    /// for its interface. Wraps around for times that no clock shows.
+    virtual std::int64_t nanoseconds(const CaptureFrame& frame) const;
+    /// Where in the source the record of a frame of the last batch begins, for `moveTo`.
+    virtual std::uint64_t offsetOf(const CaptureFrame&) const { return 0; }
+    /// A second reader of the same source with a place of its own, which knows what this one knows so far. An error
+    /// for a source that can be read only once.
+    virtual CaptureResult<std::unique_ptr<CaptureReading>> again() const;
+    /// Goes on with the record that begins at an offset that `offsetOf` gave.
+    virtual CaptureResult<void> moveTo(std::uint64_t offset);
 
 protected:
     CaptureReading() = default;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,9 +43,24 @@ FileHandle::~FileHandle()
         ::close(descriptor_);
 }
 
+CaptureResult<FileHandle> FileHandle::again() const
+{
+    if (!seekable_)
+        return std::unexpected(CaptureError::system(ESPIPE));
+    // A duplicated descriptor would share its place with this one.
+    const int descriptor = ::open(fmt::format("/proc/self/fd/{}", descriptor_).c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return std::unexpected(CaptureError::system(errno));
+    FileHandle handle(descriptor);
+    ::posix_fadvise(descriptor, 0, 0, POSIX_FADV_NORMAL);
+    handle.readAhead_ = shortReadAhead;
+    return handle;
+}
+
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1))
     , seekable_(other.seekable_)
+    , readAhead_(other.readAhead_)
     , windowOffset_(other.windowOffset_)
     , begin_(std::exchange(other.begin_, 0))
     , end_(std::exchange(other.end_, 0))
@@ -96,7 +112,7 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
     while (end_ < wanted) {
         if (end_ == capacity_ && !grow())
             return std::unexpected(CaptureError::io("a record of the capture does not fit in memory"));
-        const auto got = ::read(descriptor_, window_.get() + end_, std::min(capacity_ - end_, readAhead));
+        const auto got = ::read(descriptor_, window_.get() + end_, std::min(capacity_ - end_, readAhead_));
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
@@ -111,7 +127,7 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
 /// Doubles the window; it is full of bytes that did arrive, so that no length in a file decides about memory alone.
 bool FileHandle::grow()
 {
-    const auto capacity = std::max(readAhead, 2 * capacity_);
+    const auto capacity = std::max(readAhead_, 2 * capacity_);
     std::unique_ptr<std::uint8_t[]> window(new (std::nothrow) std::uint8_t[capacity]);
     if (!window)
         return false;

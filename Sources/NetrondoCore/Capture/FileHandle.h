@@ -19,6 +19,9 @@ public:
     /// Takes over an open descriptor (and closes it). Reading begins where the descriptor stands.
     explicit FileHandle(int descriptor);
     ~FileHandle();
+    /// A second handle on the same file, even on one without a name, with a place of its own: it begins at the start.
+    /// It reads in small steps, for whoever picks records here and there.
+    CaptureResult<FileHandle> again() const;
     FileHandle(FileHandle&& other) noexcept;
     FileHandle& operator=(FileHandle&& other) noexcept;
 
@@ -44,12 +47,15 @@ public:
 private:
     /// Bytes read ahead in one piece: large enough that the calls do not count, small enough to stay in the cache.
     static constexpr std::size_t readAhead = 512 * 1024;
+    /// The same where the next piece wanted is probably elsewhere.
+    static constexpr std::size_t shortReadAhead = 32 * 1024;
 
     CaptureResult<bool> fill(std::uint64_t wanted);
     bool grow();
 
     int descriptor_ = -1;
     bool seekable_ = false;
+    std::size_t readAhead_ = readAhead;
     std::uint64_t windowOffset_ = 0; ///< file offset of window_[0]
     std::size_t begin_ = 0;          ///< current place in the window
     std::size_t end_ = 0;            ///< bytes of the window that hold data

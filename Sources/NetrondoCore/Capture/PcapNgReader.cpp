@@ -1,7 +1,9 @@
 // Blocks are taken from the window as long as whole ones lie in it. Three simplifications are deliberate: later
-// sections keep the byte order and the interfaces of the first, the timestamp resolution of an interface is ignored,
-// and a block that the end of the file cuts is the end of the data.
+// sections keep the byte order and the interfaces of the first, the times of the frames take every resolution for
+// microseconds (`nanoseconds` knows better), and a block that the end of the file cuts is the end of the data.
 #include "Capture/PcapNgReader.h"
+
+#include "Base/Address.h"
 
 #include <fmt/format.h>
 
@@ -98,7 +100,37 @@ CaptureResult<bool> PcapNgReader::takeInterface(Bytes body)
         return invalid("Short IDB");
     interfaceLinkTypes_.push_back(linkType(load::u16(body.data(), swapEndian_)));
     snaplens_.push_back(u32(body, 4));
+    clocks_.push_back(clockIn(body.subspan(8)));
     return false;
+}
+
+/// What the options if_tsresol and if_tsoffset say; options that make no sense say nothing.
+PcapNgReader::Clock PcapNgReader::clockIn(Bytes options) const
+{
+    enum Option : std::uint16_t { end = 0, resolution = 9, offset = 14 };
+    Clock clock;
+    while (options.size() >= 4) {
+        const auto code = load::u16(options.data(), swapEndian_);
+        const std::size_t length = load::u16(options.data() + 2, swapEndian_);
+        const auto value = slice(options, 4, length);
+        if (code == end || value.size() < length)
+            break;
+        if (code == resolution && length == 1) {
+            const unsigned exponent = value[0] & 0x7f;
+            const bool isBinary = value[0] & 0x80;
+            if (exponent < (isBinary ? 64u : 20u)) { // finer clocks do not fit in the 64 bits of a time
+                clock.unitsPerSecond = 1;
+                for (unsigned i = 0; i < exponent; ++i)
+                    clock.unitsPerSecond *= isBinary ? 2 : 10;
+            }
+        }
+        if (code == offset && length == 8) {
+            const std::uint64_t first = u32(value, 0), second = u32(value, 4);
+            clock.offsetSeconds = static_cast<std::int64_t>(swapEndian_ ? first << 32 | second : second << 32 | first);
+        }
+        options = slice(options, 4 + (length + 3) / 4 * 4);
+    }
+    return clock;
 }
 
 CaptureResult<bool> PcapNgReader::takeEnhancedPacket(Bytes body, CaptureFrame& frame) const
@@ -130,6 +162,41 @@ CaptureResult<bool> PcapNgReader::takeSimplePacket(Bytes body, CaptureFrame& fra
     const auto data = body.subspan(4);
     frame = {0, 0, 0, static_cast<std::uint32_t>(data.size()), u32(body, 0), linkTypeOf(0), data};
     return true;
+}
+
+std::int64_t PcapNgReader::nanoseconds(const CaptureFrame& frame) const
+{
+    const auto interface = static_cast<std::uint64_t>(frame.interfaceID);
+    const auto clock = interface < clocks_.size() ? clocks_[interface] : Clock();
+    const auto ticks = frame.timestampSeconds * 1'000'000 + frame.timestampFraction; // as the block has them
+    const auto seconds = ticks / clock.unitsPerSecond + static_cast<std::uint64_t>(clock.offsetSeconds);
+    const auto rest = static_cast<Uint128>(ticks % clock.unitsPerSecond) * 1'000'000'000 / clock.unitsPerSecond;
+    return static_cast<std::int64_t>(seconds * 1'000'000'000 + static_cast<std::uint64_t>(rest));
+}
+
+std::uint64_t PcapNgReader::offsetOf(const CaptureFrame& frame) const
+{
+    const auto back = static_cast<std::uint64_t>(handle_.buffered().data() - frame.data.data());
+    // The word two before the bytes is the captured length in an enhanced block, the block's own length in a simple
+    // one, which has nothing else in front of the wire length.
+    const bool isSimple = load::u32(frame.data.data() - 8, swapEndian_) != frame.capturedLength;
+    return handle_.offset() - back - (isSimple ? 12 : 28);
+}
+
+CaptureResult<std::unique_ptr<CaptureReading>> PcapNgReader::again() const
+{
+    NR_TRY(auto handle, handle_.again());
+    std::unique_ptr<PcapNgReader> reader(new PcapNgReader(std::move(handle), swapEndian_));
+    reader->interfaceLinkTypes_ = interfaceLinkTypes_;
+    reader->snaplens_ = snaplens_;
+    reader->clocks_ = clocks_;
+    return reader;
+}
+
+CaptureResult<void> PcapNgReader::moveTo(std::uint64_t offset)
+{
+    NR_TRY([[maybe_unused]] const auto there, handle_.seek(offset));
+    return {};
 }
 
 /// A packet of an interface that was never described takes the first one's link type, or Ethernet when there is none.

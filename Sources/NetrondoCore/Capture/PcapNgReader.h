@@ -24,8 +24,19 @@ public:
     /// A damaged block is an error again on every further call.
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
     Position position() const override { return {handle_.offset(), handle_.size()}; }
+    std::int64_t nanoseconds(const CaptureFrame& frame) const override;
+    std::uint64_t offsetOf(const CaptureFrame& frame) const override;
+    CaptureResult<std::unique_ptr<CaptureReading>> again() const override;
+    CaptureResult<void> moveTo(std::uint64_t offset) override;
 
 private:
+    /// How an interface counts time; the frames' own seconds and fractions take every count for microseconds.
+    struct Clock {
+        std::uint64_t unitsPerSecond = 1'000'000;
+        std::int64_t offsetSeconds = 0;
+    };
+    Clock clockIn(Bytes options) const;
+
     PcapNgReader(FileHandle handle, bool swapEndian) : handle_(std::move(handle)), swapEndian_(swapEndian) { }
 
     std::uint32_t u32(Bytes bytes, std::size_t at) const { return load::u32(bytes.data() + at, swapEndian_); }
@@ -41,6 +52,7 @@ private:
     bool swapEndian_;
     std::vector<LinkType> interfaceLinkTypes_;
     std::vector<std::uint32_t> snaplens_;
+    std::vector<Clock> clocks_;
 };
 
 } // namespace netrondo

@@ -89,4 +89,22 @@ std::size_t PcapReader::takeBuffered(std::span<CaptureFrame> frames)
     return count;
 }
 
+std::uint64_t PcapReader::offsetOf(const CaptureFrame& frame) const
+{
+    const auto back = handle_.buffered().data() - frame.data.data();
+    return handle_.offset() - static_cast<std::uint64_t>(back) - recordHeaderSize;
+}
+
+CaptureResult<std::unique_ptr<CaptureReading>> PcapReader::again() const
+{
+    NR_TRY(auto handle, handle_.again());
+    return std::make_unique<PcapReader>(std::move(handle), header_);
+}
+
+CaptureResult<void> PcapReader::moveTo(std::uint64_t offset)
+{
+    NR_TRY([[maybe_unused]] const auto there, handle_.seek(offset));
+    return {};
+}
+
 } // namespace netrondo

@@ -38,6 +38,9 @@ public:
 
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
     Position position() const override { return {handle_.offset(), handle_.size()}; }
+    std::uint64_t offsetOf(const CaptureFrame& frame) const override;
+    CaptureResult<std::unique_ptr<CaptureReading>> again() const override;
+    CaptureResult<void> moveTo(std::uint64_t offset) override;
     /// Of the first byte not yet consumed: the start of the next record, be it whole, cut or missing.
     std::uint64_t offset() const { return handle_.offset(); }
 
