@@ -1,22 +1,60 @@
 // The application `netrondo-app`.
 #include "RenderCommand.h"
+#include "Shell/MainWindow.h"
 
+#include <QApplication>
+#include <QCommandLineParser>
 #include <cstdio>
+#include <cstdlib>
+#include <fmt/format.h>
 
-#ifdef __SANITIZE_ADDRESS__
-// Fontconfig and Qt's font tables live until the end of the program and are not taken down; our own leaks still show.
-extern "C" const char* __lsan_default_suppressions(); // NOLINT(bugprone-reserved-identifier): the sanitizer's own name
-extern "C" const char* __lsan_default_suppressions()
+namespace netrondo {
+namespace {
+
+/// Until the first window is up: where there is no display Qt ends the program with a signal, which reads like a crash.
+void explainTheMissingDisplay(QtMsgType type, const QMessageLogContext&, const QString& text)
 {
-    return "leak:libfontconfig\nleak:libQt6Gui\nleak:libqoffscreen\n";
+    if (type == QtFatalMsg) {
+        fmt::print(stderr,
+                   "netrondo-app: no window can be opened: the display does not answer; the analysis as text "
+                   "needs none: netrondo analyze FILE\n");
+        std::_Exit(1);
+    }
+    if (type == QtCriticalMsg)
+        fmt::print(stderr, "netrondo-app: {}\n", text.toStdString());
 }
-#endif
+
+int openWindow(int argc, char** argv)
+{
+    auto* const earlier = qInstallMessageHandler(explainTheMissingDisplay);
+    QApplication application(argc, argv);
+    qInstallMessageHandler(earlier);
+    QCoreApplication::setApplicationName(QStringLiteral("netrondo"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(NETRONDO_VERSION));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Netrondo"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Shows who talks to whom in a network capture (pcap, pcapng, gzip-compressed or not)."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The capture to open"),
+                                 QStringLiteral("[FILE]"));
+    parser.process(application);
+
+    MainWindow window;
+    window.show();
+    if (const auto files = parser.positionalArguments(); !files.empty())
+        window.open(files.front());
+    return QApplication::exec();
+}
+
+} // namespace
+} // namespace netrondo
 
 int main(int argc, char** argv)
 {
     if (netrondo::asksForPictures(argc, argv))
         return netrondo::renderPictures(argc, argv);
-    std::fputs("netrondo-app: this version draws pictures (netrondo circle --svg OUT FILE) and has no window yet\n",
-               stderr);
-    return 1;
+    return netrondo::openWindow(argc, argv);
 }

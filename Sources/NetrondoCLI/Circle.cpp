@@ -1,9 +1,9 @@
 // `netrondo circle`: the circle as one JSON text, or as pictures that the application draws.
+#include "Application.h"
 #include "Base/Json.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Circle/CirclePicture.h"
-#include "Drawing.h"
 #include "FilterOption.h"
 #include "Options.h"
 #include "Outcome.h"

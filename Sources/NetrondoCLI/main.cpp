@@ -1,4 +1,5 @@
 // The command `netrondo`: reads the command line and hands over to a subcommand.
+#include "Application.h"
 #include "Subcommands.h"
 #include "TextWidth.h"
 
@@ -28,21 +29,24 @@ bool hasDisplay()
         const char* value = std::getenv(name);
         return value && *value;
     };
-    return set("DISPLAY") || set("WAYLAND_DISPLAY");
+    // Who names a platform for Qt knows what the window is to be opened on.
+    return set("DISPLAY") || set("WAYLAND_DISPLAY") || set("QT_QPA_PLATFORM");
 }
 
 /// `netrondo` and `netrondo FILE` are for the window.
 int openWindow(const std::string& file)
 {
     std::error_code ignored;
-    if (!file.empty() && !std::filesystem::exists(file, ignored)) {
+    if (!file.empty() && file != "-" && !std::filesystem::exists(file, ignored)) {
         fmt::print(stderr, "netrondo: “{}” is neither a subcommand nor a file\nTry: netrondo --help\n",
                    printable(file));
         return Exit::usage;
     }
-    fmt::print(stderr, "netrondo: {}: netrondo analyze {}\n",
-               hasDisplay() ? "the desktop window is not part of this version yet; the analysis as text is there"
-                            : "there is no display to open a window on; the analysis as text needs none",
+    if (hasDisplay())
+        return becomeWindow(file);
+    fmt::print(stderr,
+               "netrondo: there is no display to open a window on; the analysis as text needs none: netrondo analyze "
+               "{}\n",
                file.empty() ? "FILE" : printable(file));
     return Exit::failed;
 }

@@ -1,7 +1,8 @@
-// Running the application to have something drawn.
-#include "Drawing.h"
+// Running the application: to have something drawn, or for its window.
+#include "Application.h"
 
 #include "Subcommands.h"
+#include "TextWidth.h"
 
 #include <cerrno>
 #include <cstring>
@@ -32,6 +33,16 @@ std::string pathOfApplication()
     return application;
 }
 
+/// What the system's calls take: pointers into `texts`, and null at the end.
+std::vector<char*> argumentsOf(std::vector<std::string>& texts)
+{
+    std::vector<char*> arguments;
+    for (auto& text : texts)
+        arguments.push_back(text.data());
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
 int statusOf(pid_t child)
 {
     int status = 0;
@@ -51,11 +62,7 @@ int draw(const std::vector<std::string>& words)
     const auto path = pathOfApplication();
     std::vector<std::string> texts{path, "--render"};
     texts.insert(texts.end(), words.begin(), words.end());
-    std::vector<char*> arguments;
-    for (auto& text : texts)
-        arguments.push_back(text.data());
-    arguments.push_back(nullptr);
-
+    const auto arguments = argumentsOf(texts);
     pid_t child = 0;
     const int error = ::posix_spawnp(&child, path.c_str(), nullptr, nullptr, arguments.data(), environ);
     if (error == 0)
@@ -67,6 +74,23 @@ int draw(const std::vector<std::string>& words)
                    application);
     else
         fmt::print(stderr, "netrondo: circle: {} does not start: {}\n", path, std::strerror(error));
+    return Exit::failed;
+}
+
+int becomeWindow(const std::string& file)
+{
+    const auto path = pathOfApplication();
+    std::vector<std::string> texts{path};
+    if (!file.empty()) // behind the dashes a name that begins with one is still a file
+        texts.insert(texts.end(), {"--", file});
+    ::execvp(path.c_str(), argumentsOf(texts).data());
+    if (errno == ENOENT)
+        fmt::print(stderr,
+                   "netrondo: the window is the application’s, and {} is not installed (it comes with the package "
+                   "netrondo-app); the analysis as text needs none: netrondo analyze {}\n",
+                   application, file.empty() ? "FILE" : printable(file));
+    else
+        fmt::print(stderr, "netrondo: {} does not start: {}\n", path, std::strerror(errno));
     return Exit::failed;
 }
 
