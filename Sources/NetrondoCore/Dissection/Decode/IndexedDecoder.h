@@ -1,0 +1,35 @@
+// Decodes the frames of an indexed capture in any order.
+#pragma once
+
+#include "Capture/FrameIndex.h"
+#include "Dissection/Decode/PacketDecoder.h"
+
+#include <memory>
+
+namespace netrondo {
+
+/// A place of its own in the capture and what decoding takes; each thread has one for itself. Frames are counted from
+/// 0, as in the index; their number in the summary is one more.
+class IndexedDecoder {
+public:
+    static CaptureResult<IndexedDecoder> open(std::shared_ptr<const FrameIndex> index);
+
+    /// The frame as it was captured, good until the next call.
+    CaptureResult<CaptureFrame> fetch(std::uint32_t frame) { return fetcher_.fetch(frame); }
+    /// Decodes a frame that was just fetched; the result views its bytes.
+    void decode(const CaptureFrame& capture, std::uint32_t frame, DecodedFrame& decoded);
+
+    const FrameIndex& index() const { return *index_; }
+
+private:
+    IndexedDecoder(std::shared_ptr<const FrameIndex> index, FrameFetcher fetcher)
+        : index_(std::move(index)), fetcher_(std::move(fetcher))
+    { }
+
+    std::shared_ptr<const FrameIndex> index_;
+    FrameFetcher fetcher_;
+    PacketDecoder decoder_{true}; ///< the index counts in nanoseconds, whatever the file does
+    bool hasStart_ = false;
+};
+
+} // namespace netrondo
