@@ -46,22 +46,22 @@ Decoded decodedCut(Bytes frame, std::uint32_t originalLength, LinkType link)
     return Decoded(frame, link, originalLength);
 }
 
-std::string info(const Decoded& decoded)
+std::string info(const DecodedFrame& decoded)
 {
     TextSink out;
-    Render::info(decoded.frame, out);
+    Render::info(decoded, out);
     return std::string(out.text());
 }
 
-std::string protocolColumn(const Decoded& decoded)
+std::string protocolColumn(const DecodedFrame& decoded)
 {
-    return std::string(Render::protocol(decoded.frame.summary));
+    return std::string(Render::protocol(decoded.summary));
 }
 
-std::string layers(const Decoded& decoded)
+std::string layers(const DecodedFrame& decoded)
 {
     std::string text;
-    for (const auto& layer : decoded.frame.tree.layers()) {
+    for (const auto& layer : decoded.tree.layers()) {
         if (!text.empty())
             text += ':';
         text += layer.protocol->field.id;
@@ -69,9 +69,9 @@ std::string layers(const Decoded& decoded)
     return text;
 }
 
-std::string dump(const Decoded& decoded, bool withBytes)
+std::string dump(const DecodedFrame& decoded, bool withBytes)
 {
-    const auto& tree = decoded.frame.tree;
+    const auto& tree = decoded.tree;
     std::string text;
     std::vector<std::uint32_t> ends;
     for (std::uint32_t i = 0; i < tree.size(); ++i) {
@@ -92,23 +92,23 @@ std::string dump(const Decoded& decoded, bool withBytes)
     return text;
 }
 
-std::string values(const Decoded& decoded, std::string_view id)
+std::string values(const DecodedFrame& decoded, std::string_view id)
 {
     std::string text;
-    for (const auto& node : decoded.frame.tree.nodes()) {
+    for (const auto& node : decoded.tree.nodes()) {
         if (node.field->id != id)
             continue;
         if (!text.empty())
             text += "; ";
-        text += valueAndName(decoded.frame.tree, node);
+        text += valueAndName(decoded.tree, node);
     }
     return text;
 }
 
-std::string experts(const Decoded& decoded)
+std::string experts(const DecodedFrame& decoded)
 {
     std::string text;
-    for (const auto& node : decoded.frame.tree.nodes()) {
+    for (const auto& node : decoded.tree.nodes()) {
         if (node.expert == Expert::none)
             continue;
         if (!text.empty())
@@ -118,14 +118,14 @@ std::string experts(const Decoded& decoded)
     return text;
 }
 
-std::string json(const Decoded& decoded)
+std::string json(const DecodedFrame& decoded)
 {
     std::string text;
     {
         TextOutput out(text);
         JsonWriter writer(out);
         TextSink scratch;
-        Render::json(decoded.frame, writer, scratch);
+        Render::json(decoded, writer, scratch);
     }
     return text;
 }

@@ -20,22 +20,23 @@ struct Decoded {
     Decoded(Bytes frameBytes, LinkType link, std::uint32_t originalLength, std::uint64_t seconds = 0);
     Decoded(const Decoded&) = delete;
     Decoded& operator=(const Decoded&) = delete;
+    operator const DecodedFrame&() const { return frame; }
 };
 
 Decoded decoded(Bytes frame, LinkType link = LinkType::ethernet);
 /// A frame of which the capture kept only the given bytes.
 Decoded decodedCut(Bytes frame, std::uint32_t originalLength, LinkType link = LinkType::ethernet);
 
-std::string info(const Decoded& decoded);
-std::string protocolColumn(const Decoded& decoded);
+std::string info(const DecodedFrame& decoded);
+std::string protocolColumn(const DecodedFrame& decoded);
 /// The protocols of the layers, joined by ":" ("eth:ip:tcp").
-std::string layers(const Decoded& decoded);
+std::string layers(const DecodedFrame& decoded);
 /// A line for each node: indented id, value and name; with its bytes when asked for.
-std::string dump(const Decoded& decoded, bool withBytes = false);
+std::string dump(const DecodedFrame& decoded, bool withBytes = false);
 /// The values of all nodes with exactly this id, each followed by its name in parentheses, joined by "; ".
-std::string values(const Decoded& decoded, std::string_view id);
+std::string values(const DecodedFrame& decoded, std::string_view id);
 /// The ids of all findings, in tree order, joined by " ".
-std::string experts(const Decoded& decoded);
-std::string json(const Decoded& decoded);
+std::string experts(const DecodedFrame& decoded);
+std::string json(const DecodedFrame& decoded);
 
 } // namespace netrondo::test

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Capture/CaptureFrame.h"
+#include "Dissection/Decode/DecodeSession.h"
 #include "Dissection/Decode/DecodeTree.h"
 #include "Dissection/Decode/FrameSummary.h"
 
@@ -17,19 +18,32 @@ struct PendingLayer {
     std::uint32_t end;     ///< behind the last byte that is there
     std::uint32_t wireEnd; ///< where the protocol outside says it ends; beyond `end` when the capture is cut
     std::uint8_t nodeFlags;
-    bool isStream; ///< a piece of a byte stream: its last message may go on in a later piece
+    bool isStream;               ///< a piece of a byte stream: its last message may go on in a later piece
+    bool isSegment = false;      ///< what follows TCP's header: what it leaves unfinished is kept for the next segment
+    bool isBare = false;         ///< without the framing that the protocol has elsewhere
+    std::uint32_t continued = 0; ///< so many first bytes belong to a message that began in an earlier segment
 };
 
 struct Decoding {
     static constexpr std::size_t maxPending = 32;
 
-    Decoding(DecodeTree& into, FrameSummary& columns, const CaptureFrame& of)
-        : tree(into), summary(columns), capture(of)
+    Decoding(DecodeTree& into, FrameSummary& columns, const CaptureFrame& of, DecodeSession* inOrder,
+             FoundContexts* outOfTurn)
+        : tree(into), summary(columns), capture(of), session(inOrder), contexts(outOfTurn)
     { }
 
     DecodeTree& tree;
     FrameSummary& summary;
     const CaptureFrame& capture; ///< its absolute time judges certificates; its bytes are the tree's
+
+    DecodeSession* session;  ///< follows the frames in their order; null for a frame out of turn
+    FoundContexts* contexts; ///< what an earlier pass found this frame to need; null when none was made
+    /// The segment whose stream is followed: what of it is in the frame, and how it ends.
+    struct Stream {
+        bool isEntered = false;
+        Bytes payload;
+        StreamOutcome outcome;
+    } stream;
 
     /// The network layer's addresses as the transport's pseudo-header takes them; `none` under another network.
     Address networkSource{};

@@ -63,14 +63,6 @@ const Registry& registry()
     return registry;
 }
 
-const Protocol* byPort(ClaimTable table, std::uint16_t sourcePort, std::uint16_t destinationPort)
-{
-    const auto [low, high] = std::minmax(sourcePort, destinationPort);
-    if (const auto* protocol = registry().claimant(table, low))
-        return protocol;
-    return registry().claimant(table, high);
-}
-
 void run(Decoding& decoding, const PendingLayer& place)
 {
     auto& tree = decoding.tree;
@@ -89,7 +81,10 @@ void run(Decoding& decoding, const PendingLayer& place)
     tree.add(place.protocol->field, 0, place.offset, place.end - place.offset, place.nodeFlags);
     Layer layer(decoding, place);
     const auto firstPending = decoding.pendingCount;
-    place.protocol->decode(layer);
+    if (place.continued)
+        layer.readBytes(stop::continuation, place.continued);
+    if (!place.continued || layer.left())
+        place.protocol->decode(layer);
     layer.finish();
     tree.close(node);
     // The node of a layer stands for its header where the payload belongs to other layers.
@@ -127,12 +122,21 @@ const Protocol& paddingProtocol()
     return padding::protocol;
 }
 
-const Protocol* application(Bytes payload, Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort)
+const Protocol* byPort(Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort)
 {
     const auto table = transport == Transport::tcp ? ClaimTable::tcpPort
         : transport == Transport::sctp             ? ClaimTable::sctpPort
                                                    : ClaimTable::udpPort;
-    const auto* claimed = byPort(table, sourcePort, destinationPort);
+    const auto [low, high] = std::minmax(sourcePort, destinationPort);
+    if (const auto* protocol = registry().claimant(table, low))
+        return protocol;
+    return registry().claimant(table, high);
+}
+
+const Protocol* application(Bytes payload, Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort,
+                            const Protocol* known)
+{
+    const auto* claimed = known ? known : byPort(transport, sourcePort, destinationPort);
     if (claimed && (!claimed->guess || claimed->guess(payload, transport) != Likeness::none))
         return claimed;
     const Protocol* likely = nullptr;
@@ -146,7 +150,8 @@ const Protocol* application(Bytes payload, Transport transport, std::uint16_t so
     return claimed ? claimed : likely;
 }
 
-void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary)
+void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary, DecodeSession* session,
+            FoundContexts* contexts)
 {
     tree.clear(capture.data);
     summary.source = summary.destination = {};
@@ -155,7 +160,9 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
     summary.protocol = &frame::protocol;
     summary.length = capture.originalLength;
 
-    Decoding decoding{tree, summary, capture};
+    if (session)
+        session->beginFrame(summary.number, summary.nanoseconds);
+    Decoding decoding{tree, summary, capture, session, contexts};
     const auto size = static_cast<std::uint32_t>(capture.data.size());
     decoding.pending[0] = {&frame::protocol, 0, size, std::max(size, capture.originalLength), 0, false};
     decoding.pendingCount = 1;
@@ -163,6 +170,8 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
         const auto next = decoding.pending[--decoding.pendingCount];
         run(decoding, next);
     }
+    if (decoding.stream.isEntered)
+        session->leaveStream(decoding.stream.outcome, decoding.stream.payload);
 }
 
 } // namespace netrondo::Dissector

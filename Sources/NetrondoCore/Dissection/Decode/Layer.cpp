@@ -4,6 +4,8 @@
 #include "Dissection/Decode/Dissector.h"
 #include "Dissection/Decode/StopFields.h"
 
+#include <algorithm>
+
 namespace netrondo {
 
 Layer::Layer(Decoding& decoding, const PendingLayer& place)
@@ -16,17 +18,24 @@ Layer::Layer(Decoding& decoding, const PendingLayer& place)
     , wireEnd_(place.wireEnd)
     , flags_(place.nodeFlags)
     , isStream_(place.isStream)
+    , isSegment_(place.isSegment)
+    , isBare_(place.isBare)
+    , continued_(place.continued)
 { }
 
-std::uint64_t Layer::stopAt(const Field& field, std::size_t)
+std::uint64_t Layer::stopAt(const Field& field, std::size_t need)
 {
     if (stopped_)
         return 0;
+    if (!missing_ && need > left())
+        missing_ = need - left();
+    // A message that is all there has no excuse for contents that reach beyond it.
+    const bool mayGoOn = (isStream_ && !(windows_ && !shortWindows_)) || isQuoted();
     stopped_ = true;
     stopField_ = &field;
     stopOffset_ = offset_;
     isCutStop_ = isCut();
-    stopExpert_ = isCutStop_ ? Expert::cut : isStream_ || isQuoted() ? Expert::none : Expert::malformed;
+    stopExpert_ = isCutStop_ ? Expert::cut : mayGoOn ? Expert::none : Expert::malformed;
     return 0;
 }
 
@@ -39,7 +48,8 @@ void Layer::reject(const Field& reason)
     stopped_ = true;
     stopField_ = &reason;
     stopOffset_ = offset_;
-    stopExpert_ = Expert::malformed;
+    // What looks wrong in a message that is not all there may come right with the rest of it.
+    stopExpert_ = isStream_ && shortWindows_ ? Expert::none : Expert::malformed;
 }
 
 Bytes Layer::readBytes(const Field& field, std::size_t count)
@@ -101,6 +111,12 @@ Layer::Window::Window(Layer& layer, std::size_t count)
     , target_(static_cast<std::uint32_t>(layer.offset_ + std::min(count, layer.left())))
     , tooLong_(count > layer.left())
 {
+    ++layer.windows_;
+    if (tooLong_) {
+        ++layer.shortWindows_;
+        if (!layer.missing_)
+            layer.missing_ = count - layer.left();
+    }
     layer.end_ = target_;
     layer.wireEnd_ = static_cast<std::uint32_t>(layer.offset_ + std::min(count, layer.leftOnWire()));
 }
@@ -109,6 +125,8 @@ Layer::Window::~Window()
 {
     layer_.end_ = end_;
     layer_.wireEnd_ = wireEnd_;
+    --layer_.windows_;
+    layer_.shortWindows_ = static_cast<std::uint16_t>(layer_.shortWindows_ - tooLong_);
     if (layer_.stopped_)
         return;
     layer_.offset_ = target_;
@@ -124,8 +142,8 @@ void Layer::handOver(const Protocol& protocol, std::size_t count)
     const auto size = static_cast<std::uint32_t>(std::min(count, left()));
     const auto onWire = static_cast<std::uint32_t>(std::min(count, leftOnWire()));
     const auto flags = static_cast<std::uint8_t>(flags_ | (decoding_.quotes ? Node::quoted : 0));
-    decoding_.pending[decoding_.pendingCount++] = {&protocol,        offset_, offset_ + size,
-                                                   offset_ + onWire, flags,   isStream_};
+    const bool goesOn = isStream_ && leftOnWire() <= count; // a message that is all there is no piece of one
+    decoding_.pending[decoding_.pendingCount++] = {&protocol, offset_, offset_ + size, offset_ + onWire, flags, goesOn};
     passedCut_ = passedCut_ || onWire > size;
     offset_ += size;
 }
@@ -183,9 +201,118 @@ void Layer::handOverOwn(const Protocol& protocol, std::size_t offset, std::size_
     if (stopped_ || decoding_.pendingCount == Decoding::maxPending)
         return;
     const auto end = static_cast<std::uint32_t>(offset + count);
-    decoding_.pending[decoding_.pendingCount++] = {
-        &protocol, static_cast<std::uint32_t>(offset), end, end, static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
-        isStream_};
+    decoding_.pending[decoding_.pendingCount++] = {&protocol,
+                                                   static_cast<std::uint32_t>(offset),
+                                                   end,
+                                                   end,
+                                                   static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
+                                                   isStream_,
+                                                   false,
+                                                   isBare_};
+}
+
+void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,
+                            const Field& together)
+{
+    handedOver_ = true;
+    isStream_ = true;
+    if (!leftOnWire())
+        return;
+    auto& stream = decoding_.stream;
+    StreamContext context;
+    if (decoding_.session && !isQuoted() && !decoding_.isFragment && !stream.isEntered
+        && decoding_.networkSource.isIp()) {
+        const auto place = ConnectionPlace::of(Transport::tcp, decoding_.networkSource, sourcePort,
+                                               decoding_.networkDestination, destinationPort);
+        context = decoding_.session->enterStream(place, sequence, static_cast<std::uint32_t>(leftOnWire()), !isCut());
+        stream.isEntered = true;
+        stream.payload = rest();
+    } else if (const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::stream) : nullptr) {
+        context = {found->context.protocol, decoding_.contexts->bytesOf(*found), found->context.continued};
+    }
+    if (context.continued && context.protocol->guess
+        && context.protocol->guess(rest(), Transport::tcp) == Likeness::certain)
+        context.continued = 0; // the message ended early, as answers to HEAD do
+    const bool goesOn = context.continued || !context.before.empty();
+    const auto* protocol = goesOn
+        ? context.protocol
+        : Dissector::application(rest(), Transport::tcp, sourcePort, destinationPort, context.protocol);
+    if (!protocol)
+        return handOverData();
+    stream.outcome.protocol = protocol;
+    stream.outcome.isLearned = !goesOn && protocol != context.protocol && protocol->guess
+        && protocol != Dissector::byPort(Transport::tcp, sourcePort, destinationPort)
+        && protocol->guess(rest(), Transport::tcp) == Likeness::certain;
+    const auto at = decoding_.pendingCount;
+    const auto continued = std::min(context.continued, static_cast<std::uint32_t>(left()));
+    if (context.before.empty() || !handOverTogether(*protocol, context.before, together))
+        handOver(*protocol);
+    if (decoding_.pendingCount == at)
+        return;
+    decoding_.pending[at].isSegment = stream.isEntered;
+    decoding_.pending[at].continued = continued;
+}
+
+bool Layer::handOverTogether(const Protocol& protocol, Bytes before, const Field& together)
+{
+    const auto room = tree_.makeBytes(before.size() + left());
+    if (room.empty())
+        return false;
+    const auto own = std::ranges::copy(before, room.begin()).out;
+    std::ranges::copy(rest(), own);
+    add(together, before.size(), offset_, left());
+    offset_ = end_;
+    handOverOwn(protocol, static_cast<std::size_t>(room.data() - tree_.ownBytes().data()), room.size());
+    return true;
+}
+
+bool Layer::handOverDatagram(const DatagramPiece& piece, Claim claim, const Field& together)
+{
+    Bytes whole;
+    if (decoding_.session && !isQuoted() && piece.bytes.size() <= left())
+        whole = decoding_.session->datagram(piece);
+    else if (const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::datagram) : nullptr)
+        whole = decoding_.contexts->bytesOf(*found);
+    const auto room = whole.empty() ? std::span<std::uint8_t>() : tree_.makeBytes(whole.size());
+    if (room.empty())
+        return false;
+    std::ranges::copy(whole, room.begin());
+    const auto size = std::min(piece.bytes.size(), left());
+    add(together, whole.size(), offset_, size);
+    offset_ += static_cast<std::uint32_t>(size);
+    decoding_.isFragment = false;
+    handedOver_ = true;
+    const auto* protocol = Dissector::claimant(claim.table, claim.low);
+    handOverOwn(protocol ? *protocol : Dissector::dataProtocol(),
+                static_cast<std::size_t>(room.data() - tree_.ownBytes().data()), room.size());
+    return true;
+}
+
+void Layer::beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort)
+{
+    if (decoding_.session && !isQuoted())
+        decoding_.session->forget(ConnectionPlace::of(Transport::tcp, decoding_.networkSource, sourcePort,
+                                                      decoding_.networkDestination, destinationPort)
+                                      .key);
+}
+
+std::unique_ptr<ProtocolMemory>* Layer::memorySlot(Transport transport)
+{
+    if (!decoding_.session || isQuoted() || decoding_.session->isRepeated())
+        return nullptr;
+    return decoding_.session->memory(ConnectionPlace::of(transport, decoding_.networkSource, summary().sourcePort,
+                                                         decoding_.networkDestination, summary().destinationPort));
+}
+
+void Layer::leaveMessage()
+{
+    auto& outcome = decoding_.stream.outcome;
+    outcome.isAnew = hasMessage_ && message_ == begin_;
+    outcome.skip = goesOn_;
+    if (goesOn_ || !hasMessage_ || !stopped_ || isCutStop_ || stopExpert_ != Expert::none)
+        return;
+    outcome.pending = {base_ + message_, static_cast<std::size_t>(end_ - message_)};
+    outcome.needed = outcome.pending.size() + missing_;
 }
 
 void Layer::setEndpoints(const Address& source, const Address& destination)
@@ -217,6 +344,8 @@ void Layer::finish()
     }
     if (isCut() && !passedCut_)
         stopAt(stop::skipped, 1);
+    if (isSegment_)
+        leaveMessage();
     if (stopped_) {
         const auto& field = isCutStop_    ? stop::cut
             : stopExpert_ != Expert::none ? stop::malformed

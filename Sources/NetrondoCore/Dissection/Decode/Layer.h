@@ -63,6 +63,8 @@ public:
     }
     std::uint32_t peek32(std::size_t ahead = 0) const { return left() >= ahead + 4 ? load::be32(at() + ahead) : 0; }
     Bytes rest() const { return {base_ + offset_, left()}; }
+    /// The bytes of a node of this layer.
+    Bytes bytesOf(const Node& node) const { return tree_.bytesOf(node); }
     /// All bytes of the layer from its first one on.
     Bytes whole() const { return {base_ + begin_, static_cast<std::size_t>(end_ - begin_)}; }
 
@@ -154,6 +156,9 @@ public:
     void embed(const Protocol& protocol, std::size_t count = SIZE_MAX);
     /// A transport's payload, by its two ports and by content.
     bool handOverPayload(Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort);
+    /// A TCP segment's payload, which goes on with what earlier segments left: `together` is the node that says so.
+    void handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,
+                         const Field& together);
     void handOverData(std::size_t count = SIZE_MAX);
     /// What is left is padding or a trailer of the link.
     void endHere();
@@ -161,6 +166,47 @@ public:
     void handOverOwn(const Protocol& protocol, std::size_t offset, std::size_t count);
     void setStream() { isStream_ = true; }
     bool isStream() const { return isStream_; }
+    /// Whether the protocol's usual framing is missing because its carrier does without.
+    bool isBare() const { return isBare_; }
+    void setBare() { isBare_ = true; }
+
+    // Messages of a stream.
+
+    /// How many of the first bytes belong to a message that began in an earlier segment.
+    std::size_t continued() const { return continued_; }
+    /// A message begins here. When it is not all here, it is kept until the segment that completes it.
+    void beginMessage()
+    {
+        message_ = offset_;
+        hasMessage_ = true;
+        missing_ = 0;
+    }
+    /// The message does not end with this segment, but for so many bytes nobody needs to see more of it.
+    void goesOn(std::uint64_t count) { goesOn_ = count; }
+    /// So many bytes of the message follow. A long one that is not all here goes by instead of being kept.
+    void expect(std::uint64_t size)
+    {
+        constexpr std::uint64_t longMessage = 16 * 1024;
+        if (size > leftOnWire() && size > longMessage)
+            goesOn(size - leftOnWire());
+    }
+    /// Nothing more can be read before at least so many bytes have followed the ones that are here.
+    void await(const Field& what, std::size_t missing = 1) { stopAt(what, left() + missing); }
+    /// A datagram of which this piece is the last to come: its payload, put together, goes to the claimant. False while
+    /// pieces are missing; the piece has not been read then.
+    bool handOverDatagram(const DatagramPiece& piece, Claim claim, const Field& together);
+    /// A connection between the ends of this segment begins.
+    void beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort);
+    /// What the protocol keeps of this way of the connection; null when frames are not followed.
+    template <typename T> T* memory(Transport transport)
+    {
+        auto* const place = memorySlot(transport);
+        if (!place)
+            return nullptr;
+        if (!*place)
+            *place = std::make_unique<T>();
+        return dynamic_cast<T*>(place->get());
+    }
 
     // What layers know of each other.
     Decoding& frame() { return decoding_; }
@@ -207,6 +253,9 @@ private:
         }
     }
     std::uint64_t stopAt(const Field& field, std::size_t need);
+    std::unique_ptr<ProtocolMemory>* memorySlot(Transport transport);
+    bool handOverTogether(const Protocol& protocol, Bytes before, const Field& together);
+    void leaveMessage();
 
     Decoding& decoding_;
     DecodeTree& tree_;
@@ -217,6 +266,15 @@ private:
     std::uint32_t wireEnd_;
     std::uint8_t flags_;
     bool isStream_;
+    bool isSegment_;
+    bool isBare_;
+    std::uint32_t continued_;
+    std::uint32_t message_ = 0;
+    bool hasMessage_ = false;
+    std::uint16_t windows_ = 0;      ///< windows that are open
+    std::uint16_t shortWindows_ = 0; ///< those of them whose bytes are not all there
+    std::uint64_t missing_ = 0;      ///< how many bytes the unfinished message is known to lack
+    std::uint64_t goesOn_ = 0;
     bool stopped_ = false;
     bool handedOver_ = false;
     bool passedCut_ = false; ///< what the capture cut off belongs to an inner layer

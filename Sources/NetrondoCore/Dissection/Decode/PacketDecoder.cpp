@@ -5,11 +5,24 @@
 
 namespace netrondo {
 
+PacketDecoder::PacketDecoder(bool isNanosecond, Keep keep)
+    : fractionToNanoseconds_(isNanosecond ? 1 : 1000)
+    , contexts_(keep == Keep::contexts ? std::make_unique<FrameContexts>() : nullptr)
+    , session_(std::make_unique<DecodeSession>(contexts_.get()))
+{ }
+
 std::int64_t PacketDecoder::absolute(const CaptureFrame& frame) const
 {
     // Times are kept in wrapping arithmetic: a file can hold any number, and only differences are shown.
     return static_cast<std::int64_t>(frame.timestampSeconds * 1'000'000'000u
                                      + frame.timestampFraction * static_cast<std::uint64_t>(fractionToNanoseconds_));
+}
+
+void PacketDecoder::number(const CaptureFrame& frame, std::uint64_t number, FrameSummary& summary) const
+{
+    summary.number = number;
+    summary.nanoseconds =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(absolute(frame)) - static_cast<std::uint64_t>(start_));
 }
 
 void PacketDecoder::skip(const CaptureFrame& frame)
@@ -21,15 +34,21 @@ void PacketDecoder::skip(const CaptureFrame& frame)
 void PacketDecoder::decodeNext(const CaptureFrame& frame, DecodedFrame& decoded)
 {
     skip(frame);
-    decode(frame, count_, decoded);
+    decodeCounted(frame, decoded);
+}
+
+void PacketDecoder::decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded)
+{
+    number(frame, count_, decoded.summary);
+    Dissector::decode(frame, decoded.tree, decoded.summary, session_.get());
 }
 
 void PacketDecoder::decode(const CaptureFrame& frame, std::uint64_t number, DecodedFrame& decoded) const
 {
-    decoded.summary.number = number;
-    decoded.summary.nanoseconds =
-        static_cast<std::int64_t>(static_cast<std::uint64_t>(absolute(frame)) - static_cast<std::uint64_t>(start_));
-    Dissector::decode(frame, decoded.tree, decoded.summary);
+    this->number(frame, number, decoded.summary);
+    if (contexts_)
+        contexts_->find(number, decoded.contexts);
+    Dissector::decode(frame, decoded.tree, decoded.summary, nullptr, contexts_ ? &decoded.contexts : nullptr);
 }
 
 } // namespace netrondo

@@ -2,8 +2,11 @@
 #pragma once
 
 #include "Capture/CaptureFrame.h"
+#include "Dissection/Decode/DecodeSession.h"
 #include "Dissection/Decode/DecodeTree.h"
 #include "Dissection/Decode/FrameSummary.h"
+
+#include <memory>
 
 namespace netrondo {
 
@@ -12,6 +15,7 @@ namespace netrondo {
 struct DecodedFrame {
     FrameSummary summary;
     DecodeTree tree;
+    FoundContexts contexts; ///< what the frame needed of earlier ones when it was decoded out of turn
 
     /// Whether the frame carries the protocol, quoted packets included.
     bool carries(const Protocol& protocol) const
@@ -25,24 +29,37 @@ struct DecodedFrame {
 };
 
 /// Numbers frames and times them against the first one.
+///
+/// Frames that are decoded in their order know what the ones before left unfinished. With `Keep::contexts` the decoder
+/// keeps what each of them needed, and then decodes any of them again as it was the first time.
 class PacketDecoder {
 public:
+    enum class Keep { nothing, contexts };
+
     /// `isNanosecond`: the file says that its fractions are nanoseconds.
-    explicit PacketDecoder(bool isNanosecond = false) : fractionToNanoseconds_(isNanosecond ? 1 : 1000) { }
+    explicit PacketDecoder(bool isNanosecond = false, Keep keep = Keep::nothing);
 
     /// Decodes the next frame of a capture: the first one gets the number 1 and the time 0.
     void decodeNext(const CaptureFrame& frame, DecodedFrame& decoded);
-    /// Counts a frame without decoding it.
+    /// Counts a frame without decoding it; what it would have left for later ones is unknown to them.
     void skip(const CaptureFrame& frame);
-    /// Decodes any frame, by its number; the time counts from the first frame that was met.
+    /// Decodes the frame that was counted last.
+    void decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded);
+    /// Decodes any frame, by its number; the time counts from the first frame that was met. It may be called while
+    /// another thread decodes frames in their order.
     void decode(const CaptureFrame& frame, std::uint64_t number, DecodedFrame& decoded) const;
+
+    const DecodeSession& session() const { return *session_; }
 
 private:
     std::int64_t absolute(const CaptureFrame& frame) const;
+    void number(const CaptureFrame& frame, std::uint64_t number, FrameSummary& summary) const;
 
     std::int64_t fractionToNanoseconds_;
     std::int64_t start_ = 0;
     std::uint64_t count_ = 0;
+    std::unique_ptr<FrameContexts> contexts_;
+    std::unique_ptr<DecodeSession> session_;
 };
 
 } // namespace netrondo

@@ -189,8 +189,20 @@ void info(const DecodedFrame& frame, TextSink& out)
     const auto layers = frame.tree.layers();
     const auto before = out.size();
     const auto say = [&](const LayerEntry& layer) {
-        if (layer.protocol->describe && !layer.quoted)
-            layer.protocol->describe(LayerView(frame.tree, layer.node), out);
+        if (!layer.protocol->describe || layer.quoted)
+            return;
+        const LayerView view(frame.tree, layer.node);
+        const auto nodes = view.nodes();
+        if (!nodes.empty() && nodes[0].field == &stop::continuation) {
+            out("Continuation, {} bytes", nodes[0].length);
+            if (nodes.size() == 1)
+                return;
+            out.put(", ");
+        }
+        const auto start = out.size();
+        layer.protocol->describe(view, out);
+        if (out.size() == start && start > before + 2)
+            out.truncate(start - 2);
     };
     const auto isEmbedded = [&](const LayerEntry& layer) { return frame.tree[layer.node].flags & Node::embedded; };
     for (auto i = layers.size(); i-- > 0 && out.size() == before;) {

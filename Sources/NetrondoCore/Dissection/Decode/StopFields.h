@@ -10,6 +10,8 @@ inline constexpr Field cut{"decode.cut", "The capture ends here", Wire::madeText
 inline constexpr Field malformed{"decode.malformed", "Malformed", Wire::madeText};
 inline constexpr Field continues{"decode.continues", "Goes on in another segment", Wire::madeText};
 inline constexpr Field quoteEnds{"decode.quote_end", "The quoted packet ends here", Wire::madeText};
+/// Bytes of a message that began in an earlier segment.
+inline constexpr Field continuation{"decode.continuation", "Continuation of a message", Wire::bytes};
 /// Bytes behind everything that the dissector knows.
 inline constexpr Field undecoded{"decode.rest", "Not decoded further", Wire::bytes};
 

@@ -89,7 +89,7 @@ GlanceField::GlanceField(const DisplayFilterField& field) : place(Place::frame),
     }
 }
 
-FrameGlance::FrameGlance(const CaptureFrame& frame) : frame_(frame)
+FrameGlance::FrameGlance(const CaptureFrame& frame, const DecodeSession* session) : frame_(frame), session_(session)
 {
     const auto bytes = frame.data;
     if (frame.linkType != LinkType::ethernet || bytes.size() < ethernetHeader + ipv4Header + udpHeader
@@ -157,7 +157,16 @@ std::optional<bool> FrameGlance::has(Place place)
     case Place::otherNetwork: return false;
     case Place::application: break;
     }
-    return application() ? std::nullopt : std::optional(false);
+    return application() || isKnownConnection() ? std::nullopt : std::optional(false);
+}
+
+bool FrameGlance::isKnownConnection() const
+{
+    return session_ && isTcp_ && !payload_.empty()
+        && session_->knowsProtocol(ConnectionPlace::of(Transport::tcp, source(isIpv6_ ? Place::ipv6 : Place::ip),
+                                                       sourcePort(), destination(isIpv6_ ? Place::ipv6 : Place::ip),
+                                                       destinationPort())
+                                       .key);
 }
 
 Address FrameGlance::source(Place place) const

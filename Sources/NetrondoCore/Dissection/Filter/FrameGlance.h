@@ -4,6 +4,7 @@
 
 #include "Base/Address.h"
 #include "Capture/CaptureFrame.h"
+#include "Dissection/Decode/DecodeSession.h"
 #include "Dissection/Decode/Protocol.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 
@@ -41,8 +42,8 @@ struct GlanceField {
 /// whole, TCP or UDP. Of any other frame it says that it cannot tell.
 class FrameGlance {
 public:
-    /// The frame's bytes outlive this object.
-    explicit FrameGlance(const CaptureFrame& frame);
+    /// The frame's bytes and the session, if there is one, outlive this object.
+    explicit FrameGlance(const CaptureFrame& frame, const DecodeSession* session = nullptr);
 
     /// Shows `visit` the values under the field until it returns true, and tells whether it did; nothing where a glance
     /// does not show them.
@@ -84,6 +85,8 @@ private:
     std::optional<bool> has(GlanceField::Place place);
     /// The protocol that would decode the payload, or none.
     const Protocol* application();
+    /// Whether earlier segments told the payload's protocol.
+    bool isKnownConnection() const;
 
     std::uint16_t sourcePort() const { return load::be16(transport_); }
     std::uint16_t destinationPort() const { return load::be16(transport_ + 2); }
@@ -97,6 +100,7 @@ private:
     }
 
     const CaptureFrame& frame_;
+    const DecodeSession* session_;
     bool isOrdinary_ = false;
     bool isIpv6_ = false;
     bool isTcp_ = false;

@@ -15,32 +15,32 @@ FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosec
 void FrameSelector::skip(const CaptureFrame& frame)
 {
     decoder_.skip(frame);
-    ++count_;
 }
 
 bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
 {
     skip(frame);
-    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame) : true;
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen == false)
         return false;
-    decoder_.decode(frame, count_, decoded);
+    decoder_.decodeCounted(frame, decoded);
     return seen || filter_->matches(decoded);
 }
 
 bool FrameSelector::next(const CaptureFrame& frame)
 {
     skip(frame);
-    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame) : true;
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen)
         return *seen;
-    decoder_.decode(frame, count_, scratch_);
+    decoder_.decodeCounted(frame, scratch_);
     return filter_->matches(scratch_);
 }
 
-std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame)
+std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame,
+                                     const DecodeSession* session)
 {
-    FrameGlance glance(frame);
+    FrameGlance glance(frame, session);
     return filter.program().run([&](const FilterTest& test) -> std::optional<bool> {
         if (!test.comparison)
             return glance.anyValue(test.glance, [](auto) { return true; });

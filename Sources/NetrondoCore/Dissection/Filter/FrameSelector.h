@@ -1,4 +1,5 @@
 // Goes through the frames of a capture and picks those that a filter selects, decoding no more of them than it must.
+// A message spread over frames that were not decoded is not put together.
 #pragma once
 
 #include "Dissection/Decode/PacketDecoder.h"
@@ -26,11 +27,12 @@ public:
 private:
     std::optional<DisplayFilter> filter_;
     PacketDecoder decoder_;
-    std::uint64_t count_ = 0;
     DecodedFrame scratch_;
 };
 
-/// What can be told of a frame by looking at its fixed places, or nothing: then it takes decoding.
-std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame);
+/// What can be told of a frame by looking at its fixed places, or nothing: then it takes decoding. `session` is that of
+/// the frames decoded before, if there is one.
+std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame,
+                                     const DecodeSession* session = nullptr);
 
 } // namespace netrondo

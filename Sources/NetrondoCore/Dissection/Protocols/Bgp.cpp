@@ -132,6 +132,7 @@ void decode(Layer& bgp)
             bgp.readRest(continuation);
             return;
         }
+        bgp.beginMessage();
         Layer::Group group(bgp, message, bgp.peek8(18));
         bgp.readBytes(marker, 16);
         const auto size = bgp.read(length), kind = bgp.read(type);

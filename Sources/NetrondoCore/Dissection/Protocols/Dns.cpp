@@ -13,6 +13,7 @@ void readMessages(Layer& layer, dnsMessage::Names names)
     if (!layer.isStream())
         return dnsMessage::read(layer, names);
     while (layer.more()) {
+        layer.beginMessage();
         const auto size = layer.read(length);
         if (layer.stopped())
             return;

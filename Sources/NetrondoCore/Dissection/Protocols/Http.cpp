@@ -4,6 +4,8 @@
 #include "Dissection/Protocols/TextLines.h"
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 
 namespace netrondo {
 namespace {
@@ -96,17 +98,49 @@ void readStartLine(Layer& http)
     http.tree().close(node);
 }
 
+/// How long the body is, or nothing when only the end of the connection or the chunks tell (RFC 9112, 6.3).
+std::optional<std::uint64_t> bodyLength(const Layer& http, std::span<const Node> message)
+{
+    const auto find = [&](const Field& field) { return std::ranges::find(message, &field, &Node::field); };
+    if (find(encoding) != message.end())
+        return {};
+    const auto code = find(status);
+    const bool isAnswer = code != message.end();
+    if (isAnswer && (code->number < 200 || code->number == 204 || code->number == 304))
+        return 0;
+    const auto told = find(contentLength);
+    if (told == message.end())
+        return isAnswer ? std::nullopt : std::optional<std::uint64_t>(0);
+    std::uint64_t length = 0;
+    const auto text = asText(http.bytesOf(*told));
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), length);
+    return end.ec == std::errc() ? std::optional(length) : std::nullopt;
+}
+
+void readBody(Layer& http, std::optional<std::uint64_t> size)
+{
+    if (size && *size > http.leftOnWire())
+        http.goesOn(*size - http.leftOnWire());
+    const auto here = size ? std::min<std::uint64_t>(*size, http.left()) : http.left();
+    if (here)
+        http.readBytes(body, here);
+}
+
 void decodeHttp(Layer& http)
 {
-    const auto text = asText(http.rest());
-    if (!isResponse(text) && !isRequest(text)) {
-        if (http.left())
+    while (http.more()) {
+        const auto text = asText(http.rest());
+        if (!isResponse(text) && !isRequest(text)) {
             http.readRest(continuation);
-        return;
+            return;
+        }
+        http.beginMessage();
+        const auto first = http.tree().size();
+        readStartLine(http);
+        if (!headerLines::read(http, header, knownHeaders))
+            return http.isStream() ? http.await(header) : static_cast<void>(0);
+        readBody(http, bodyLength(http, http.tree().nodes().subspan(first)));
     }
-    readStartLine(http);
-    if (headerLines::read(http, header, knownHeaders) && http.left())
-        http.readRest(body);
 }
 
 void describeHttp(const LayerView& http, TextSink& out)

@@ -158,9 +158,12 @@ void decode(Layer& http2)
             http2.readRest(continuation);
             return;
         }
+        http2.beginMessage();
         const Layer::Group group(http2, frame, http2.peek8(3));
         const auto size = http2.read(length), kind = http2.read(type), bits = http2.read(flags);
         http2.read(stream);
+        if (kind == 0 && size > http2.leftOnWire()) // contents are not looked into
+            http2.goesOn(size - http2.leftOnWire());
         const Layer::Window content(http2, size);
         readBody(http2, kind, bits);
     }

@@ -28,6 +28,7 @@ constexpr Field reservedBit{"ip.rb", "Reserved bit", Wire::bit, {}, 0x8000};
 constexpr Field dontFragment{"ip.df", "Don’t fragment", Wire::bit, {}, 0x4000};
 constexpr Field moreFragments{"ip.mf", "More fragments", Wire::bit, {}, 0x2000};
 constexpr Field fragmentOffset{"ip.frag_offset", "Fragment offset", Wire::number};
+constexpr Field together{"ip.together", "Datagram put together from its pieces", Wire::number};
 constexpr Field ttl{"ip.ttl", "IPv4 TTL", Wire::u8};
 constexpr Field next{"ip.proto", "IPv4 protocol", Wire::u8, ipProtocolNames};
 constexpr Field checksum{"ip.checksum", "IPv4 header checksum", Wire::checksum16};
@@ -70,9 +71,29 @@ void readOptions(Layer& ip, std::size_t count)
     }
 }
 
-void handOver(Layer& ip, std::uint64_t protocol, std::uint64_t pieceOffset, std::size_t payload)
+/// Where a packet stands in its datagram.
+struct Piece {
+    std::uint32_t source, destination, identification;
+    std::uint16_t bits;
+
+    bool isPiece() const { return bits & 0x3fff; }
+    std::uint32_t offset() const { return (bits & 0x1fffu) * 8; }
+};
+
+bool isPutTogether(Layer& ip, const Piece& piece, std::uint8_t protocol, std::size_t payload)
 {
-    if (pieceOffset)
+    if (!piece.isPiece() || payload > ip.left())
+        return false;
+    return ip.handOverDatagram({Address::ipv4(piece.source), Address::ipv4(piece.destination), piece.identification,
+                                protocol, !(piece.bits & 0x2000), piece.offset(), ip.rest().first(payload)},
+                               ipProtocol(protocol), together);
+}
+
+void handOver(Layer& ip, std::uint64_t protocol, const Piece& piece, std::size_t payload)
+{
+    if (isPutTogether(ip, piece, static_cast<std::uint8_t>(protocol), payload))
+        return ip.endHere();
+    if (piece.offset())
         ip.handOverData(payload);
     else
         ip.handOver(ipProtocol(static_cast<std::uint8_t>(protocol)), payload);
@@ -92,7 +113,7 @@ void decode(Layer& ip)
         return ip.reject(headerLength);
     ip.readParts(service, dscp, ecn);
     const auto total = ip.read(length);
-    ip.read(identification);
+    const auto id = ip.read(identification);
     const auto pieces = ip.peek16();
     const auto pieceOffset = static_cast<std::uint64_t>(pieces & 0x1fff) * 8;
     const auto piecesAt = ip.tree().size();
@@ -111,17 +132,19 @@ void decode(Layer& ip)
     if (ip.stopped())
         return;
     ip.setEndpoints(Address::ipv4(static_cast<std::uint32_t>(from)), Address::ipv4(static_cast<std::uint32_t>(to)));
-    ip.frame().isFragment = (pieces & 0x3fff) != 0;
+    const Piece piece{static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(to), static_cast<std::uint32_t>(id),
+                      pieces};
+    ip.frame().isFragment = piece.isPiece();
     if (header > 20)
         readOptions(ip, header - 20);
     if (ip.stopped())
         return;
     // A total length of 0 is what a sender that leaves segmentation to its network card shows to a local capture.
     if (total == 0)
-        return handOver(ip, protocol, pieceOffset, ip.left());
+        return handOver(ip, protocol, piece, ip.left());
     if (total < header)
         return ip.reject(length);
-    handOver(ip, protocol, pieceOffset, total - header);
+    handOver(ip, protocol, piece, total - header);
 }
 
 void describe(const LayerView& ip, TextSink& out)

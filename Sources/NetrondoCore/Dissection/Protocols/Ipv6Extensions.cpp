@@ -27,6 +27,7 @@ constexpr Field reserved{"ipv6.frag_reserved", "Reserved", Wire::u8};
 constexpr Field fragment{"ipv6.frag", "Fragmentation", Wire::hex16};
 constexpr Field fragmentOffset{"ipv6.frag_offset", "Fragment offset in 8 bytes", Wire::bits, {}, 0xfff8};
 constexpr Field moreFragments{"ipv6.frag_more", "More fragments", Wire::bit, {}, 0x0001};
+constexpr Field together{"ipv6.together", "Datagram put together from its pieces", Wire::number};
 constexpr Field identification{"ipv6.frag_id", "Identification", Wire::hex32};
 
 void handOver(Layer& layer, std::uint64_t number)
@@ -103,10 +104,17 @@ void decode(Layer& layer)
     const auto number = layer.read(next);
     layer.read(reserved);
     const auto bits = layer.readParts(fragment, fragmentOffset, moreFragments);
-    layer.read(identification);
+    const auto id = layer.read(identification);
     if (layer.stopped())
         return;
     layer.frame().isFragment = (bits & 0xfff9) != 0;
+    const auto& frame = layer.frame();
+    if (frame.isFragment && !layer.isCut()
+        && layer.handOverDatagram({frame.networkSource, frame.networkDestination, static_cast<std::uint32_t>(id),
+                                   static_cast<std::uint8_t>(number), !(bits & 1),
+                                   static_cast<std::uint32_t>(bits & 0xfff8), layer.rest()},
+                                  ipProtocol(static_cast<std::uint8_t>(number)), together))
+        return;
     if (bits & 0xfff8)
         layer.handOverData();
     else

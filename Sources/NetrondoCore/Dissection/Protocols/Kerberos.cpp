@@ -179,7 +179,9 @@ void decode(Layer& kerberos)
             kerberos.readRest(element);
             return;
         }
+        kerberos.beginMessage();
         const auto size = kerberos.read(recordLength);
+        kerberos.expect(size);
         const Layer::Window record(kerberos, size);
         readMessage(kerberos);
     }

@@ -158,8 +158,10 @@ void decode(Layer& ldap)
             ldap.readRest(sasl); // wrapped after the bind, or the middle of a message
             return;
         }
+        ldap.beginMessage();
         const Layer::Group group(ldap, message);
         const auto size = ber::enter(ldap, ber::sequence, message);
+        ldap.expect(size);
         const Layer::Window content(ldap, size);
         ber::readInteger(ldap, messageId);
         readOperation(ldap);

@@ -110,9 +110,11 @@ void decode(Layer& mqtt)
             mqtt.readRest(data);
             return;
         }
+        mqtt.beginMessage();
         const Layer::Group group(mqtt, message, mqtt.peek8() >> 4);
         const auto bits = mqtt.readParts(first, type, duplicate, quality, retain);
         const auto size = readLength(mqtt);
+        mqtt.expect(size);
         const Layer::Window content(mqtt, size);
         readBody(mqtt, bits >> 4, bits);
     }

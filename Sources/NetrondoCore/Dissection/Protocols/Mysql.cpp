@@ -90,6 +90,10 @@ void decode(Layer& mysql)
 {
     const bool fromServer = mysql.summary().sourcePort < mysql.summary().destinationPort;
     for (bool first = true; mysql.more(); first = false) {
+        const std::uint32_t announced =
+            mysql.peek8() | std::uint32_t{mysql.peek8(1)} << 8 | std::uint32_t{mysql.peek8(2)} << 16;
+        if (announced < 16 * 1024) // from the middle of a result anything may follow
+            mysql.beginMessage();
         const Layer::Group group(mysql, packet);
         const auto number = mysql.peek8(3);
         const auto size = readHeader(mysql);

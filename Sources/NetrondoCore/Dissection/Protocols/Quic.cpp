@@ -203,6 +203,7 @@ public:
                 std::ranges::copy(pieces_[i].bytes, room.begin() + static_cast<std::ptrdiff_t>(pieces_[i].at));
         }
         layer.setStream();
+        layer.setBare();
         layer.handOverOwn(tls::protocol, static_cast<std::size_t>(room.data() - layer.tree().ownBytes().data()), end);
     }
 

@@ -73,6 +73,7 @@ void decode(Layer& rdp)
             rdp.readRest(fastPath);
             return;
         }
+        rdp.beginMessage();
         const Layer::Group group(rdp, packet);
         rdp.read(version, reserved);
         const auto size = rdp.read(length);

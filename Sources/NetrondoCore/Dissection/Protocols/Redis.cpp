@@ -34,6 +34,7 @@ void decode(Layer& redis)
 {
     while (redis.more()) {
         const auto kind = redis.peek8();
+        redis.beginMessage();
         if (nameIn(kinds, kind).empty()) {
             if (textLines::isText(redis.rest()))
                 redis.readLine(inlineCommand);
@@ -45,6 +46,7 @@ void decode(Layer& redis)
         const auto head = redis.readLine(line);
         const auto size = kind == '$' || kind == '!' || kind == '=' ? sizeIn(head) : -1;
         if (size >= 0) {
+            redis.expect(static_cast<std::uint64_t>(size) + 2);
             redis.readText(text, static_cast<std::size_t>(size));
             redis.skip(2);
         }

@@ -119,7 +119,9 @@ void decode(Layer& rpc)
             rpc.readRest(continuation);
             return;
         }
+        rpc.beginMessage();
         const auto size = rpc.readParts(fragment, isLast, fragmentLength) & 0x7fffffff;
+        rpc.expect(size);
         const Layer::Window record(rpc, size);
         readMessage(rpc);
     }

@@ -38,9 +38,12 @@ void decodeMessage(Layer& sip)
         sip.readRest(keepAlive);
         return;
     }
+    sip.beginMessage();
     sip.readLine(start);
     const auto nodes = sip.tree().size();
-    if (!headerLines::read(sip, header, known) || !sip.left())
+    if (!headerLines::read(sip, header, known))
+        return sip.isStream() ? sip.await(header) : static_cast<void>(0);
+    if (!sip.left())
         return;
     const auto all = sip.tree().nodes().subspan(nodes);
     const auto type = std::ranges::find(all, &contentType, &Node::field);

@@ -23,9 +23,11 @@ void decode(Layer& nbss)
             nbss.readRest(continuation);
             return;
         }
+        nbss.beginMessage();
         const auto kind = nbss.read(type), size = nbss.read(length);
         if (nbss.stopped())
             return;
+        nbss.expect(size);
         if (kind == 0 && size) {
             nbss.handOver(smb::protocol, size);
             if (!nbss.left())

@@ -49,6 +49,7 @@ constexpr Field window{"tcp.window", "TCP window", Wire::u16};
 constexpr Field checksum{"tcp.checksum", "TCP checksum", Wire::checksum16};
 constexpr Field urgentPointer{"tcp.urgent", "Urgent pointer", Wire::u16};
 constexpr Field payloadLength{"tcp.len", "TCP payload length", Wire::number};
+constexpr Field together{"tcp.together", "Put together with earlier bytes", Wire::number};
 constexpr Field option{"tcp.option", "TCP option", Wire::group, optionKinds};
 constexpr Field optionKind{"tcp.option_kind", "Kind", Wire::u8, optionKinds};
 constexpr Field optionLength{"tcp.option_len", "Length", Wire::u8};
@@ -142,7 +143,8 @@ void decode(Layer& tcp)
     if (tcp.stopped())
         return;
     tcp.setPorts(Transport::tcp, static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to));
-    tcp.read(sequence, acknowledgment);
+    const auto number = tcp.read(sequence);
+    tcp.read(acknowledgment);
     if (tcp.left() < 2)
         return static_cast<void>(tcp.read(flags));
     const auto word = tcp.peek16();
@@ -166,8 +168,12 @@ void decode(Layer& tcp)
     if (tcp.stopped())
         return;
     tcp.add(payloadLength, tcp.leftOnWire());
-    tcp.setStream();
-    tcp.handOverPayload(Transport::tcp, static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to));
+    const bool opens = word & tcpFlag::syn;
+    if (opens)
+        tcp.beginConnection(static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to));
+    // The SYN takes a number of its own, before any data that comes with it (RFC 9293, 3.4).
+    tcp.handOverSegment(static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to),
+                        static_cast<std::uint32_t>(number) + opens, together);
 }
 
 void describeOptions(const LayerView& tcp, TextSink& out)

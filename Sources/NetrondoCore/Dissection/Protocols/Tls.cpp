@@ -2,6 +2,9 @@
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/TlsHandshake.h"
 
+#include <algorithm>
+#include <array>
+
 namespace netrondo {
 namespace {
 
@@ -15,6 +18,7 @@ constexpr Field alertDescription{"tls.alert.desc", "TLS alert description", Wire
 constexpr Field encryptedHandshake{"tls.encrypted_handshake", "Encrypted handshake message", Wire::bytes};
 constexpr Field encryptedAlert{"tls.encrypted_alert", "Encrypted alert", Wire::bytes};
 constexpr Field applicationData{"tls.app_data", "Encrypted application data", Wire::bytes};
+constexpr Field piece{"tls.handshake_piece", "Piece of a handshake message", Wire::bytes};
 constexpr Field cipherChange{"tls.change_cipher_spec", "Change cipher spec", Wire::bytes};
 constexpr Field heartbeat{"tls.heartbeat", "Heartbeat", Wire::bytes};
 constexpr Field continuation{"tls.continuation", "Continuation of a record", Wire::bytes};
@@ -31,17 +35,66 @@ void readAlert(Layer& tls)
         tls.mark(Expert::tlsFatalAlert);
 }
 
-void readContent(Layer& tls, std::uint64_t kind, tlsHandshake::Framing framing, bool encrypted)
+/// Handshake messages of the records before encryption; one may be cut into several records (RFC 8446, 5.1).
+class HandshakePieces {
+public:
+    bool isOpen() const { return size_ > 0; }
+    std::size_t missing() const { return needed_ - std::min(needed_, size_); }
+
+    /// Reads a record's content: whole messages as they come, the piece of a longer one as bytes.
+    void read(Layer& tls, bool isWhole)
+    {
+        if (!isOpen()) {
+            const auto whole = tlsHandshake::wholeMessages(tls.rest());
+            if (whole) {
+                const Layer::Window messages(tls, whole);
+                tlsHandshake::readMessages(tls, tlsHandshake::Framing::stream);
+            }
+            if (!tls.more())
+                return;
+            if (!isWhole || tls.left() < 4) // the record itself goes on: what is there is read as far as it goes
+                return tlsHandshake::readMessages(tls, tlsHandshake::Framing::stream);
+            needed_ = 4 + (tls.peek32() & 0xffffff);
+        }
+        const auto bytes = tls.readRest(piece);
+        if (count_ == pieces_.size())
+            return;
+        pieces_[count_++] = bytes;
+        size_ += bytes.size();
+    }
+    /// Gives the message to a layer of its own once it is all there.
+    void handOver(Layer& tls)
+    {
+        if (!isOpen() || missing())
+            return;
+        const auto room = tls.tree().makeBytes(size_);
+        auto to = room.begin();
+        for (std::size_t i = 0; i < count_ && !room.empty(); ++i)
+            to = std::ranges::copy(pieces_[i], to).out;
+        size_ = count_ = 0;
+        if (room.empty())
+            return;
+        tls.setBare();
+        tls.handOverOwn(tls::protocol, static_cast<std::size_t>(room.data() - tls.tree().ownBytes().data()),
+                        room.size());
+    }
+
+private:
+    std::array<Bytes, 64> pieces_;
+    std::size_t count_ = 0, size_ = 0, needed_ = 0;
+};
+
+bool isPlainHandshake(Layer& tls, std::uint64_t kind, bool encrypted, const HandshakePieces& pieces)
+{
+    return kind == 22 && !encrypted && (pieces.isOpen() || tlsHandshake::looksPlain(tls.rest()));
+}
+
+void readContent(Layer& tls, std::uint64_t kind)
 {
     switch (kind) {
     case 20: tls.readRest(cipherChange); break;
     case 21: readAlert(tls); break;
-    case 22:
-        if (!encrypted && tlsHandshake::looksPlain(tls.rest()))
-            tlsHandshake::readMessages(tls, framing);
-        else
-            tls.readRest(encryptedHandshake);
-        break;
+    case 22: tls.readRest(encryptedHandshake); break;
     case 24: tls.readRest(heartbeat); break;
     default: tls.readRest(applicationData); break;
     }
@@ -61,24 +114,38 @@ bool isDatagramRecord(Bytes bytes)
 
 void decodeTls(Layer& tls)
 {
-    if (tls.isOwn()) // QUIC carries the messages without records (RFC 9001, 4.1)
+    if (tls.isBare()) // QUIC carries the messages without records (RFC 9001, 4.1)
         return tlsHandshake::readMessages(tls, tlsHandshake::Framing::stream);
     bool encrypted = false;
+    HandshakePieces pieces;
     while (tls.more()) {
         if (!isRecord(tls.rest())) { // the middle of a record whose start came in an earlier segment
             tls.readRest(continuation);
             return;
         }
+        if (!pieces.isOpen())
+            tls.beginMessage();
         const Layer::Group group(tls, record, tls.peek8());
         const auto kind = tls.read(contentType);
         tls.read(tlsHandshake::version);
         const auto size = tls.read(length);
         if (tls.stopped())
             return;
+        const bool isPlain = isPlainHandshake(tls, kind, encrypted, pieces);
+        // What is encrypted needs no putting together.
+        if (size > tls.leftOnWire() && (kind >= 23 || (kind == 22 && !isPlain && tls.left() >= 4)))
+            tls.goesOn(size - tls.leftOnWire());
+        const bool isWhole = size <= tls.left();
         const Layer::Window window(tls, size);
-        readContent(tls, kind, tlsHandshake::Framing::stream, encrypted);
+        if (isPlain)
+            pieces.read(tls, isWhole);
+        else
+            readContent(tls, kind);
+        pieces.handOver(tls);
         encrypted = encrypted || kind == 20;
     }
+    if (pieces.isOpen())
+        tls.await(tlsHandshake::message, pieces.missing());
 }
 
 void decodeDtls(Layer& tls)
@@ -93,7 +160,10 @@ void decodeDtls(Layer& tls)
         tls.read(sequence);
         const auto size = tls.read(length);
         const Layer::Window window(tls, size);
-        readContent(tls, kind, tlsHandshake::Framing::datagram, era != 0);
+        if (kind == 22 && era == 0 && tlsHandshake::looksPlain(tls.rest()))
+            tlsHandshake::readMessages(tls, tlsHandshake::Framing::datagram);
+        else
+            readContent(tls, kind);
     }
 }
 

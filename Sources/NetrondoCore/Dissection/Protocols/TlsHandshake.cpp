@@ -213,6 +213,18 @@ bool looksPlain(Bytes bytes)
     return bytes[1] == 0 || (bytes[0] == 11 && bytes[1] < 4);
 }
 
+std::size_t wholeMessages(Bytes bytes)
+{
+    std::size_t at = 0;
+    while (bytes.size() - at >= 4) {
+        const auto size = 4 + (load::be32(&bytes[at]) & 0xffffff);
+        if (size > bytes.size() - at)
+            break;
+        at += size;
+    }
+    return at;
+}
+
 void readMessages(Layer& layer, Framing framing)
 {
     while (layer.more()) {

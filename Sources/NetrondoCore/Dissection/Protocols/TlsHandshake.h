@@ -15,6 +15,8 @@ enum class Framing { stream, datagram };
 
 /// Whether the bytes look like the start of a handshake message in the clear.
 bool looksPlain(Bytes bytes);
+/// How many of the bytes are whole messages.
+std::size_t wholeMessages(Bytes bytes);
 /// Reads messages up to the end of the layer's window.
 void readMessages(Layer& layer, Framing framing);
 /// ", " and the name of each message, with the server's name and the chosen suite.

@@ -1,0 +1,191 @@
+// Connections by their ends, messages by their sequence numbers, datagrams by their pieces.
+#include "Dissection/Decode/DecodeSession.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace netrondo {
+
+ConnectionPlace ConnectionPlace::of(Transport transport, const Address& source, std::uint16_t sourcePort,
+                                    const Address& destination, std::uint16_t destinationPort)
+{
+    const auto wordsOf = [](const Address& address, std::uint16_t port) {
+        return std::tuple(address.high, address.low, port);
+    };
+    if (wordsOf(source, sourcePort) <= wordsOf(destination, destinationPort))
+        return {{source, destination, sourcePort, destinationPort, transport}, 0};
+    return {{destination, source, destinationPort, sourcePort, transport}, 1};
+}
+
+void DecodeSession::beginFrame(std::uint64_t number, std::int64_t nanoseconds)
+{
+    number_ = number;
+    now_ = nanoseconds;
+    isRepeated_ = false;
+}
+
+void DecodeSession::forgetAll()
+{
+    connections_.clear();
+    pendingBytes_ = memories_ = 0;
+}
+
+void DecodeSession::forget(const ConnectionKey& key)
+{
+    const auto found = connections_.find(key);
+    if (found == connections_.end())
+        return;
+    for (const auto& way : found->second.ways) {
+        pendingBytes_ -= way.pending.size();
+        memories_ -= way.memory != nullptr;
+    }
+    connections_.erase(found);
+}
+
+bool DecodeSession::knowsProtocol(const ConnectionKey& key) const
+{
+    const auto found = connections_.find(key);
+    return found != connections_.end() && found->second.protocol;
+}
+
+DecodeSession::Connection& DecodeSession::connect(const ConnectionKey& key)
+{
+    if (connections_.size() >= maxConnections)
+        forgetAll();
+    return connections_[key];
+}
+
+std::unique_ptr<ProtocolMemory>* DecodeSession::memory(const ConnectionPlace& place)
+{
+    auto& way = connect(place.key).ways[place.way];
+    if (!way.memory && memories_++ >= maxMemories) {
+        forgetAll();
+        return nullptr;
+    }
+    return &way.memory;
+}
+
+StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint32_t sequence, std::uint32_t size,
+                                         bool isWhole)
+{
+    place_ = place;
+    sequence_ = sequence;
+    size_ = size;
+    isWhole_ = isWhole;
+    context_ = {};
+    isPassing_ = false;
+    const auto found = connections_.find(place.key);
+    if (found == connections_.end())
+        return context_;
+    auto& way = found->second.ways[place.way];
+    context_.protocol = found->second.protocol;
+    if (way.isFollowed) {
+        const auto ahead = sequence - way.next;
+        if (static_cast<std::int32_t>(ahead) < 0) {
+            isRepeated_ = true;
+        } else if (ahead > way.skip) { // bytes of a message are missing
+            pendingBytes_ -= way.pending.size();
+            way.pending.clear();
+            way.skip = way.needed = 0;
+        } else if (way.skip) { // a lost segment within a body that is skipped anyway does no harm
+            way.skip -= ahead;
+            context_.continued = static_cast<std::uint32_t>(std::min<std::uint64_t>(way.skip, size));
+        } else if (way.pending.size() + size < way.needed) {
+            context_.continued = size;
+        } else if (isWhole && !way.pending.empty()) {
+            before_ = way.pending;
+            context_.before = before_;
+        }
+        if (context_.continued || !context_.before.empty())
+            context_.protocol = way.protocol;
+    }
+    isPassing_ = context_.continued == size;
+    if (context_.protocol || context_.continued || !context_.before.empty())
+        keep(ContextKind::stream, context_.protocol, context_.continued, context_.before);
+    return context_;
+}
+
+void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
+{
+    if (isRepeated_)
+        return;
+    const auto found = connections_.find(place_.key);
+    const bool isKnown = found != connections_.end();
+    if (!isKnown && !outcome.isLearned && outcome.pending.empty() && !outcome.skip)
+        return;
+    auto& connection = isKnown ? found->second : connect(place_.key);
+    auto& way = connection.ways[place_.way];
+    way.next = sequence_ + size_;
+    way.isFollowed = true;
+    if (outcome.isLearned)
+        connection.protocol = outcome.protocol;
+    way.protocol = outcome.protocol;
+    pendingBytes_ -= way.pending.size();
+    if (isPassing_ && !outcome.isAnew && way.skip) {
+        way.skip -= size_;
+    } else if (isPassing_ && !outcome.isAnew && isWhole_) {
+        way.pending.insert(way.pending.end(), payload.begin(), payload.end());
+    } else {
+        way.skip = outcome.skip;
+        way.needed = outcome.needed;
+        way.pending.assign(outcome.pending.begin(), outcome.pending.end());
+    }
+    if (way.pending.size() > maxPendingEach || way.needed > maxPendingEach) {
+        way.needed = 0;
+        way.pending.clear();
+    }
+    pendingBytes_ += way.pending.size();
+    if (pendingBytes_ > maxPendingAll)
+        return forgetAll();
+    if (!connection.protocol && connection.ways[0].isIdle() && connection.ways[1].isIdle())
+        connections_.erase(place_.key);
+}
+
+bool DecodeSession::Datagram::fill(const DatagramPiece& piece)
+{
+    const auto end = piece.offset + piece.bytes.size();
+    if (end > maxDatagramSize || (size && end > size))
+        return false;
+    if (piece.isLast) {
+        if (!ranges.empty() && ranges.back().to > end)
+            return false;
+        size = end;
+    }
+    if (bytes.size() < end)
+        bytes.resize(end);
+    std::ranges::copy(piece.bytes, bytes.begin() + static_cast<std::ptrdiff_t>(piece.offset));
+    Range merged{piece.offset, static_cast<std::uint32_t>(end)};
+    std::erase_if(ranges, [&](const Range& range) {
+        if (range.from > merged.to || range.to < merged.from)
+            return false;
+        merged.from = std::min(merged.from, range.from);
+        merged.to = std::max(merged.to, range.to);
+        return true;
+    });
+    ranges.insert(std::ranges::lower_bound(ranges, merged.from, {}, &Range::from), merged);
+    return size && ranges.size() == 1 && ranges[0].from == 0 && ranges[0].to == size;
+}
+
+Bytes DecodeSession::datagram(const DatagramPiece& piece)
+{
+    std::erase_if(datagrams_, [&](const Datagram& old) { return now_ - old.started > datagramLifetime; });
+    auto found = std::ranges::find_if(datagrams_, [&](const Datagram& known) {
+        return known.identification == piece.identification && known.protocol == piece.protocol
+            && known.source == piece.source && known.destination == piece.destination;
+    });
+    if (found == datagrams_.end()) {
+        if (datagrams_.size() == maxDatagrams)
+            datagrams_.pop_front();
+        datagrams_.push_back({piece.source, piece.destination, piece.identification, piece.protocol, now_, 0, {}, {}});
+        found = datagrams_.end() - 1;
+    }
+    if (!found->fill(piece))
+        return {};
+    wholeDatagram_ = std::move(found->bytes);
+    datagrams_.erase(found);
+    keep(ContextKind::datagram, nullptr, 0, wholeDatagram_);
+    return wholeDatagram_;
+}
+
+} // namespace netrondo

@@ -1,0 +1,192 @@
+// Frames in their order: messages over several segments, datagrams over several fragments, tables that grow.
+#include "Support/Hex.h"
+#include "Support/Segments.h"
+
+#include <gtest/gtest.h>
+
+namespace netrondo::test {
+namespace {
+
+const auto dnsQuery = hex("0020 1234 0100 0001 0000 0000 0000 07 6578616d706c65 06 6f66666963 65 00 0001 0001");
+constexpr std::string_view request = "GET /list HTTP/1.1\r\nHost: shop.example\r\nUser-Agent: probe\r\n\r\n";
+
+TEST(DecodeSession, AMessageOverTwoSegmentsIsDecodedInTheSecond)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(53, 40000, 120, Bytes(dnsQuery).subspan(20));
+    EXPECT_EQ(capture.info(frame), "Query 0x1234 A example.office");
+    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+    EXPECT_EQ(capture.values(frame, "tcp.together"), "20");
+}
+
+TEST(DecodeSession, AMessageIsAwaitedOverAsManySegmentsAsItTakes)
+{
+    Capture capture;
+    for (std::size_t at = 0; at + 1 < dnsQuery.size(); ++at)
+        capture.tcp(53, 40000, static_cast<std::uint32_t>(at), Bytes(dnsQuery).subspan(at, 1));
+    const auto last = dnsQuery.size() - 1;
+    const auto frame = capture.tcp(53, 40000, static_cast<std::uint32_t>(last), Bytes(dnsQuery).subspan(last));
+    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+}
+
+TEST(DecodeSession, SequenceNumbersMayWrap)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 0xfffffff0, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(53, 40000, 4, Bytes(dnsQuery).subspan(20));
+    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+}
+
+TEST(DecodeSession, HeadersOverTwoSegmentsAreReadTogether)
+{
+    Capture capture;
+    capture.tcp(80, 40000, 1, asBytes(request.substr(0, 25)));
+    const auto frame = capture.tcp(80, 40000, 26, asBytes(request.substr(25)));
+    EXPECT_EQ(capture.values(frame, "http.host"), "shop.example");
+    EXPECT_EQ(capture.values(frame, "http.ua"), "probe");
+}
+
+TEST(DecodeSession, ARepeatedSegmentLeavesTheMessageAlone)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(53, 40000, 120, Bytes(dnsQuery).subspan(20));
+    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+}
+
+TEST(DecodeSession, AMissingSegmentLeavesTheRestToItself)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(53, 40000, 125, Bytes(dnsQuery).subspan(25));
+    EXPECT_EQ(capture.values(frame, "tcp.together"), "");
+    EXPECT_EQ(capture.values(frame, "dns.q"), "");
+}
+
+TEST(DecodeSession, TheTwoWaysOfAConnectionAreApart)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(40000, 53, 120, Bytes(dnsQuery).subspan(20));
+    EXPECT_EQ(capture.values(frame, "tcp.together"), "");
+}
+
+TEST(DecodeSession, ANewConnectionOfTheSamePortsBeginsAfresh)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    capture.tcp(53, 40000, 119, {}, 0x02);
+    const auto frame = capture.tcp(53, 40000, 120, Bytes(dnsQuery).subspan(20));
+    EXPECT_EQ(capture.values(frame, "tcp.together"), "");
+}
+
+TEST(DecodeSession, ALongBodyGoesByUpToTheNextMessage)
+{
+    Capture capture;
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n";
+    capture.tcp(40000, 80, 1, asBytes(head));
+    const std::string body(2000, 'x'), end = std::string(1000, 'y') + "HTTP/1.1 404 Not Found\r\n\r\n";
+    const auto at = static_cast<std::uint32_t>(1 + head.size());
+    const auto middle = capture.tcp(40000, 80, at, asBytes(body));
+    const auto last = capture.tcp(40000, 80, at + 2000, asBytes(end));
+    EXPECT_EQ(capture.info(middle), "Continuation, 2000 bytes");
+    EXPECT_EQ(capture.info(last), "Continuation, 1000 bytes, HTTP/1.1 404 Not Found");
+    EXPECT_EQ(capture.values(last, "http.status"), "404");
+}
+
+TEST(DecodeSession, ALostSegmentWithinABodyDoesNoHarm)
+{
+    Capture capture;
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n";
+    capture.tcp(40000, 80, 1, asBytes(head));
+    const std::string end = std::string(1000, 'y') + "HTTP/1.1 404 Not Found\r\n\r\n";
+    const auto last = capture.tcp(40000, 80, static_cast<std::uint32_t>(1 + head.size()) + 2000, asBytes(end));
+    EXPECT_EQ(capture.values(last, "http.status"), "404");
+}
+
+TEST(DecodeSession, AnAnswerWithoutItsAnnouncedBodyIsFollowedByTheNext)
+{
+    Capture capture;
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n"; // to a HEAD request
+    capture.tcp(40000, 80, 1, asBytes(head));
+    const auto next = capture.tcp(40000, 80, static_cast<std::uint32_t>(1 + head.size()), asBytes(head));
+    EXPECT_EQ(capture.values(next, "http.status"), "200");
+}
+
+TEST(DecodeSession, AProtocolOnceKnownByContentStaysWithTheConnection)
+{
+    Capture capture;
+    const auto hello = hex("16 0303 0004 0e000000"); // Server Hello Done on a port that says nothing
+    const auto first = capture.tcp(40000, 40001, 1, hello);
+    const auto later = capture.tcp(40000, 40001, 10, hex("99887766 55443322"));
+    EXPECT_EQ(capture.protocol(first), "TLS");
+    EXPECT_EQ(capture.protocol(later), "TLS");
+}
+
+TEST(DecodeSession, AHandshakeMessageOverSeveralRecordsIsPutTogether)
+{
+    Capture capture;
+    // A key exchange of 8 bytes, four of them in each record.
+    const auto frame = capture.tcp(443, 40000, 1, hex("16 0303 0008 0c000008 01020304  16 0303 0004 05060708"));
+    EXPECT_EQ(capture.values(frame, "tls.hs"), "12 (Server Key Exchange)");
+    EXPECT_EQ(capture.values(frame, "tls.handshake_body"), "0102030405060708");
+    const auto first = capture.tcp(443, 40001, 1, hex("16 0303 0008 0c000008 01020304"));
+    const auto second = capture.tcp(443, 40001, 14, hex("16 0303 0004 05060708"));
+    EXPECT_EQ(capture.values(first, "tls.hs"), "");
+    EXPECT_EQ(capture.values(second, "tls.handshake_body"), "0102030405060708");
+}
+
+TEST(DecodeSession, FragmentsInAnyOrderBecomeOneDatagram)
+{
+    const auto udp = hex("0035 9c40 0028 0000 1234 0100 0001 0000 0000 0000 07 6578616d706c65 06 6f66666963 65 00 0001"
+                         "0001");
+    for (const bool reversed : {false, true}) {
+        Capture capture;
+        capture.fragment(7, reversed ? 16 : 0, !reversed, reversed ? Bytes(udp).subspan(16) : Bytes(udp).first(16));
+        const auto frame =
+            capture.fragment(7, reversed ? 0 : 16, reversed, reversed ? Bytes(udp).first(16) : Bytes(udp).subspan(16));
+        EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+        EXPECT_EQ(capture.values(frame, "ip.together"), "40");
+    }
+}
+
+TEST(DecodeSession, FragmentsOfDifferentDatagramsStayApart)
+{
+    const auto udp = hex("0035 9c40 0028 0000 1234 0100 0001 0000 0000 0000 07 6578616d706c65 06 6f66666963 65 00 0001"
+                         "0001");
+    Capture capture;
+    capture.fragment(7, 0, true, Bytes(udp).first(16));
+    const auto frame = capture.fragment(8, 16, false, Bytes(udp).subspan(16));
+    EXPECT_EQ(capture.values(frame, "ip.together"), "");
+}
+
+TEST(DecodeSession, AMessageThatNeverEndsIsGivenUp)
+{
+    Capture capture;
+    std::uint32_t at = 1;
+    const std::string line = "X-Header: " + std::string(1400, 'a') + "\r\n";
+    capture.tcp(80, 40000, at, asBytes(std::string_view("GET / HTTP/1.1\r\n")));
+    at += 16;
+    for (int i = 0; i < 200; ++i) {
+        capture.tcp(80, 40000, at, asBytes(line));
+        at += static_cast<std::uint32_t>(line.size());
+    }
+    const auto frame = capture.tcp(80, 40000, at, asBytes(request));
+    EXPECT_EQ(capture.values(frame, "http.host"), "shop.example");
+}
+
+TEST(DecodeSession, AFrameOutOfTurnIsDecodedAsItWasInOrder)
+{
+    Capture capture;
+    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
+    capture.tcp(80, 40000, 1, asBytes(request.substr(0, 25)));
+    capture.tcp(53, 40000, 120, Bytes(dnsQuery).subspan(20));
+    capture.tcp(80, 40000, 26, asBytes(request.substr(25)));
+    for (const std::size_t frame : {3u, 1u, 2u, 0u})
+        EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame)) << frame;
+}
+
+} // namespace
+} // namespace netrondo::test
