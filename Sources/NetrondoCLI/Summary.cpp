@@ -1,7 +1,7 @@
 // The sections of the summary: the capture, conversations, hosts, protocols, and what is wrong with TCP.
 #include "Summary.h"
 
-#include "Complaints.h"
+#include "Analysis/Tcp/Complaints.h"
 #include "Ranking.h"
 #include "TextWidth.h"
 #include "Units.h"

@@ -1,5 +1,5 @@
 // Numbers and TCP trouble in words.
-#include "NetrondoCLI/Complaints.h"
+#include "Analysis/Tcp/Complaints.h"
 #include "NetrondoCLI/Units.h"
 
 #include <gmock/gmock.h>

@@ -1,13 +1,16 @@
 // The counters of a TCP conversation read as an engineer would read them aloud.
-#include "Complaints.h"
+#include "Analysis/Tcp/Complaints.h"
 
-#include "Units.h"
+#include "Base/Units.h"
 
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
 
-namespace netrondo::cli {
+namespace netrondo {
+
+using namespace units;
+
 namespace {
 
 void addCosts(std::vector<Complaint>& found, const TCPSessionQuality& quality)
@@ -83,4 +86,4 @@ std::string briefly(const std::vector<Complaint>& complaints)
     return text;
 }
 
-} // namespace netrondo::cli
+} // namespace netrondo

@@ -1,5 +1,5 @@
 // Units and digits for people. Machines read JSON, where numbers stay numbers.
-#include "Units.h"
+#include "Base/Units.h"
 
 #include <array>
 #include <cmath>
@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <string_view>
 
-namespace netrondo::cli {
+namespace netrondo::units {
 namespace {
 /// Three significant digits with one of the units, each a thousand times the one before.
 std::string scaled(double value, std::initializer_list<std::string_view> units)
@@ -94,4 +94,4 @@ std::string counted(std::uint64_t count, const char* one, const char* many)
     return fmt::format("{} {}", grouped(count), count == 1 ? one : many);
 }
 
-} // namespace netrondo::cli
+} // namespace netrondo::units

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace netrondo::cli {
+namespace netrondo {
 
 struct Complaint {
     double points = 0;  ///< taken off the score; 0 for what is worth knowing all the same
@@ -23,4 +23,4 @@ std::string briefly(const std::vector<Complaint>& complaints);
 /// "−40", "−2.5", with the typographic minus sign.
 std::string pointsOff(double points);
 
-} // namespace netrondo::cli
+} // namespace netrondo
