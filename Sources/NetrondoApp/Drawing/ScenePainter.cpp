@@ -1,13 +1,15 @@
 // Plays a scene onto a QPainter.
 #include "Drawing/ScenePainter.h"
 
+#include "Drawing/RasterShapes.h"
+
 #include <QFontDatabase>
 #include <QFontInfo>
 #include <QFontMetricsF>
 #include <QImage>
-#include <QPaintEngine>
 #include <QPainter>
 #include <QPainterPath>
+#include <algorithm>
 #include <map>
 #include <numbers>
 #include <utility>
@@ -45,13 +47,76 @@ const QString& family()
     return found;
 }
 
-QPen penFor(double width, const SceneColor& color, bool isRaster)
+QPen penFor(double width, const SceneColor& color)
 {
-    QPen pen(colorOf(color), width, Qt::SolidLine, Qt::FlatCap);
-    // On pixels a hairline has a way of its own to be drawn, many times as fast.
-    if (isRaster && width <= 1)
-        pen.setCosmetic(true);
-    return pen;
+    return {colorOf(color), width, Qt::SolidLine, Qt::FlatCap};
+}
+
+/// The image that the painter paints on as it is, without turning or clipping; null when that is something else.
+QImage* plainImage(const QPainter& painter)
+{
+    const auto transform = painter.deviceTransform();
+    if (painter.device()->devType() != QInternal::Image || painter.hasClipping() || painter.opacity() < 1
+        || transform.type() > QTransform::TxScale || transform.m11() != transform.m22())
+        return nullptr;
+    auto* const image = static_cast<QImage*>(painter.device());
+    return isRaster(*image) ? image : nullptr;
+}
+
+/// A curve as lines so short that its bends do not show.
+void flatten(const SceneCurve& curve, std::vector<SceneLine>& into)
+{
+    const auto& [a, b, c, d] = curve.points;
+    const double length = distance(a, b) + distance(b, c) + distance(c, d);
+    const int steps = std::clamp(static_cast<int>(length / 12), 4, 64);
+    auto from = a;
+    for (int i = 1; i <= steps; ++i) {
+        const double t = static_cast<double>(i) / steps, u = 1 - t;
+        const Point to{u * u * u * a.x + 3 * u * u * t * b.x + 3 * u * t * t * c.x + t * t * t * d.x,
+                       u * u * u * a.y + 3 * u * u * t * b.y + 3 * u * t * t * c.y + t * t * t * d.y};
+        into.push_back({from, to, curve.width, curve.color});
+        from = to;
+    }
+}
+
+void drawCurve(const SceneCurve& curve, QPainter& painter)
+{
+    QPainterPath path(at(curve.points[0]));
+    path.cubicTo(at(curve.points[1]), at(curve.points[2]), at(curve.points[3]));
+    painter.setPen(penFor(curve.width, curve.color));
+    painter.drawPath(path);
+}
+
+void drawDisc(const SceneDisc& disc, QPainter& painter)
+{
+    painter.setBrush(disc.fill.alpha > 0 ? QBrush(colorOf(disc.fill)) : QBrush(Qt::NoBrush));
+    painter.setPen(disc.outlineWidth > 0 ? QPen(colorOf(disc.outline), disc.outlineWidth) : QPen(Qt::NoPen));
+    painter.drawEllipse(at(disc.center), disc.radius, disc.radius);
+}
+
+/// Lines, curves and discs of thousands, into an image's own pixels. Wide curves and rings are few and are painted.
+void drawCrowd(const CircleScene& scene, QImage& image, QPainter& painter)
+{
+    const auto transform = painter.deviceTransform();
+    const RasterPlacing placing{transform.m11(), transform.dx(), transform.dy()};
+    drawLines(image, placing, scene.lines);
+    constexpr double thin = 2.5;
+    std::vector<SceneLine> run;
+    painter.setBrush(Qt::NoBrush);
+    for (const auto& curve : scene.curves) {
+        if (curve.width <= thin) {
+            flatten(curve, run);
+            continue;
+        }
+        drawLines(image, placing, run);
+        run.clear();
+        drawCurve(curve, painter);
+    }
+    drawLines(image, placing, run);
+    for (const auto& disc : scene.discs)
+        if (disc.fill.alpha <= 0)
+            drawDisc(disc, painter);
+    drawDiscs(image, placing, scene.discs);
 }
 
 void drawLabel(const SceneLabel& label, QPainter& painter)
@@ -107,25 +172,21 @@ double sceneTextWidth(std::string_view text, double size, bool isBold)
 
 void play(const CircleScene& scene, QPainter& painter)
 {
-    const bool isRaster = painter.paintEngine() && painter.paintEngine()->type() == QPaintEngine::Raster;
     painter.save();
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
     painter.fillRect(QRectF(0, 0, scene.size.width, scene.size.height), colorOf(scene.ground));
-    for (const auto& line : scene.lines) {
-        painter.setPen(penFor(line.width, line.color, isRaster));
-        painter.drawLine(at(line.from), at(line.to));
-    }
-    painter.setBrush(Qt::NoBrush);
-    for (const auto& curve : scene.curves) {
-        QPainterPath path(at(curve.points[0]));
-        path.cubicTo(at(curve.points[1]), at(curve.points[2]), at(curve.points[3]));
-        painter.setPen(penFor(curve.width, curve.color, false));
-        painter.drawPath(path);
-    }
-    for (const auto& disc : scene.discs) {
-        painter.setBrush(disc.fill.alpha > 0 ? QBrush(colorOf(disc.fill)) : QBrush(Qt::NoBrush));
-        painter.setPen(disc.outlineWidth > 0 ? QPen(colorOf(disc.outline), disc.outlineWidth) : QPen(Qt::NoPen));
-        painter.drawEllipse(at(disc.center), disc.radius, disc.radius);
+    if (auto* const image = plainImage(painter)) {
+        drawCrowd(scene, *image, painter);
+    } else {
+        for (const auto& line : scene.lines) {
+            painter.setPen(penFor(line.width, line.color));
+            painter.drawLine(at(line.from), at(line.to));
+        }
+        painter.setBrush(Qt::NoBrush);
+        for (const auto& curve : scene.curves)
+            drawCurve(curve, painter);
+        for (const auto& disc : scene.discs)
+            drawDisc(disc, painter);
     }
     painter.setPen(Qt::NoPen);
     for (const auto& box : scene.boxes) {
