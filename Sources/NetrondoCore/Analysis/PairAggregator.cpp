@@ -1,10 +1,13 @@
-// The analysis of one frame after the other, in batches: first all headers are read and the rows they will need are
-// fetched from memory, then the rows are counted up, in the order of the frames.
+// The analysis of one frame after the other. What a frame needs lies anywhere in memory and takes as long to come as
+// several frames take to be read; so a frame goes through its steps a few frames apart from each other, each step asks
+// for the memory of the next one, and the last step counts the frames in their order.
 #include "Analysis/PairAggregator.h"
 
 #include "Analysis/Expert/CaptureExpertScanner.h"
 #include "Analysis/Model/ConversationTable.h"
+#include "Base/Prefetch.h"
 #include "Dissection/Classify/FrameClassifier.h"
+#include "Dissection/Wire/TcpHeader.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -15,31 +18,58 @@
 namespace netrondo {
 namespace {
 
-constexpr std::size_t batchSize = 32;
+/// How many frames lie between two steps of a frame, and how many steps follow the reading.
+constexpr std::size_t gap = 4, stepsAfterReading = 4;
+constexpr std::size_t underWay = 32; ///< room for frames between their first step and their last
+static_assert(gap * stepsAfterReading < underWay);
 
 struct ProtocolCount {
     Counter64 count;
     ProtocolCategory category = ProtocolCategory::unknown; ///< of the first frame
 };
 
-/// A frame that counts, on its way through the steps of a batch.
+/// A frame that counts, on its way through the steps.
 struct Pending {
     FrameFacts facts;
     const CaptureFrame* frame = nullptr;
-    std::uint64_t hash = 0; ///< of the two hosts
-    std::uint64_t portsHash = 0;
-    std::uint32_t conversation = 0;
-    int sender = 0;         ///< which of the conversation's hosts
-    bool isTracked = false; ///< a TCP segment with its whole header
-    std::uint32_t connection = SlotIndex::none;
+    std::uint64_t hash = 0; ///< of the session
+    std::uint32_t number = SlotIndex::none;
+    Session* session = nullptr;
     std::uint64_t digest = 0;
+    std::uint16_t ports[2] = {0, 0}; ///< as the session keeps them
+    Session::Kind kind = Session::Kind::other;
+    std::uint8_t sender = 0; ///< which of the session's hosts
 
-    std::uint16_t port(int host) const { return host == sender ? facts.sourcePort : facts.destinationPort; }
+    const Address& host(int side) const { return side == sender ? facts.source : facts.destination; }
+    FlowState& flow() const { return session->flows[sender]; }
+    bool isHandshake() const { return facts.flags & (tcpFlag::syn | tcpFlag::fin); }
 };
 
-std::uint64_t hashOf(const Address& a, const Address& b)
+std::uint64_t hostsHash(const Pending& frame)
 {
-    return hashWords(netrondo::hashOf(a) + 0x2545f4914f6cdd1dull, netrondo::hashOf(b));
+    return hashWords(hashOf(frame.host(0)) + 0x2545f4914f6cdd1dull, hashOf(frame.host(1)));
+}
+
+std::uint64_t sessionHash(const Pending& frame)
+{
+    const auto& first = frame.host(0);
+    const auto hosts = first.kind == Address::Kind::ipv4 ? first.low << 32 | frame.host(1).low : hostsHash(frame);
+    return hashWords(hosts,
+                     std::uint64_t{frame.ports[0]} << 32 | std::uint64_t{frame.ports[1]} << 16
+                         | static_cast<std::uint64_t>(frame.kind));
+}
+
+Session::Kind kindOf(const FrameFacts& facts)
+{
+    using enum Session::Kind;
+    const bool hasPorts = facts.has & FrameFacts::ports;
+    if (facts.isUdp)
+        return hasPorts ? udp : udpWithoutPorts;
+    if (!facts.isTcp)
+        return other;
+    if (!hasPorts)
+        return tcpWithoutPorts;
+    return facts.hasAll(FrameFacts::wholeTcpHeader) && facts.sourceIp && facts.destinationIp ? tcp : cutTcp;
 }
 
 /// Frames whose endpoints count in this mode.
@@ -71,16 +101,19 @@ struct PairAggregator::State {
     std::optional<double> firstTimestamp;
     double lastTimestamp = 0;
     CaptureExpertScanner expertScanner;
-    std::array<Pending, batchSize> pending;
+    std::array<Pending, underWay> pending;
 
-    void ingestBatch(std::span<const CaptureFrame> frames);
+    void ingest(std::span<const CaptureFrame> frames);
     bool read(const CaptureFrame& frame, Pending& into);
-    void guessRows(Pending& frame);
-    void findConversation(Pending& frame);
-    void guessConnection(const Pending& frame);
-    void findConnection(Pending& frame);
-    void countPair(const Pending& frame);
-    void countPorts(const Pending& frame);
+    void guessSession(Pending& frame) const;
+    void approachSession(const Pending& frame) const;
+    void approachDetails(const Pending& frame) const;
+    void settle(Pending& frame);
+    void findSession(Pending& frame);
+    void addSession(Pending& frame);
+    ConversationId conversationOf(const Pending& frame);
+    void startPair(const Pending& frame, double time);
+    void count(const Pending& frame);
     void observe(const Pending& frame);
 
     AnalysisResult resultFrom(std::shared_ptr<ConversationTable> finished) const;
@@ -98,86 +131,142 @@ bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
         return false;
     into.frame = &frame;
     into.sender = facts.source < facts.destination ? 0 : 1;
-    into.hash = into.sender == 0 ? hashOf(facts.source, facts.destination) : hashOf(facts.destination, facts.source);
-    into.isTracked = facts.isTcp && facts.hasAll(FrameFacts::wholeTcpHeader) && facts.sourceIp && facts.destinationIp;
-    into.connection = SlotIndex::none;
+    into.kind = kindOf(facts);
+    if (facts.has & FrameFacts::ports) {
+        into.ports[into.sender] = facts.sourcePort;
+        into.ports[1 - into.sender] = facts.destinationPort;
+    } else {
+        into.ports[0] = static_cast<std::uint16_t>(facts.name);
+        into.ports[1] = static_cast<std::uint16_t>(facts.category);
+    }
+    into.hash = sessionHash(into);
     into.digest = 0;
     // The tracker compares payloads of one flow with each other; it needs a value that is equal for equal bytes, not
     // the FNV hash that is given out, which costs a multiplication a byte.
-    if (into.isTracked && !facts.payload.empty())
+    if (into.kind == Session::Kind::tcp && !facts.payload.empty())
         into.digest = XXH3_64bits(facts.payload.data(), facts.payload.size());
     return true;
 }
 
-void PairAggregator::State::guessRows(Pending& frame)
+/// Most frames belong to a session that is known, and then the first entry under their hash is nearly always theirs.
+void PairAggregator::State::guessSession(Pending& frame) const
 {
-    frame.conversation = conversationIndex.guess(frame.hash);
-    if (frame.conversation == SlotIndex::none)
-        return;
-    const auto* row = reinterpret_cast<const char*>(&table.conversations[frame.conversation]);
-    for (std::size_t at = 0; at < sizeof(Conversation); at += 64)
-        __builtin_prefetch(row + at);
+    frame.number = sessionIndex.guess(frame.hash);
+    if (frame.number == SlotIndex::none)
+        return conversationIndex.prefetch(hostsHash(frame));
+    const auto& session = table.sessions[frame.number];
+    prefetch(&session.flows[0]);
+    prefetch(&session.flows[1]);
 }
 
-void PairAggregator::State::findConversation(Pending& frame)
+void PairAggregator::State::approachSession(const Pending& frame) const
+{
+    if (frame.number == SlotIndex::none) [[unlikely]] {
+        if (const auto guess = conversationIndex.guess(hostsHash(frame)); guess != SlotIndex::none)
+            prefetch(&table.conversations[guess]);
+        return;
+    }
+    const auto& session = table.sessions[frame.number];
+    const auto& flow = session.flows[frame.sender];
+    if (session.hostKind != Address::Kind::ipv4) {
+        table.addresses.prefetch(session.hosts[0]);
+        table.addresses.prefetch(session.hosts[1]);
+    }
+    if (!frame.facts.payload.empty() && frame.kind == Session::Kind::tcp)
+        table.tracker.prefetchRecent(flow);
+    if (flow.frames == 0 || frame.isHandshake())
+        prefetch(&table.details[frame.number]);
+}
+
+void PairAggregator::State::approachDetails(const Pending& frame) const
+{
+    if (frame.number == SlotIndex::none)
+        return;
+    if (frame.isHandshake())
+        table.tracker.prefetchHandshake(table.details[frame.number]);
+    if (table.sessions[frame.number].flows[frame.sender].frames == 0)
+        prefetch(&table.conversations[table.details[frame.number].conversation]);
+}
+
+void PairAggregator::State::settle(Pending& frame)
+{
+    findSession(frame);
+    count(frame);
+    if (frame.kind == Session::Kind::tcp)
+        observe(frame);
+}
+
+void PairAggregator::State::findSession(Pending& frame)
+{
+    const auto isOf = [&](const Session& session) {
+        return session.ports[0] == frame.ports[0] && session.ports[1] == frame.ports[1] && session.kind == frame.kind
+            && session.hostKind == frame.facts.source.kind
+            && table.addresses.isNumberOf(session.hosts[0], frame.host(0))
+            && table.addresses.isNumberOf(session.hosts[1], frame.host(1));
+    };
+    if (frame.number == SlotIndex::none || !isOf(table.sessions[frame.number])) [[unlikely]] {
+        frame.number =
+            sessionIndex.find(frame.hash, [&](std::uint32_t number) { return isOf(table.sessions[number]); });
+        if (frame.number == SlotIndex::none)
+            addSession(frame);
+    }
+    frame.session = &table.sessions[frame.number];
+}
+
+void PairAggregator::State::addSession(Pending& frame)
+{
+    frame.number = table.sessions.append();
+    auto& session = table.sessions[frame.number];
+    session.hosts[0] = table.addresses.numberOf(frame.host(0));
+    session.hosts[1] = table.addresses.numberOf(frame.host(1));
+    session.hostKind = frame.facts.source.kind;
+    session.ports[0] = frame.ports[0];
+    session.ports[1] = frame.ports[1];
+    session.kind = frame.kind;
+    sessionIndex.insert(frame.hash, frame.number);
+    table.details[table.details.append()].conversation = conversationOf(frame);
+}
+
+ConversationId PairAggregator::State::conversationOf(const Pending& frame)
+{
+    const auto hash = hostsHash(frame);
+    const auto& hosts = table.sessions[frame.number].hosts;
+    auto conversation = conversationIndex.find(hash, [&](std::uint32_t number) {
+        const auto& row = table.conversations[number];
+        return row.hosts[0] == hosts[0] && row.hosts[1] == hosts[1] && row.hostKind == frame.facts.source.kind;
+    });
+    if (conversation == SlotIndex::none) {
+        conversation = table.conversations.append();
+        auto& row = table.conversations[conversation];
+        row.hosts[0] = hosts[0];
+        row.hosts[1] = hosts[1];
+        row.hostKind = frame.facts.source.kind;
+        conversationIndex.insert(hash, conversation);
+    }
+    return conversation;
+}
+
+/// Called for the first frame of every flow; the first one of them is the first frame of the pair.
+void PairAggregator::State::startPair(const Pending& frame, double time)
 {
     const auto& facts = frame.facts;
-    const auto& first = frame.sender == 0 ? facts.source : facts.destination;
-    const auto& second = frame.sender == 0 ? facts.destination : facts.source;
-    frame.conversation = conversationIndex.find(frame.hash, [&](std::uint32_t number) {
-        const auto& row = table.conversations[number];
-        return row.hosts[0] == first && row.hosts[1] == second;
-    });
-    if (frame.conversation == SlotIndex::none) {
-        frame.conversation = table.conversations.append();
-        auto& row = table.conversations[frame.conversation];
-        row.hosts[0] = first;
-        row.hosts[1] = second;
-        table.origins.append();
-        table.origins.append();
-        conversationIndex.insert(frame.hash, frame.conversation);
-    }
-    if (!(facts.has & FrameFacts::ports))
+    auto& row = table.conversations[table.details[frame.number].conversation];
+    if (row.hasPair[frame.sender])
         return;
-    const auto& latest = frame.isTracked ? table.conversations[frame.conversation].connection
-                                         : table.conversations[frame.conversation].session;
-    if (latest.number != SlotIndex::none && latest.ports[0] == frame.port(0) && latest.ports[1] == frame.port(1))
-        frame.connection = latest.number;
-    frame.portsHash = TCPQualityTracker::hash(frame.conversation, frame.port(0), frame.port(1)) + facts.isTcp;
-    if (frame.connection == SlotIndex::none)
-        (frame.isTracked ? table.tracker.prefetchIndex(frame.portsHash) : sessionIndex.prefetch(frame.portsHash));
-    else if (frame.isTracked)
-        table.tracker.prefetchFlows(frame.connection);
+    row.hasPair[frame.sender] = true;
+    const bool isMacHost = facts.source.kind == Address::Kind::mac;
+    const Address others[] = {isMacHost ? facts.sourceIp : facts.sourceMac,
+                              isMacHost ? facts.destinationIp : facts.destinationMac};
+    auto& origin = row.origins[frame.sender];
+    origin.firstSeen = time;
+    for (const int end : {0, 1}) {
+        row.otherKinds[frame.sender][end] = others[end].kind;
+        if (others[end])
+            origin.others[end] = table.addresses.numberOf(others[end]);
+    }
 }
 
-void PairAggregator::State::guessConnection(const Pending& frame)
-{
-    if (!(frame.facts.has & FrameFacts::ports))
-        return;
-    if (frame.isTracked) {
-        if (frame.connection == SlotIndex::none)
-            table.tracker.prefetchGuess(frame.portsHash);
-        return;
-    }
-    const auto session = frame.connection != SlotIndex::none ? frame.connection : sessionIndex.guess(frame.portsHash);
-    if (session != SlotIndex::none)
-        __builtin_prefetch(&table.sessions[session]);
-}
-
-void PairAggregator::State::findConnection(Pending& frame)
-{
-    if (!frame.isTracked)
-        return;
-    if (frame.connection == SlotIndex::none) {
-        frame.connection = table.tracker.connection(frame.portsHash, frame.conversation, frame.port(0), frame.port(1));
-        auto& latest = table.conversations[frame.conversation].connection;
-        latest = {{frame.port(0), frame.port(1)}, frame.connection};
-    }
-    if (!frame.facts.payload.empty())
-        table.tracker.prefetchRecent(frame.connection, frame.sender);
-}
-
-void PairAggregator::State::countPair(const Pending& frame)
+void PairAggregator::State::count(const Pending& frame)
 {
     const auto& facts = frame.facts;
     const auto time = frame.frame->seconds();
@@ -192,61 +281,18 @@ void PairAggregator::State::countPair(const Pending& frame)
         protocol.category = facts.category;
     ++protocol.count;
 
-    auto& pair = table.conversations[frame.conversation].pairs[frame.sender];
-    if (!pair.is(PairTotals::exists)) {
-        pair.flags = PairTotals::exists;
-        pair.flags |= facts.isMacPair ? PairTotals::isMac : 0;
-        pair.topProtocol = facts.name;
-        pair.category = facts.category;
-        const bool isMacHost = facts.source.kind == Address::Kind::mac;
-        table.origins[frame.conversation * 2 + static_cast<std::uint32_t>(frame.sender)] = {
-            time, isMacHost ? facts.sourceIp : facts.sourceMac, isMacHost ? facts.destinationIp : facts.destinationMac};
-    }
-    pair.lastSeen = time;
-    ++pair.packets;
-    pair.bytes += facts.byteCount;
-    pair.flags |= facts.isTcp ? PairTotals::hasTcp : 0;
-    pair.flags |= facts.isUdp ? PairTotals::hasUdp : 0;
-    if (!PortServices::isTransportOnly(facts.name) || PortServices::isTransportOnly(pair.topProtocol))
-        pair.topProtocol = facts.name;
-    pair.category = prefer(pair.category, facts.category);
-}
-
-/// What the tracker does not count: UDP, and TCP whose header was cut behind the ports.
-void PairAggregator::State::countPorts(const Pending& frame)
-{
-    const auto& facts = frame.facts;
-    auto& row = table.conversations[frame.conversation];
-    if (!(facts.has & FrameFacts::ports)) {
-        if (facts.isUdp)
-            row.pairs[frame.sender].flags |= PairTotals::udpWithoutPorts;
-        return;
-    }
-    auto number = frame.connection;
-    if (number == SlotIndex::none || table.sessions[number].isTcp != facts.isTcp) {
-        number = sessionIndex.find(frame.portsHash, [&](std::uint32_t candidate) {
-            const auto& session = table.sessions[candidate];
-            return session.conversation == frame.conversation && session.ports[0] == frame.port(0)
-                && session.ports[1] == frame.port(1) && session.isTcp == facts.isTcp;
-        });
-        if (number == SlotIndex::none) {
-            number = table.sessions.append();
-            auto& session = table.sessions[number];
-            session.conversation = frame.conversation;
-            session.ports[0] = frame.port(0);
-            session.ports[1] = frame.port(1);
-            session.isTcp = facts.isTcp;
-            sessionIndex.insert(frame.portsHash, number);
-        }
-        row.session = {{frame.port(0), frame.port(1)}, number};
-    }
-    ++table.sessions[number].frames[frame.sender];
+    auto& flow = frame.flow();
+    if (flow.frames == 0) [[unlikely]]
+        startPair(frame, time);
+    ++flow.frames;
+    flow.bytes += facts.byteCount;
+    flow.lastSeen = time;
+    flow.setNewestFrame(totalPackets);
 }
 
 void PairAggregator::State::observe(const Pending& frame)
 {
     const auto& facts = frame.facts;
-    TCPOptions options;
     TcpSegment segment;
     segment.sourcePort = facts.sourcePort;
     segment.destinationPort = facts.destinationPort;
@@ -258,45 +304,45 @@ void PairAggregator::State::observe(const Pending& frame)
         segment.ipId = facts.identification;
     segment.payloadLength = static_cast<std::uint32_t>(facts.payload.size());
     segment.payloadDigest = frame.digest;
-    if (!facts.tcpOptions.empty()) {
-        options = parseTcpOptions(facts.tcpOptions);
-        segment.options = &options;
-    }
     segment.timestampSeconds = frame.frame->timestampSeconds;
     segment.timestampFraction = frame.frame->timestampFraction;
-    table.tracker.observe(frame.connection, frame.sender, segment);
+    if (facts.tcpOptions.empty()) [[likely]]
+        return table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
+    const auto options = parseTcpOptions(facts.tcpOptions);
+    segment.options = &options;
+    table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
 }
 
-void PairAggregator::State::ingestBatch(std::span<const CaptureFrame> frames)
+void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
 {
     std::size_t kept = 0;
+    // Each call moves every frame on by one place, the newest being at `front`; who reaches a step takes it.
+    const auto moveOn = [&](std::size_t front) {
+        const auto reaches = [&](std::size_t step) { return front >= step * gap && front - step * gap < kept; };
+        const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
+        if (reaches(1))
+            guessSession(at(1));
+        if (reaches(2))
+            approachSession(at(2));
+        if (reaches(3))
+            approachDetails(at(3));
+        if (reaches(stepsAfterReading))
+            settle(at(stepsAfterReading));
+    };
     for (const auto& frame : frames) {
-        if (read(frame, pending[kept])) {
-            conversationIndex.prefetch(pending[kept].hash);
-            ++kept;
-        }
+        auto& next = pending[kept % underWay];
+        if (!read(frame, next))
+            continue;
+        sessionIndex.prefetch(next.hash);
+        moveOn(kept++);
     }
-    const std::span batch(pending.data(), kept);
-    for (auto& frame : batch)
-        guessRows(frame);
-    for (auto& frame : batch)
-        findConversation(frame);
-    for (const auto& frame : batch)
-        guessConnection(frame);
-    for (auto& frame : batch)
-        findConnection(frame);
-    for (const auto& frame : batch) {
-        countPair(frame);
-        if (frame.isTracked)
-            observe(frame);
-        else
-            countPorts(frame);
-    }
+    for (std::size_t i = 0; i < gap * stepsAfterReading; ++i)
+        moveOn(kept + i);
 }
 
 AnalysisResult PairAggregator::State::resultFrom(std::shared_ptr<ConversationTable> finished) const
 {
-    finished->group();
+    finished->sumUp();
     auto scanner = expertScanner; // a growing capture asks again: the findings so far are not used up
     scanner.scanTransport(*finished, {});
     scanner.emitArpFindings();
@@ -330,22 +376,12 @@ PairAggregator& PairAggregator::operator=(PairAggregator&&) noexcept = default;
 
 void PairAggregator::ingest(std::span<const CaptureFrame> frames)
 {
-    while (!frames.empty()) {
-        const auto part = frames.first(std::min(batchSize, frames.size()));
-        state_->ingestBatch(part);
-        frames = frames.subspan(part.size());
-    }
+    state_->ingest(frames);
 }
 
 AnalysisResult PairAggregator::result() const
 {
-    auto copy = std::make_shared<ConversationTable>();
-    copy->conversations = state_->table.conversations;
-    copy->origins = state_->table.origins;
-    copy->sessions = state_->table.sessions;
-    copy->tracker = state_->table.tracker.snapshot();
-    copy->names = state_->table.names;
-    return state_->resultFrom(std::move(copy));
+    return state_->resultFrom(std::make_shared<ConversationTable>(state_->table.snapshot()));
 }
 
 AnalysisResult PairAggregator::takeResult() &&

@@ -11,7 +11,7 @@ namespace netrondo {
 namespace {
 
 constexpr std::size_t hugePage = std::size_t{2} << 20;
-constexpr std::size_t cacheLine = 64;
+constexpr std::size_t linePair = 128; // processors fetch the neighbour of a cache line along with it
 
 std::size_t roundedUp(std::size_t bytes)
 {
@@ -31,7 +31,7 @@ void LargeBlockFree::operator()(void* block) const
 void* allocateLargeBlock(std::size_t bytes)
 {
     if (bytes < hugePage) {
-        void* block = std::aligned_alloc(cacheLine, (bytes + cacheLine - 1) / cacheLine * cacheLine);
+        void* block = std::aligned_alloc(linePair, (bytes + linePair - 1) / linePair * linePair);
         if (!block)
             throw std::bad_alloc();
         std::memset(block, 0, bytes);

@@ -14,8 +14,8 @@ struct LargeBlockFree {
 /// Owns the block it points to.
 template <typename T> using LargeBlock = std::unique_ptr<T[], LargeBlockFree>;
 
-/// `bytes` zeroed bytes, aligned to a cache line. From 2 MiB on they come from the system untouched: what is never used
-/// costs no memory. Throws std::bad_alloc, as `new` does.
+/// `bytes` zeroed bytes, aligned to a pair of cache lines. From 2 MiB on they come from the system untouched: what is
+/// never used costs no memory. Throws std::bad_alloc, as `new` does.
 void* allocateLargeBlock(std::size_t bytes);
 
 template <typename T> LargeBlock<T> makeLargeBlock(std::size_t count)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Base/LargeBlock.h"
+#include "Base/Prefetch.h"
 
 #include <cstdint>
 #include <utility>
@@ -14,7 +15,7 @@ class SlotIndex {
 public:
     static constexpr std::uint32_t none = ~0u;
 
-    void prefetch(std::uint64_t hash) const { __builtin_prefetch(&slots_[home(hash)]); }
+    void prefetch(std::uint64_t hash) const { netrondo::prefetch(&slots_[home(hash)]); }
 
     /// The number of the element with this hash for which `matches(number)` holds, or `none`.
     template <typename Matches> std::uint32_t find(std::uint64_t hash, Matches&& matches) const

@@ -31,8 +31,8 @@ PairList::Summary PairList::summary(std::size_t index) const
 {
     const auto number = order_[index];
     const auto& totals = table_->pair(number);
-    return {table_->source(number),       table_->destination(number), totals.packets, totals.bytes, number / 2,
-            totals.is(PairTotals::hasTcp)};
+    return {table_->source(number), table_->destination(number), totals.packets, totals.bytes, number / 2,
+            totals.hasTcp};
 }
 
 std::vector<CommPair> PairList::all() const

@@ -1,6 +1,8 @@
 // From the numbers of a conversation to the record in words.
 #include "Analysis/Model/ConversationTable.h"
 
+#include "Base/Prefetch.h"
+
 #include <algorithm>
 #include <string>
 #include <tuple>
@@ -9,18 +11,31 @@
 namespace netrondo {
 namespace {
 
-/// Places the numbers 0 to `count`-1 into groups by `conversationOf(number)`, ascending within each.
-template <typename Groups, typename ConversationOf>
-void fill(Groups& groups, std::uint32_t count, std::uint32_t conversations, ConversationOf conversationOf)
+struct Named {
+    ProtocolName name;
+    ProtocolCategory category;
+};
+
+/// What the frames of one direction of a session are counted under: all are alike.
+Named nameOf(const Session& session, std::uint32_t side)
 {
-    groups.starts.assign(conversations + 2, 0);
-    for (std::uint32_t number = 0; number < count; ++number)
-        ++groups.starts[conversationOf(number) + 2];
-    for (std::size_t i = 2; i < groups.starts.size(); ++i)
-        groups.starts[i] += groups.starts[i - 1];
-    groups.numbers.resize(count);
-    for (std::uint32_t number = 0; number < count; ++number)
-        groups.numbers[groups.starts[conversationOf(number) + 1]++] = number;
+    if (!session.hasPorts())
+        return {static_cast<ProtocolName>(session.ports[0]), static_cast<ProtocolCategory>(session.ports[1])};
+    const bool isUdp = session.kind == Session::Kind::udp;
+    const auto name = PortServices::serviceName(session.ports[side], session.ports[1 - side],
+                                                isUdp ? ProtocolName::udp : ProtocolName::tcp);
+    return {name, PortServices::category(name, isUdp ? ProtocolCategory::udp : ProtocolCategory::tcp)};
+}
+
+bool isTcp(const Session& session)
+{
+    using enum Session::Kind;
+    return session.kind == tcp || session.kind == cutTcp || session.kind == tcpWithoutPorts;
+}
+
+bool isUdp(const Session& session)
+{
+    return session.kind == Session::Kind::udp || session.kind == Session::Kind::udpWithoutPorts;
 }
 
 /// One stable pass of a counting sort of `numbers` by `rankOf(number)` below `ranks`.
@@ -83,40 +98,111 @@ void assign(std::string& text, const Address& address)
 
 } // namespace
 
-void ConversationTable::group()
+ConversationTable ConversationTable::snapshot() const
 {
-    const auto count = conversations.size();
-    fill(connectionGroups_, tracker.connectionCount(), count,
-         [&](std::uint32_t number) { return tracker[number].conversation; });
-    fill(sessionGroups_, sessions.size(), count, [&](std::uint32_t number) { return sessions[number].conversation; });
+    ConversationTable copy;
+    copy.addresses = addresses.snapshot();
+    copy.conversations = conversations;
+    copy.sessions = sessions;
+    copy.details = details;
+    copy.tracker = tracker.snapshot();
+    copy.names = names;
+    return copy;
 }
 
-std::span<const std::uint32_t> ConversationTable::connectionsOf(ConversationId conversation) const
+void ConversationTable::group()
 {
-    return connectionGroups_.of(conversation);
+    starts_.assign(conversations.size() + std::size_t{2}, 0);
+    for (std::uint32_t number = 0; number < details.size(); ++number)
+        ++starts_[details[number].conversation + 2];
+    for (std::size_t i = 2; i < starts_.size(); ++i)
+        starts_[i] += starts_[i - 1];
+    grouped_.resize(details.size());
+    for (std::uint32_t number = 0; number < details.size(); ++number)
+        grouped_[starts_[details[number].conversation + 1]++] = number;
+}
+
+void ConversationTable::sumUp()
+{
+    group();
+    totals_.resize(std::size_t{conversations.size()} * 2);
+    constexpr std::uint32_t lookAhead = 16; // sessions; they lie anywhere in memory
+    for (std::uint32_t i = 0; i < std::min<std::size_t>(lookAhead, grouped_.size()); ++i)
+        prefetch(&sessions[grouped_[i]]);
+    for (std::uint32_t conversation = 0; conversation < conversations.size(); ++conversation) {
+        for (auto at = starts_[conversation]; at < starts_[conversation + 1]; ++at) {
+            if (at + lookAhead < grouped_.size()) {
+                const auto* coming = &sessions[grouped_[at + lookAhead]];
+                prefetch(&coming->flows[0]);
+                prefetch(&coming->flows[1]);
+            }
+        }
+        for (const std::uint32_t side : {0u, 1u})
+            totals_[conversation * 2 + side] = total(conversation * 2 + side);
+    }
+}
+
+/// The top protocol is that of the last frame, but a name that says no more than how bytes were carried does not
+/// replace one that says more; of categories with the same priority the last one stays.
+PairTotals ConversationTable::total(std::uint32_t pairNumber) const
+{
+    const auto side = pairNumber & 1;
+    PairTotals sum;
+    std::uint64_t newestFrame = 0, nameFrame = 0, categoryFrame = 0;
+    for (const auto number : sessionsOf(pairNumber / 2)) {
+        const auto& session = sessions[number];
+        const auto& flow = session.flows[side];
+        if (flow.frames == 0)
+            continue;
+        sum.packets += flow.frames;
+        sum.bytes += flow.bytes;
+        sum.hasTcp |= isTcp(session);
+        sum.hasUdp |= isUdp(session);
+        const auto frame = flow.newestFrame();
+        const auto [name, category] = nameOf(session, side);
+        const auto ranksBefore = [&](bool isFirst, int rank, int rankSoFar, std::uint64_t frameSoFar) {
+            return isFirst || rank > rankSoFar || (rank == rankSoFar && frame > frameSoFar);
+        };
+        const bool isFirst = newestFrame == 0;
+        if (ranksBefore(isFirst, !PortServices::isTransportOnly(name), !PortServices::isTransportOnly(sum.topProtocol),
+                        nameFrame)) {
+            sum.topProtocol = name;
+            nameFrame = frame;
+        }
+        if (ranksBefore(isFirst, priority(category), priority(sum.category), categoryFrame)) {
+            sum.category = category;
+            categoryFrame = frame;
+        }
+        if (frame > newestFrame) {
+            newestFrame = frame;
+            sum.lastSeen = flow.lastSeen;
+        }
+    }
+    return sum;
 }
 
 std::span<const std::uint32_t> ConversationTable::sessionsOf(ConversationId conversation) const
 {
-    return sessionGroups_.of(conversation);
+    return std::span(grouped_).subspan(starts_[conversation], starts_[conversation + 1] - starts_[conversation]);
 }
 
 // No character of an address sorts before the "-" of "->", so the order of the joined texts is that of the source
 // texts, then that of the destination texts; each host's text is written and compared once, not once a pair.
 std::vector<std::uint32_t> ConversationTable::pairsByKey() const
 {
-    boost::unordered_flat_map<Address, std::uint32_t, AddressHash> hostNumbers;
+    boost::unordered_flat_map<std::uint64_t, std::uint32_t> hostNumbers; // by kind and number
     std::vector<std::pair<std::string, std::uint32_t>> hosts;
     std::vector<std::uint32_t> numbers;
     std::vector<std::uint32_t> hostOf(std::size_t{conversations.size()} * 2);
     for (std::uint32_t i = 0; i < conversations.size(); ++i) {
+        const auto& row = conversations[i];
         for (const std::uint32_t side : {0u, 1u}) {
-            const auto& host = conversations[i].hosts[side];
-            const auto [place, isNew] = hostNumbers.try_emplace(host, static_cast<std::uint32_t>(hosts.size()));
+            const auto key = static_cast<std::uint64_t>(row.hostKind) << 32 | row.hosts[side];
+            const auto [place, isNew] = hostNumbers.try_emplace(key, static_cast<std::uint32_t>(hosts.size()));
             if (isNew)
-                hosts.emplace_back(host.text(), place->second);
+                hosts.emplace_back(host(i, side).text(), place->second);
             hostOf[i * 2 + side] = place->second;
-            if (conversations[i].pairs[side].is(PairTotals::exists))
+            if (row.hasPair[side])
                 numbers.push_back(i * 2 + side);
         }
     }
@@ -131,20 +217,26 @@ std::vector<std::uint32_t> ConversationTable::pairsByKey() const
 
 std::optional<TCPSessionQuality> ConversationTable::quality(std::uint32_t pairNumber) const
 {
-    std::vector<const FlowState*> flows;
-    for (const auto number : connectionsOf(pairNumber / 2)) {
-        const auto& flow = tracker[number].flows[pairNumber & 1];
-        if (flow.knows(FlowState::exists))
-            flows.push_back(&flow);
+    const auto side = pairNumber & 1;
+    std::vector<std::uint32_t> flows;
+    for (const auto number : sessionsOf(pairNumber / 2)) {
+        if (sessions[number].flows[side].knows(FlowState::exists))
+            flows.push_back(number);
     }
     if (flows.empty())
         return {};
     // The last one folded in gives the last window: the order is that of appearance.
-    std::sort(flows.begin(), flows.end(), [](const auto* a, const auto* b) { return a->order < b->order; });
-    auto sum = tracker.quality(*flows.front());
+    std::sort(flows.begin(), flows.end(),
+              [&](std::uint32_t a, std::uint32_t b) { return details[a].order[side] < details[b].order[side]; });
+    auto sum = qualityOf(flows.front(), side);
     for (std::size_t i = 1; i < flows.size(); ++i)
-        sum.merge(tracker.quality(*flows[i]));
+        sum.merge(qualityOf(flows[i], side));
     return sum;
+}
+
+TCPSessionQuality ConversationTable::qualityOf(std::uint32_t session, std::uint32_t side) const
+{
+    return tracker.quality(sessions[session], details[session], static_cast<int>(side));
 }
 
 std::optional<TCPSessionQuality> ConversationTable::conversationQuality(std::uint32_t pairNumber) const
@@ -175,35 +267,25 @@ void ConversationTable::readPorts(std::uint32_t pairNumber, CommPair& into) cons
         stats.isTCP |= isTcp;
         stats.isUDP |= !isTcp;
     };
-    const auto countSession = [&](const std::uint16_t* ports, std::uint64_t frames, bool isTcp) {
-        const auto source = ports[side], destination = ports[1 - side];
-        count(destination, frames, isTcp);
+    for (const auto number : sessionsOf(pairNumber / 2)) {
+        const auto& session = sessions[number];
+        const auto& flow = session.flows[side];
+        if (flow.frames == 0)
+            continue;
+        if (!session.hasPorts()) {
+            if (session.kind == Session::Kind::udpWithoutPorts)
+                addPayloadProtocol(ProtocolName::udp);
+            continue;
+        }
+        const auto source = session.ports[side], destination = session.ports[1 - side];
+        count(destination, flow.frames, isTcp(session));
         // A service that answers from its own port is counted under it whichever way the frame travels; the ephemeral
         // ports of clients are not. Deliberate.
         if (source < PortServices::ephemeralPortFloor || PortServices::serviceOf(source))
-            count(source, frames, isTcp);
-    };
-    for (const auto number : connectionsOf(pairNumber / 2)) {
-        const auto& connection = tracker[number];
-        const auto& flow = connection.flows[side];
-        if (flow.tcpPackets == 0)
-            continue;
-        countSession(connection.ports, flow.tcpPackets, true);
-        if (flow.knows(FlowState::carriedPayload))
-            addPayloadProtocol(
-                PortServices::serviceName(connection.ports[side], connection.ports[1 - side], ProtocolName::tcp));
+            count(source, flow.frames, isTcp(session));
+        if (isUdp(session) || flow.knows(FlowState::carriedPayload))
+            addPayloadProtocol(nameOf(session, side).name);
     }
-    for (const auto number : sessionsOf(pairNumber / 2)) {
-        const auto& session = sessions[number];
-        if (session.frames[side] == 0)
-            continue;
-        countSession(session.ports, session.frames[side], session.isTcp);
-        if (!session.isTcp)
-            addPayloadProtocol(
-                PortServices::serviceName(session.ports[side], session.ports[1 - side], ProtocolName::udp));
-    }
-    if (pair(pairNumber).is(PairTotals::udpWithoutPorts))
-        addPayloadProtocol(ProtocolName::udp);
 }
 
 void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) const
@@ -219,17 +301,17 @@ void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) co
         std::uint16_t port;
         std::uint32_t isReverse;
         std::uint32_t order;
-        const FlowState* flow;
+        std::uint32_t session;
+        std::uint32_t side;
     };
     std::vector<Entry> entries;
-    for (const auto number : connectionsOf(pairNumber / 2)) {
-        const auto& connection = tracker[number];
+    for (const auto number : sessionsOf(pairNumber / 2)) {
+        const auto& session = sessions[number];
         for (const std::uint32_t side : {0u, 1u}) {
-            const auto& flow = connection.flows[side];
-            if (!flow.knows(FlowState::exists))
+            if (!session.flows[side].knows(FlowState::exists))
                 continue;
-            for (const auto port : {connection.ports[side], connection.ports[1 - side]})
-                entries.push_back({port, side ^ (pairNumber & 1), flow.order, &flow});
+            for (const auto port : {session.ports[side], session.ports[1 - side]})
+                entries.push_back({port, side ^ (pairNumber & 1), details[number].order[side], number, side});
         }
     }
     std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
@@ -241,9 +323,9 @@ void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) co
         while (port != into.dstPorts.end() && port->first < entry->port)
             ++port;
         if (port != into.dstPorts.end() && port->first == entry->port) {
-            auto& sum = into.tcpQualityByPort.emplace_back(entry->port, tracker.quality(*entry->flow)).second;
+            auto& sum = into.tcpQualityByPort.emplace_back(entry->port, qualityOf(entry->session, entry->side)).second;
             for (++entry; entry != end; ++entry)
-                sum.merge(tracker.quality(*entry->flow));
+                sum.merge(qualityOf(entry->session, entry->side));
         }
         entry = end;
     }
@@ -252,19 +334,23 @@ void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) co
 void ConversationTable::read(std::uint32_t pairNumber, CommPair& into) const
 {
     const auto& totals = pair(pairNumber);
-    const auto& origin = origins[pairNumber];
-    assign(into.srcAddr, source(pairNumber));
-    assign(into.dstAddr, destination(pairNumber));
-    assign(into.resolvedSrc, names.name(source(pairNumber)));
-    assign(into.resolvedDst, names.name(destination(pairNumber)));
-    assignLayers(into.srcMAC, into.srcIP, source(pairNumber), origin.otherSource);
-    assignLayers(into.dstMAC, into.dstIP, destination(pairNumber), origin.otherDestination);
-    into.hasTCP = totals.is(PairTotals::hasTcp);
-    into.hasUDP = totals.is(PairTotals::hasUdp);
+    const auto& row = conversations[pairNumber / 2];
+    const auto side = pairNumber & 1;
+    const auto& origin = row.origins[side];
+    const auto other = [&](int end) { return addresses.address(row.otherKinds[side][end], origin.others[end]); };
+    const auto from = source(pairNumber), to = destination(pairNumber);
+    assign(into.srcAddr, from);
+    assign(into.dstAddr, to);
+    assign(into.resolvedSrc, names.name(from));
+    assign(into.resolvedDst, names.name(to));
+    assignLayers(into.srcMAC, into.srcIP, from, other(0));
+    assignLayers(into.dstMAC, into.dstIP, to, other(1));
+    into.hasTCP = totals.hasTcp;
+    into.hasUDP = totals.hasUdp;
     into.packetCount = totals.packets;
     into.byteCount = totals.bytes;
     into.category = totals.category;
-    into.isMAC = totals.is(PairTotals::isMac);
+    into.isMAC = row.hostKind == Address::Kind::mac;
     into.firstSeenSeconds = origin.firstSeen;
     into.lastSeenSeconds = totals.lastSeen;
     readPorts(pairNumber, into);

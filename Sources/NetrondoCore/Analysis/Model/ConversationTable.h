@@ -1,8 +1,10 @@
 // All conversations of an analysis as numbers: what the aggregator fills and a result reads.
 #pragma once
 
+#include "Analysis/AddressBook.h"
 #include "Analysis/HostNameStore.h"
 #include "Analysis/Model/CommPair.h"
+#include "Analysis/Session.h"
 #include "Analysis/Tcp/TCPQualityTracker.h"
 #include "Base/Address.h"
 #include "Base/Counter.h"
@@ -16,65 +18,55 @@
 
 namespace netrondo {
 
-/// One direction of a conversation.
+/// What the first frame of a pair told of it besides its hosts.
+struct PairOrigin {
+    double firstSeen = 0; ///< seconds
+    /// The addresses of the other layer, source and destination: MAC addresses of IP hosts, IP addresses of MAC hosts,
+    /// where the frame had them. Numbers in the `AddressBook`.
+    std::uint32_t others[2] = {0, 0};
+};
+
+/// Two hosts, in ascending order, so that both directions find the same row. It is looked up when a session begins.
+struct Conversation {
+    std::uint32_t hosts[2] = {0, 0}; ///< numbers in the `AddressBook`
+    PairOrigin origins[2];           ///< [0] of what hosts[0] sends
+    Address::Kind hostKind = Address::Kind::none;
+    bool hasPair[2] = {false, false};
+    Address::Kind otherKinds[2][2] = {}; ///< of `others`
+};
+
+/// One direction of a conversation, summed up.
 struct PairTotals {
-    enum Flag : std::uint8_t { exists = 1, hasTcp = 2, hasUdp = 4, isMac = 8, udpWithoutPorts = 16 };
     Counter64 packets;
     Counter64 bytes;
     double lastSeen = 0; ///< seconds
     ProtocolName topProtocol = ProtocolName::other;
     ProtocolCategory category = ProtocolCategory::unknown;
-    std::uint8_t flags = 0;
-
-    bool is(Flag flag) const { return flags & flag; }
-};
-
-/// Two hosts, and the totals of both directions. The hosts are in ascending order, so that both directions find the
-/// same row.
-struct alignas(64) Conversation {
-    Address hosts[2];
-    PairTotals pairs[2]; ///< [0] is sent by hosts[0]
-    /// The connection and the port session seen last, with their ports: most frames belong to the one before.
-    struct Latest {
-        std::uint16_t ports[2] = {0, 0}; ///< of hosts[0] and of hosts[1]
-        std::uint32_t number = SlotIndex::none;
-    };
-    Latest connection;
-    Latest session;
-};
-
-/// What the first frame of a pair told of it besides its hosts.
-struct PairOrigin {
-    double firstSeen = 0; ///< seconds
-    /// The addresses of the other layer: MAC addresses of IP hosts, IP addresses of MAC hosts, where the frame had
-    /// them.
-    Address otherSource, otherDestination;
-};
-
-/// Frames between two ports that the TCP tracker does not count: all of UDP, and TCP whose header was cut.
-struct PortSession {
-    ConversationId conversation = 0;
-    std::uint16_t ports[2] = {0, 0};
-    bool isTcp = false;
-    Counter64 frames[2]; ///< sent by hosts[0] and by hosts[1]
+    bool hasTcp = false;
+    bool hasUdp = false;
 };
 
 /// A pair is a conversation and a direction: number = conversation * 2 + direction.
 class ConversationTable {
 public:
+    AddressBook addresses;
     PagedVector<Conversation> conversations;
-    PagedVector<PairOrigin> origins; ///< by pair number
-    PagedVector<PortSession> sessions;
+    PagedVector<Session> sessions;
+    PagedVector<SessionDetails> details; ///< by session number
     TCPQualityTracker tracker;
     HostNameStore names;
 
-    /// Notes which connections and sessions belong to which conversation. Called once, when all frames are in; the
-    /// functions below need it.
-    void group();
+    /// A copy for reading results: no frame can be added to it.
+    ConversationTable snapshot() const;
 
-    const PairTotals& pair(std::uint32_t number) const { return conversations[number / 2].pairs[number & 1]; }
-    const Address& source(std::uint32_t number) const { return conversations[number / 2].hosts[number & 1]; }
-    const Address& destination(std::uint32_t number) const { return conversations[number / 2].hosts[1 - (number & 1)]; }
+    /// Sums the sessions up by conversation. Called once, when all frames are in; the functions below need it.
+    void sumUp();
+
+    const PairTotals& pair(std::uint32_t number) const { return totals_[number]; }
+    Address source(std::uint32_t number) const { return host(number / 2, number & 1); }
+    Address destination(std::uint32_t number) const { return host(number / 2, 1 - (number & 1)); }
+    /// The sessions of a conversation, in the order in which they appeared.
+    std::span<const std::uint32_t> sessionsOf(ConversationId conversation) const;
     /// The numbers of all pairs, in the order of the texts "{source}->{destination}".
     std::vector<std::uint32_t> pairsByKey() const;
 
@@ -87,22 +79,21 @@ public:
     std::optional<TCPSessionQuality> conversationQuality(std::uint32_t pairNumber) const;
 
 private:
-    std::span<const std::uint32_t> connectionsOf(ConversationId conversation) const;
-    std::span<const std::uint32_t> sessionsOf(ConversationId conversation) const;
+    Address host(ConversationId conversation, std::uint32_t side) const
+    {
+        const auto& row = conversations[conversation];
+        return addresses.address(row.hostKind, row.hosts[side]);
+    }
+    void group();
+    PairTotals total(std::uint32_t pairNumber) const;
+    TCPSessionQuality qualityOf(std::uint32_t session, std::uint32_t side) const;
     void readPorts(std::uint32_t pairNumber, CommPair& into) const;
     void readQuality(std::uint32_t pairNumber, CommPair& into) const;
 
-    /// Numbers grouped by conversation: those of conversation c stand from starts[c] to starts[c + 1].
-    struct Groups {
-        std::vector<std::uint32_t> starts;
-        std::vector<std::uint32_t> numbers;
-        std::span<const std::uint32_t> of(ConversationId conversation) const
-        {
-            return std::span(numbers).subspan(starts[conversation], starts[conversation + 1] - starts[conversation]);
-        }
-    };
-    Groups connectionGroups_;
-    Groups sessionGroups_;
+    std::vector<PairTotals> totals_; ///< by pair number
+    /// Session numbers grouped by conversation: those of conversation c stand from starts_[c] to starts_[c + 1].
+    std::vector<std::uint32_t> starts_;
+    std::vector<std::uint32_t> grouped_;
 };
 
 } // namespace netrondo

@@ -1,7 +1,6 @@
 // The TCP tracker's rules, segment by segment.
 #include "Analysis/Tcp/TCPQualityTracker.h"
 
-#include "Base/Address.h"
 #include "Dissection/Wire/TcpHeader.h"
 
 #include <algorithm>
@@ -25,6 +24,14 @@ std::uint32_t sequenceLength(const TcpSegment& segment)
     return segment.payloadLength + (segment.flags & tcpFlag::syn ? 1 : 0) + (segment.flags & tcpFlag::fin ? 1 : 0);
 }
 
+/// For a count that is not kept itself; it is as fatal for it to pass its range as it is for those that are.
+std::uint32_t narrowed(std::uint64_t count)
+{
+    if (count > UINT32_MAX)
+        fatal("a counter passed its range", __FILE__, __LINE__);
+    return static_cast<std::uint32_t>(count);
+}
+
 // Microseconds or nanoseconds: the fraction is read by its size.
 double captureTime(const TcpSegment& segment)
 {
@@ -33,89 +40,55 @@ double captureTime(const TcpSegment& segment)
         + (segment.timestampFraction <= 1'000'000 ? fraction / 1e6 : fraction / 1e9);
 }
 
+/// The element with this number, which is made when it is 0: numbers begin with 1.
+template <typename T> T& numbered(PagedVector<T>& elements, std::uint32_t& number)
+{
+    if (!number) {
+        if (elements.size() == 0)
+            elements.append();
+        number = elements.append();
+    }
+    return elements[number];
+}
+
 } // namespace
 
-std::uint64_t TCPQualityTracker::hash(ConversationId conversation, std::uint16_t port0, std::uint16_t port1)
+void TCPQualityTracker::start(const Step& step, int side)
 {
-    return hashWords(conversation, std::uint64_t{port0} << 16 | port1);
-}
-
-std::uint32_t TCPQualityTracker::find(std::uint64_t hash, ConversationId conversation, std::uint16_t port0,
-                                      std::uint16_t port1) const
-{
-    return index_.find(hash, [&](std::uint32_t number) {
-        const auto& candidate = connections_[number];
-        return candidate.conversation == conversation && candidate.ports[0] == port0 && candidate.ports[1] == port1;
-    });
-}
-
-std::uint32_t TCPQualityTracker::connection(std::uint64_t hash, ConversationId conversation, std::uint16_t port0,
-                                            std::uint16_t port1)
-{
-    auto number = find(hash, conversation, port0, port1);
-    if (number == SlotIndex::none) {
-        number = connections_.append();
-        auto& made = connections_[number];
-        made.conversation = conversation;
-        made.ports[0] = port0;
-        made.ports[1] = port1;
-        index_.insert(hash, number);
-    }
-    return number;
-}
-
-void TCPQualityTracker::prefetchGuess(std::uint64_t hash) const
-{
-    if (const auto number = index_.guess(hash); number != SlotIndex::none)
-        prefetchFlows(number);
-}
-
-void TCPQualityTracker::prefetchFlows(std::uint32_t connection) const
-{
-    const auto* bytes = reinterpret_cast<const char*>(&connections_[connection]);
-    for (std::size_t at = 0; at < sizeof(TcpConnection); at += 64)
-        __builtin_prefetch(bytes + at);
-}
-
-void TCPQualityTracker::prefetchRecent(std::uint32_t connection, int sender) const
-{
-    recent_.prefetch(connections_[connection].flows[sender].recent);
-}
-
-FlowState& TCPQualityTracker::started(FlowState& flow)
-{
-    if (!flow.knows(FlowState::exists)) {
+    auto& flow = step.session.flows[side];
+    if (!flow.knows(FlowState::exists)) [[unlikely]] {
         flow.known |= FlowState::exists;
-        flow.order = nextOrder_++;
+        step.details.order[side] = nextOrder_++;
     }
-    return flow;
 }
 
-FlowTrouble& TCPQualityTracker::trouble(FlowState& flow)
+TcpTrouble& TCPQualityTracker::trouble(const Step& step)
 {
-    if (!flow.trouble) {
-        if (troubles_.size() == 0)
-            troubles_.append();
-        flow.trouble = troubles_.append();
-    }
-    return troubles_[flow.trouble];
+    return numbered(troubles_, step.details.trouble[step.sender]);
 }
 
-void TCPQualityTracker::countFlags(FlowState& flow, const TcpSegment& segment)
+TcpHandshake& TCPQualityTracker::handshakeOf(const Step& step)
+{
+    return numbered(handshakes_, step.details.handshake);
+}
+
+void TCPQualityTracker::countFlags(const Step& step)
 {
     using namespace tcpFlag;
-    ++flow.tcpPackets;
-    const auto flags = segment.flags;
-    if (flags & tcpFlag::ack)
-        ++flow.ackCount;
+    const auto flags = step.segment.flags;
     if (flags & psh)
-        ++flow.pshCount;
-    if (flags & syn)
-        ++flow.synCount;
-    if (flags & fin)
-        ++flow.finCount;
+        ++step.flow.pshCount;
+    if (flags & (syn | fin) || !(flags & tcpFlag::ack)) [[unlikely]] {
+        auto& side = handshakeOf(step).sides[step.sender];
+        if (flags & syn)
+            ++side.synCount;
+        if (flags & fin)
+            ++side.finCount;
+        if (!(flags & tcpFlag::ack))
+            ++side.withoutAck;
+    }
     if (flags & (rst | urg | ece | cwr)) [[unlikely]] {
-        auto& rare = trouble(flow);
+        auto& rare = trouble(step);
         if (flags & rst)
             ++rare.rstCount;
         if (flags & urg)
@@ -127,23 +100,26 @@ void TCPQualityTracker::countFlags(FlowState& flow, const TcpSegment& segment)
     }
 }
 
-void TCPQualityTracker::sampleWindow(FlowState& flow, const TcpSegment& segment)
+void TCPQualityTracker::sampleWindow(const Step& step)
 {
+    auto& flow = step.flow;
+    const auto window = step.segment.window;
     if (!flow.knows(FlowState::windowSampled)) {
-        flow.windowMin = flow.windowMax = segment.window;
+        flow.windowMin = flow.windowMax = window;
         flow.known |= FlowState::windowSampled;
     } else {
-        flow.windowMin = std::min(flow.windowMin, segment.window);
-        flow.windowMax = std::max(flow.windowMax, segment.window);
+        flow.windowMin = std::min(flow.windowMin, window);
+        flow.windowMax = std::max(flow.windowMax, window);
     }
-    flow.windowLast = segment.window;
-    if (segment.window == 0 && !(segment.flags & tcpFlag::fin)) [[unlikely]]
-        ++trouble(flow).zeroWindowCount;
+    flow.windowLast = window;
+    if (window == 0 && !(step.segment.flags & tcpFlag::fin)) [[unlikely]]
+        ++trouble(step).zeroWindowCount;
 }
 
-void TCPQualityTracker::examineSack(FlowState& flow, const FlowState& reverse, const TcpSegment& segment)
+void TCPQualityTracker::examineSack(const Step& step)
 {
-    const auto blocks = segment.options->sackBlocks();
+    const auto& reverse = step.reverse;
+    const auto blocks = step.segment.options->sackBlocks();
     const auto isValid = [](const SackBlock& block) { return !isAtOrBefore(block.right, block.left); };
     bool invalid = false, dSack = false, unseen = false, leftover = false;
     for (std::size_t i = 0; i < blocks.size(); ++i) {
@@ -152,7 +128,7 @@ void TCPQualityTracker::examineSack(FlowState& flow, const FlowState& reverse, c
             invalid = true;
             continue;
         }
-        if (isAtOrBefore(block.right, *segment.ack))
+        if (isAtOrBefore(block.right, *step.segment.ack))
             (i == 0 ? dSack : leftover) = true;
         if (reverse.knows(FlowState::nextseqKnown) && isAfter(block.right, reverse.nextseq))
             unseen = true;
@@ -162,7 +138,7 @@ void TCPQualityTracker::examineSack(FlowState& flow, const FlowState& reverse, c
         && isAtOrBefore(blocks[0].right, blocks[1].right))
         dSack = true;
 
-    auto& counters = trouble(flow);
+    auto& counters = trouble(step);
     ++counters.sackPacketCount;
     if (invalid)
         ++counters.sackInvalidCount;
@@ -174,22 +150,24 @@ void TCPQualityTracker::examineSack(FlowState& flow, const FlowState& reverse, c
         ++counters.sackLeftoverCount;
 }
 
-void TCPQualityTracker::acknowledge(FlowState& flow, FlowState& reverse, const TcpSegment& segment)
+void TCPQualityTracker::acknowledge(const Step& step)
 {
-    const auto ack = *segment.ack;
+    auto& reverse = step.reverse;
+    const auto ack = *step.segment.ack;
     if (reverse.knows(FlowState::nextseqKnown) && isAfter(ack, reverse.nextseq)) [[unlikely]]
-        ++trouble(flow).ackedUnseenCount;
-    if (segment.options && !segment.options->sackBlocks().empty())
-        examineSack(flow, reverse, segment);
+        ++trouble(step).ackedUnseenCount;
+    if (step.segment.options && !step.segment.options->sackBlocks().empty())
+        examineSack(step);
     if (!reverse.knows(FlowState::lastackKnown) || isAfter(ack, reverse.lastack)) {
         reverse.lastack = ack;
         reverse.known |= FlowState::lastackKnown;
     }
 }
 
-void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFingerprint& fingerprint,
-                                            const TcpSegment& segment, bool isAhead)
+void TCPQualityTracker::checkRetransmission(const Step& step, const SegmentFingerprint& fingerprint, bool isAhead)
 {
+    const auto& flow = step.flow;
+    const auto& segment = step.segment;
     const bool isSyn = segment.flags & tcpFlag::syn;
     if (!flow.knows(FlowState::lastackKnown)) {
         if (!isSyn && segment.payloadLength == 0)
@@ -200,16 +178,16 @@ void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFinger
             return;
         const auto length = sequenceLength(segment);
         if (length && isAtOrBefore(segment.seq + length, flow.lastack)) [[unlikely]] {
-            ++trouble(flow).spuriousRetransmitCount;
+            ++trouble(step).spuriousRetransmitCount;
             return;
         }
     }
     // Where all came in order, nothing remembered has the sequence number of a segment ahead of it all.
-    const bool isSurelyNew = isAhead && flow.disorder == 0;
+    const bool isSurelyNew = isAhead && flow.recent.disorder == 0;
     const auto earlier =
         isSurelyNew ? std::optional<SegmentFingerprint>{} : recent_.newestWithSameSeq(flow.recent, fingerprint);
     if (earlier) {
-        auto& counters = trouble(flow);
+        auto& counters = trouble(step);
         if (fingerprint.ipId && fingerprint.ipId == earlier->ipId) {
             // The same IP packet seen again: something on the way duplicated it. Deliberately not part of the guess.
             ++counters.retransmitInfrastructure;
@@ -221,7 +199,7 @@ void TCPQualityTracker::checkRetransmission(FlowState& flow, const SegmentFinger
     }
     // The same bytes in new sequence space: the application said it twice. Deliberately not part of the guess either.
     if (segment.payloadLength > 0 && recent_.hasPayloadElsewhere(flow.recent, fingerprint))
-        ++trouble(flow).retransmitApplication;
+        ++trouble(step).retransmitApplication;
 }
 
 TcpOffer TCPQualityTracker::offer(const TCPOptions& options)
@@ -254,50 +232,57 @@ TcpOffer TCPQualityTracker::offer(const TCPOptions& options)
     return made;
 }
 
-void TCPQualityTracker::handshake(FlowState& flow, const FlowState& reverse, const TcpSegment& segment)
+void TCPQualityTracker::shakeHands(const Step& step)
 {
+    const auto& segment = step.segment;
+    auto& flow = step.flow;
+    auto& side = handshakeOf(step).sides[step.sender];
     const auto time = captureTime(segment);
     const bool hasOptions = segment.options && !segment.options->empty();
     if (!(segment.flags & tcpFlag::ack)) {
-        flow.synTime = time;
+        side.synTime = time;
         flow.known |= FlowState::synTimeKnown;
         if (hasOptions)
-            flow.clientOffer = offer(*segment.options);
+            side.clientOffer = offer(*segment.options);
         return;
     }
     if (hasOptions)
-        flow.serverOffer = offer(*segment.options);
-    if (!reverse.knows(FlowState::synTimeKnown) || reverse.synTime > time)
+        side.serverOffer = offer(*segment.options);
+    const auto synTime = handshakeOf(step).sides[1 - step.sender].synTime;
+    if (!step.reverse.knows(FlowState::synTimeKnown) || synTime > time)
         return;
-    const auto sample = (time - reverse.synTime) * 1000;
+    const auto sample = (time - synTime) * 1000;
     if (sample <= 0 || sample >= 60'000) // a minute on: not an answer to that SYN any more
         return;
-    if (!flow.knows(FlowState::rttKnown) || sample < flow.rttMs)
-        flow.rttMs = sample;
+    if (!flow.knows(FlowState::rttKnown) || sample < side.rttMs)
+        side.rttMs = sample;
     flow.known |= FlowState::rttKnown;
 }
 
-void TCPQualityTracker::observe(std::uint32_t connection, int sender, const TcpSegment& segment)
+void TCPQualityTracker::observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment)
 {
-    auto& both = connections_[connection];
-    auto& flow = started(both.flows[sender]);
-    auto& reverse = both.flows[1 - sender];
+    auto& flow = session.flows[sender];
+    const Step step{session, details, segment, sender, flow, session.flows[1 - sender]};
     const bool isRst = segment.flags & tcpFlag::rst;
     const bool isSyn = segment.flags & tcpFlag::syn;
 
-    countFlags(flow, segment);
+    start(step, sender);
+    RecentSegments::passSegment(flow.recent);
+    countFlags(step);
     if (!isRst)
-        sampleWindow(flow, segment);
-    if (segment.flags & tcpFlag::ack && segment.ack && !isRst)
-        acknowledge(flow, started(reverse), segment);
+        sampleWindow(step);
+    if (segment.flags & tcpFlag::ack && segment.ack && !isRst) {
+        start(step, 1 - sender);
+        acknowledge(step);
+    }
 
-    const auto ordinal = static_cast<std::uint32_t>(flow.tcpPackets);
+    const auto ordinal = static_cast<std::uint32_t>(flow.frames);
     const SegmentFingerprint fingerprint{ordinal, segment.seq, segment.payloadDigest, segment.ipId};
     // Ahead of all that was sent, but not so far that 64 such steps would reach around the sequence space.
     constexpr std::uint32_t farthestStep = 1u << 24;
     const bool isAhead = !isRst && (!flow.knows(FlowState::nextseqKnown) || segment.seq - flow.nextseq < farthestStep);
     if (!isRst) {
-        checkRetransmission(flow, fingerprint, segment, isAhead);
+        checkRetransmission(step, fingerprint, isAhead);
         if (const auto length = sequenceLength(segment)) {
             const auto end = segment.seq + length;
             if (!flow.knows(FlowState::nextseqKnown) || isAfter(end, flow.nextseq)) {
@@ -312,33 +297,36 @@ void TCPQualityTracker::observe(std::uint32_t connection, int sender, const TcpS
         recent_.remember(flow.recent, fingerprint);
     if (segment.payloadLength > 0 || isSyn || segment.flags & tcpFlag::fin) {
         if (!isAhead)
-            flow.disorder = RecentSegments::window;
-        else if (flow.disorder > 0)
-            --flow.disorder;
+            flow.recent.disorder = RecentSegments::window;
+        else if (flow.recent.disorder > 0)
+            --flow.recent.disorder;
     }
     if (isSyn)
-        handshake(flow, reverse, segment);
+        shakeHands(step);
 }
 
 TCPQualityTracker TCPQualityTracker::snapshot() const
 {
     TCPQualityTracker copy;
-    copy.connections_ = connections_;
+    copy.handshakes_ = handshakes_;
     copy.troubles_ = troubles_;
     copy.extraSets_ = extraSets_;
     return copy;
 }
 
-TCPSessionQuality TCPQualityTracker::quality(const FlowState& flow) const
+TCPSessionQuality TCPQualityTracker::quality(const Session& session, const SessionDetails& details, int side) const
 {
+    const auto& flow = session.flows[side];
+    static const TcpHandshake none;
+    const auto& handshake = (details.handshake ? handshakes_[details.handshake] : none).sides[side];
     TCPSessionQuality record;
-    record.tcpPackets = flow.tcpPackets;
-    record.synCount = flow.synCount;
-    record.finCount = flow.finCount;
-    record.ackCount = flow.ackCount;
+    record.tcpPackets = flow.frames;
+    record.synCount = handshake.synCount;
+    record.finCount = handshake.finCount;
+    record.ackCount = narrowed(flow.frames - handshake.withoutAck);
     record.pshCount = flow.pshCount;
-    if (flow.trouble) {
-        const auto& rare = troubles_[flow.trouble];
+    if (details.trouble[side]) {
+        const auto& rare = troubles_[details.trouble[side]];
         record.rstCount = rare.rstCount;
         record.urgCount = rare.urgCount;
         record.eceCount = rare.eceCount;
@@ -361,7 +349,7 @@ TCPSessionQuality TCPQualityTracker::quality(const FlowState& flow) const
     record.windowLast = flow.windowLast;
     record.hasWindowSample = flow.knows(FlowState::windowSampled);
     if (flow.knows(FlowState::rttKnown))
-        record.rttMsEstimate = flow.rttMs;
+        record.rttMsEstimate = handshake.rttMs;
 
     const auto fold = [&](const TcpOffer& offered, auto& mss, auto& scale, bool& sack, bool& timestamps, auto& extra) {
         if (offered.bits & TcpOffer::hasMss)
@@ -377,8 +365,10 @@ TCPSessionQuality TCPQualityTracker::quality(const FlowState& flow) const
         }
     };
     auto& both = record.handshake;
-    fold(flow.clientOffer, both.mssClient, both.wscaleClient, both.sackClient, both.timestampsClient, both.extraClient);
-    fold(flow.serverOffer, both.mssServer, both.wscaleServer, both.sackServer, both.timestampsServer, both.extraServer);
+    fold(handshake.clientOffer, both.mssClient, both.wscaleClient, both.sackClient, both.timestampsClient,
+         both.extraClient);
+    fold(handshake.serverOffer, both.mssServer, both.wscaleServer, both.sackServer, both.timestampsServer,
+         both.extraServer);
     both.sackPermitted = both.sackClient || both.sackServer;
     both.timestamps = both.timestampsClient || both.timestampsServer;
     return record;

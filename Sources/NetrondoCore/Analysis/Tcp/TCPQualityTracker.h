@@ -1,12 +1,12 @@
 // Watches every TCP segment, one direction of one connection at a time, and counts what went wrong.
 #pragma once
 
+#include "Analysis/Session.h"
 #include "Analysis/Tcp/RecentSegments.h"
 #include "Analysis/Tcp/TCPSessionQuality.h"
-#include "Base/Bytes.h"
 #include "Base/Counter.h"
 #include "Base/PagedVector.h"
-#include "Base/SlotIndex.h"
+#include "Base/Prefetch.h"
 #include "Dissection/Wire/TcpOptions.h"
 
 #include <bitset>
@@ -15,9 +15,6 @@
 #include <vector>
 
 namespace netrondo {
-
-/// A pair of hosts, by the number its owner has given it, and which of the two is the sender: 0 or 1.
-using ConversationId = std::uint32_t;
 
 /// One TCP segment as the tracker sees it.
 struct TcpSegment {
@@ -45,41 +42,21 @@ struct TcpOffer {
     std::uint32_t extraSet = 0; ///< which set of other options, 0 for none
 };
 
-/// Everything kept of one direction of a connection. Counters that stay zero on a healthy connection live in
-/// `FlowTrouble`, so that an idle flow costs little.
-struct FlowState {
-    enum Known : std::uint8_t {
-        exists = 1,
-        nextseqKnown = 2,
-        lastackKnown = 4,
-        synTimeKnown = 8,
-        rttKnown = 16,
-        windowSampled = 32,
-        carriedPayload = 64
+/// What only the segments with SYN or FIN tell of a connection, by direction.
+struct TcpHandshake {
+    struct Side {
+        Counter32 synCount, finCount;
+        Counter32 withoutAck; ///< segments whose ACK flag is not set; all others have it
+        TcpOffer clientOffer; ///< of the last SYN sent on this flow
+        TcpOffer serverOffer; ///< of the last SYN+ACK sent on this flow
+        double synTime = 0;   ///< seconds, of the last SYN without ACK
+        double rttMs = 0;     ///< smallest handshake round trip, milliseconds
     };
-    Counter64 tcpPackets;
-    std::uint32_t nextseq = 0; ///< the highest sequence end sent on this flow
-    std::uint32_t lastack = 0; ///< the highest acknowledgement the peer has sent for it
-    std::uint32_t order = 0;   ///< flows are numbered as they appear
-    std::uint16_t windowMin = 65535;
-    std::uint16_t windowMax = 0;
-    std::uint16_t windowLast = 0;
-    std::uint8_t known = 0;
-    /// How many segments from now on may repeat a remembered sequence number although theirs lies ahead of all that was
-    /// sent: 0 when the last 64 came in order, each ahead of the one before.
-    std::uint8_t disorder = 0;
-    RecentSegments::Ring recent;
-    Counter32 ackCount, pshCount, synCount, finCount;
-    std::uint32_t trouble = 0; ///< number of the flow's `FlowTrouble`, 0 for none
-    TcpOffer clientOffer;      ///< of the last SYN sent on this flow
-    TcpOffer serverOffer;      ///< of the last SYN+ACK sent on this flow
-    double synTime = 0;        ///< seconds, of the last SYN without ACK
-    double rttMs = 0;          ///< smallest handshake round trip, milliseconds
-
-    bool knows(Known what) const { return known & what; }
+    Side sides[2];
 };
 
-struct FlowTrouble {
+/// The counters of a flow that stay zero on a healthy connection.
+struct TcpTrouble {
     Counter32 rstCount, urgCount, eceCount, cwrCount;
     Counter32 retransmitGuess, retransmitEndpoint, retransmitInfrastructure, retransmitApplication;
     Counter32 spuriousRetransmitCount, ackedUnseenCount;
@@ -87,56 +64,52 @@ struct FlowTrouble {
     Counter32 zeroWindowCount;
 };
 
-/// Both directions of one connection between the two hosts of a conversation, host 0 being the one its owner calls so.
-struct alignas(64) TcpConnection {
-    ConversationId conversation = 0;
-    std::uint16_t ports[2] = {0, 0}; ///< of host 0 and of host 1
-    FlowState flows[2];              ///< [0] is sent by host 0
-};
-
 /// One per analysis. Flows are never removed or expired: a reused pair of ports continues the old flow's state. Payload
-/// bytes are never looked at, only their length and a digest.
+/// bytes are never looked at, only their length and a digest. The sessions themselves are their owner's.
 class TCPQualityTracker {
 public:
-    static std::uint64_t hash(ConversationId conversation, std::uint16_t port0, std::uint16_t port1);
-    /// The connection's number, made when there is none yet.
-    std::uint32_t connection(std::uint64_t hash, ConversationId conversation, std::uint16_t port0, std::uint16_t port1);
-    /// The same, but `SlotIndex::none` instead of a new one.
-    std::uint32_t find(std::uint64_t hash, ConversationId conversation, std::uint16_t port0, std::uint16_t port1) const;
-
-    /// Feeds one segment, in capture order, sent by host `sender` (0 or 1) of the connection.
-    void observe(std::uint32_t connection, int sender, const TcpSegment& segment);
-
-    std::uint32_t connectionCount() const { return connections_.size(); }
-    const TcpConnection& operator[](std::uint32_t connection) const { return connections_[connection]; }
+    /// Feeds one segment, in capture order, sent by host `sender` (0 or 1) of the session, whose owner has counted it
+    /// in `frames` already.
+    void observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment);
 
     /// The record of one direction, with what its handshakes offered folded in.
-    TCPSessionQuality quality(const FlowState& flow) const;
+    TCPSessionQuality quality(const Session& session, const SessionDetails& details, int side) const;
 
-    /// For callers that observe many segments at once: bring the memory closer, in this order.
-    void prefetchIndex(std::uint64_t hash) const { index_.prefetch(hash); }
-    void prefetchGuess(std::uint64_t hash) const;
-    void prefetchFlows(std::uint32_t connection) const;
-    void prefetchRecent(std::uint32_t connection, int sender) const;
+    /// For callers that observe many segments at once: bring closer what a segment from this flow is compared with.
+    void prefetchRecent(const FlowState& flow) const { recent_.prefetch(flow.recent); }
+    /// The same for a segment with SYN or FIN.
+    void prefetchHandshake(const SessionDetails& details) const
+    {
+        if (details.handshake)
+            prefetch(&handshakes_[details.handshake]);
+    }
 
     /// A copy for reading results; it does not remember segments and is not to be fed.
     TCPQualityTracker snapshot() const;
 
 private:
-    FlowState& started(FlowState& flow);
-    FlowTrouble& trouble(FlowState& flow);
-    void countFlags(FlowState& flow, const TcpSegment& segment);
-    void sampleWindow(FlowState& flow, const TcpSegment& segment);
-    void acknowledge(FlowState& flow, FlowState& reverse, const TcpSegment& segment);
-    void examineSack(FlowState& flow, const FlowState& reverse, const TcpSegment& segment);
-    void checkRetransmission(FlowState& flow, const SegmentFingerprint& fingerprint, const TcpSegment& segment,
-                             bool isAhead);
-    void handshake(FlowState& flow, const FlowState& reverse, const TcpSegment& segment);
+    /// A segment on its way through the rules.
+    struct Step {
+        Session& session;
+        SessionDetails& details;
+        const TcpSegment& segment;
+        int sender;
+        FlowState& flow;
+        FlowState& reverse;
+    };
+    void start(const Step& step, int side);
+    TcpTrouble& trouble(const Step& step);
+    TcpHandshake& handshakeOf(const Step& step);
+    void countFlags(const Step& step);
+    void sampleWindow(const Step& step);
+    void acknowledge(const Step& step);
+    void examineSack(const Step& step);
+    void checkRetransmission(const Step& step, const SegmentFingerprint& fingerprint, bool isAhead);
+    void shakeHands(const Step& step);
     TcpOffer offer(const TCPOptions& options);
 
-    PagedVector<TcpConnection> connections_;
-    SlotIndex index_;
-    PagedVector<FlowTrouble> troubles_; ///< number 0 is not used
+    PagedVector<TcpHandshake> handshakes_; ///< number 0 is not used
+    PagedVector<TcpTrouble> troubles_;     ///< number 0 is not used
     RecentSegments recent_;
     std::vector<std::bitset<256>> extraSets_; ///< the distinct sets of uncommon options, number 0 is empty
     std::uint32_t nextOrder_ = 1;

@@ -26,7 +26,7 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
                                       const FrameChoice& choice)
 {
     PairAggregator aggregator(mode, expertPreferences);
-    std::array<CaptureFrame, 64> frames;
+    std::array<CaptureFrame, 256> frames;
     std::uint64_t count = 0;
     while (true) {
         // No batch reaches over a frame whose number is reported.
