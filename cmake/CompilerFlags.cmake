@@ -3,8 +3,10 @@
 add_library(netrondo-flags INTERFACE)
 target_compile_options(
     netrondo-flags
-    INTERFACE -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
-              -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough)
+    INTERFACE -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wsign-conversion
+              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast> -Wcast-qual
+              $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+              -Wnull-dereference -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # g++ 12 reports these two inside its own standard library once it has inlined enough of it.
     target_compile_options(netrondo-flags INTERFACE -Wno-error=null-dereference -Wno-null-dereference

@@ -53,7 +53,7 @@ TEST_P(PcapMagic, TellsByteOrderAndResolution)
     EXPECT_TRUE(std::ranges::equal(Bytes(bytes).first(4), hex(row.firstBytes)));
 
     const auto reader = opened(file);
-    EXPECT_EQ(reader->header(), (PcapHeader{row.swapEndian, row.isNanosecond, 96, LinkType::linuxSLL}));
+    EXPECT_EQ(reader->header(), (PcapHeader{row.swapEndian, row.isNanosecond, 96, LinkType::linuxSLL, 113}));
     EXPECT_EQ(reader->isNanosecond(), row.isNanosecond);
     EXPECT_EQ(reader->snaplen(), 96);
     ASSERT_EQ(reader->interfaceLinkTypes().size(), 1);

@@ -14,6 +14,11 @@ std::string_view rawValue(CaptureFormat format)
     fatal("a capture format without a name", __FILE__, __LINE__);
 }
 
+SourceInterface CaptureReading::interfaceOf(const CaptureFrame& frame) const
+{
+    return {static_cast<std::uint16_t>(frame.linkType), 0, isNanosecond()};
+}
+
 CaptureResult<std::optional<CaptureFrame>> CaptureReading::nextFrame()
 {
     CaptureFrame frame;

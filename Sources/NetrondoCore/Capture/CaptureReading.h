@@ -18,6 +18,15 @@ enum class CaptureFormat { pcap, pcapng, sniffer, wiretap };
 /// "pcap", "pcapng", "sniffer" or "wiretap".
 std::string_view rawValue(CaptureFormat format);
 
+/// What a source says of the interface a frame came from: what is needed to write the frame again as it was.
+struct SourceInterface {
+    std::uint16_t linkNumber = static_cast<std::uint16_t>(LinkType::ethernet); ///< registered; `LinkType` may lack it
+    std::uint32_t snaplen = 0;                                                 ///< 0: not told
+    bool isNanosecond = false; ///< its times are finer than microseconds
+
+    friend bool operator==(const SourceInterface&, const SourceInterface&) = default;
+};
+
 class CaptureReading {
 public:
     virtual ~CaptureReading() = default;
@@ -29,6 +38,9 @@ public:
     virtual std::span<const LinkType> interfaceLinkTypes() const = 0;
     /// True when the file itself says that its fractions are nanoseconds.
     virtual bool isNanosecond() const { return false; }
+
+    /// The interface a frame of this source came from.
+    virtual SourceInterface interfaceOf(const CaptureFrame& frame) const;
 
     /// The next frame, nothing at the end of the data, or an error. The frame's bytes stay good until the next call.
     CaptureResult<std::optional<CaptureFrame>> nextFrame();

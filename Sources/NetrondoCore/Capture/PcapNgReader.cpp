@@ -98,7 +98,8 @@ CaptureResult<bool> PcapNgReader::takeInterface(Bytes body)
 {
     if (body.size() < 8)
         return invalid("Short IDB");
-    interfaceLinkTypes_.push_back(linkType(load::u16(body.data(), swapEndian_)));
+    linkNumbers_.push_back(load::u16(body.data(), swapEndian_));
+    interfaceLinkTypes_.push_back(linkType(linkNumbers_.back()));
     snaplens_.push_back(u32(body, 4));
     clocks_.push_back(clockIn(body.subspan(8)));
     return false;
@@ -174,6 +175,15 @@ std::int64_t PcapNgReader::nanoseconds(const CaptureFrame& frame) const
     return static_cast<std::int64_t>(seconds * 1'000'000'000 + static_cast<std::uint64_t>(rest));
 }
 
+SourceInterface PcapNgReader::interfaceOf(const CaptureFrame& frame) const
+{
+    constexpr std::uint64_t microsecond = 1'000'000;
+    const auto index = static_cast<std::uint64_t>(frame.interfaceID);
+    if (index < linkNumbers_.size())
+        return {linkNumbers_[index], snaplens_[index], clocks_[index].unitsPerSecond > microsecond};
+    return {linkNumbers_.empty() ? static_cast<std::uint16_t>(frame.linkType) : linkNumbers_.front(), 0, false};
+}
+
 std::uint64_t PcapNgReader::offsetOf(const CaptureFrame& frame) const
 {
     const auto back = static_cast<std::uint64_t>(handle_.buffered().data() - frame.data.data());
@@ -189,6 +199,7 @@ CaptureResult<std::unique_ptr<CaptureReading>> PcapNgReader::again() const
     std::unique_ptr<PcapNgReader> reader(new PcapNgReader(std::move(handle), swapEndian_));
     reader->interfaceLinkTypes_ = interfaceLinkTypes_;
     reader->snaplens_ = snaplens_;
+    reader->linkNumbers_ = linkNumbers_;
     reader->clocks_ = clocks_;
     return reader;
 }

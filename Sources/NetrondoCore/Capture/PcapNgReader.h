@@ -21,6 +21,8 @@ public:
     /// The snapshot length of each interface, indexed like the link types.
     std::span<const std::uint32_t> snaplens() const { return snaplens_; }
 
+    SourceInterface interfaceOf(const CaptureFrame& frame) const override;
+
     /// A damaged block is an error again on every further call.
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
     Position position() const override { return {handle_.offset(), handle_.size()}; }
@@ -52,6 +54,7 @@ private:
     bool swapEndian_;
     std::vector<LinkType> interfaceLinkTypes_;
     std::vector<std::uint32_t> snaplens_;
+    std::vector<std::uint16_t> linkNumbers_; ///< also those that `LinkType` does not know
     std::vector<Clock> clocks_;
 };
 

@@ -36,9 +36,9 @@ CaptureResult<PcapHeader> PcapHeader::parse(Bytes bytes)
     if (magic == std::end(magics))
         return std::unexpected(CaptureError::invalidHeader(fmt::format("Not a PCAP magic: {:x}", value)));
     // The upper half of the link-type word holds the FCS length and reserved bits, not the link type.
-    const auto link = load::u32(bytes.data() + 20, magic->swapEndian) & 0xffff;
+    const auto link = static_cast<std::uint16_t>(load::u32(bytes.data() + 20, magic->swapEndian));
     return PcapHeader{magic->swapEndian, magic->isNanosecond, load::u32(bytes.data() + 16, magic->swapEndian),
-                      netrondo::linkType(static_cast<std::uint16_t>(link))};
+                      netrondo::linkType(link), link};
 }
 
 CaptureResult<std::unique_ptr<PcapReader>> PcapReader::open(FileHandle handle)

@@ -12,6 +12,7 @@ struct PcapHeader {
     bool isNanosecond = false; ///< the fractions of the timestamps are nanoseconds
     std::uint32_t snaplen = 0; ///< as the file stores it; not enforced
     LinkType linkType = LinkType::unknown;
+    std::uint16_t linkNumber = static_cast<std::uint16_t>(LinkType::unknown); ///< as the file stores it
 
     static constexpr std::size_t size = 24;
     /// Reads the first `size` bytes of a file.
@@ -33,6 +34,10 @@ public:
     CaptureFormat format() const override { return CaptureFormat::pcap; }
     std::span<const LinkType> interfaceLinkTypes() const override { return {&header_.linkType, 1}; }
     bool isNanosecond() const override { return header_.isNanosecond; }
+    SourceInterface interfaceOf(const CaptureFrame&) const override
+    {
+        return {header_.linkNumber, header_.snaplen, header_.isNanosecond};
+    }
     std::uint32_t snaplen() const { return header_.snaplen; }
     const PcapHeader& header() const { return header_; }
 
