@@ -2,9 +2,10 @@
 _netrondo() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local subcommand='' word options
+    local subcommands='analyze frames classify circle decode follow convert filter'
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | circle | decode | follow | filter)
+            analyze | frames | classify | circle | decode | follow | convert | filter)
                 subcommand=$word
                 break
                 ;;
@@ -32,6 +33,7 @@ _netrondo() {
             ;;
         decode) options+=' --filter --from --count --json' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
+        convert) options+=' --filter' ;;
         filter) options+=' --limit' ;;
     esac
     if [[ $current == -* ]]; then
@@ -41,7 +43,7 @@ _netrondo() {
     compopt -o filenames 2> /dev/null
     mapfile -t COMPREPLY < <(compgen -f -- "$current")
     if [[ -z $subcommand ]]; then
-        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W 'analyze frames classify circle decode follow filter' -- "$current")
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -W "$subcommands" -- "$current")
     fi
 }
 complete -F _netrondo netrondo

@@ -1,5 +1,5 @@
 # fish completion for netrondo
-set -l subcommands analyze frames classify circle decode follow filter
+set -l subcommands analyze frames classify circle decode follow convert filter
 
 complete -c netrondo -s h -l help -d 'Show help'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -l version -d 'Show the version'
@@ -9,6 +9,7 @@ complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a classi
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a circle -d 'Who talks to whom as a circle'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a decode -d 'The packet list'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a follow -d 'A pcap file that is still being written'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a convert -d 'Copy the frames into a pcap or pcapng file'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a filter -d 'Check, show and complete display filters'
 
 complete -c netrondo -n '__fish_seen_subcommand_from analyze classify circle follow' -l mode -x -a 'l3IP l2MAC' -d 'What a host is'
@@ -18,7 +19,7 @@ complete -c netrondo -n '__fish_seen_subcommand_from follow' -l interval -x -d '
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l pulls -x -d 'How many pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from filter; and not __fish_seen_subcommand_from check tree complete fields' -x -a 'check tree complete fields'
 complete -c netrondo -n '__fish_seen_subcommand_from filter; and __fish_seen_subcommand_from complete' -l limit -x -d 'At most so many names'
-complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode' -l filter -x -d 'Only the frames that this display filter selects'
+complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode convert' -l filter -x -d 'Only the frames that this display filter selects'
 complete -c netrondo -n '__fish_seen_subcommand_from decode' -l from -x -d 'The first frame to show'
 complete -c netrondo -n '__fish_seen_subcommand_from decode' -l count -x -d 'How many frames to show'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l svg -r -d 'Write the picture as SVG'

@@ -12,8 +12,9 @@ using Action = std::function<int()>;
 /// The exit statuses, as scripts rely on them.
 struct Exit {
     static constexpr int done = 0;
-    static constexpr int failed = 1; ///< a capture could not be read or an output not written
-    static constexpr int usage = 2;  ///< the command line is wrong
+    static constexpr int failed = 1;        ///< a capture could not be read or an output not written
+    static constexpr int usage = 2;         ///< the command line is wrong
+    static constexpr int interrupted = 130; ///< where a signal is to end it: what a shell makes of SIGINT
 };
 
 /// Each declares its options on `app` and returns the action that runs with what they were given.

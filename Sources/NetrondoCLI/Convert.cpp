@@ -1,0 +1,92 @@
+// `netrondo convert`: copies frames into a pcap or pcapng file.
+#include "Capture/CaptureFile.h"
+#include "Capture/CaptureWriter.h"
+#include "FilterOption.h"
+#include "Interruption.h"
+#include "Options.h"
+#include "Outcome.h"
+#include "Subcommands.h"
+
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <system_error>
+
+namespace netrondo::cli {
+namespace {
+
+struct Wishes {
+    std::string in, out;
+    std::string filter;
+};
+
+/// A closed pipe is the end of interest, not a failure.
+int failToWrite(const std::string& out, const CaptureError& error)
+{
+    const bool hasReaderGone = out == "-" && error == CaptureError::system(EPIPE);
+    return hasReaderGone ? Exit::done : fail(out == "-" ? "standard output" : out, error);
+}
+
+int convert(const Wishes& wishes)
+{
+    const auto filter = DisplayFilter::compileOptional(wishes.filter);
+    if (!filter)
+        return fail(filter.error());
+    const auto reader = CaptureFile::open(wishes.in);
+    if (!reader)
+        return fail(wishes.in, reader.error());
+    const auto writer = CaptureWriter::create(wishes.out, {.format = *CaptureWriter::formatFor(wishes.out)});
+    if (!writer)
+        return fail(wishes.out, writer.error());
+    const auto isWanted = choiceOf(*filter, (*reader)->isNanosecond());
+    const Interruption interruption;
+    std::array<CaptureFrame, 64> frames;
+    while (!interruption.isWanted()) {
+        const auto count = (*reader)->nextBatch(frames);
+        if (!count)
+            return fail(wishes.in, count.error());
+        if (*count == 0) {
+            // Also a capture without frames says what kind of frames it has none of.
+            CaptureFrame none;
+            none.linkType = LinkType::ethernet;
+            if (const auto begun = (*writer)->begin((*reader)->interfaceOf(none)); !begun)
+                return failToWrite(wishes.out, begun.error());
+            const auto finished = (*writer)->finish();
+            return finished ? Exit::done : failToWrite(wishes.out, finished.error());
+        }
+        for (std::size_t i = 0; i < *count; ++i) {
+            if (isWanted && !isWanted(frames[i]))
+                continue;
+            if (const auto written = (*writer)->write(frames[i], **reader); !written)
+                return failToWrite(wishes.out, written.error());
+        }
+    }
+    return Exit::interrupted;
+}
+
+} // namespace
+
+Action subcommand::convert(CLI::App& app)
+{
+    app.footer("OUT is written as pcapng when its name ends in .pcapng, as pcap otherwise. It gets its name when it is "
+               "whole; until then,\nand after an error, what bore the name before is untouched.");
+    auto wishes = std::make_shared<Wishes>();
+    app.add_option("IN", wishes->in, "The capture; - is standard input")->required()->type_name("");
+    app.add_option("OUT", wishes->out, "The file to write; - is standard output")
+        ->required()
+        ->check([](const std::string& out) {
+            return std::string(CaptureWriter::formatFor(out)
+                                   ? ""
+                                   : "compressed captures are not written: write a .pcap and compress that");
+        })
+        ->type_name("");
+    addFilter(app, wishes->filter);
+    return [wishes] {
+        const int status = convert(*wishes); // by now what was half done is gone
+        if (status == Exit::interrupted)
+            Interruption::obey();
+        return status;
+    };
+}
+
+} // namespace netrondo::cli
