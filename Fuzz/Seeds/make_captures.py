@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the seeds of FuzzPcap, FuzzPcapng and FuzzGzip into the folders beside this script: small, and one per path."""
+"""Writes the seeds of FuzzPcap, FuzzPcapng, FuzzSniffer and FuzzGzip into the folders beside this script: small, and one per path."""
 
 import pathlib
 import struct
@@ -38,6 +38,17 @@ def pcapng(order):
     )
 
 
+def sniffer(version, *records, begin=128, end=None, unit=0, ticks=0, gap=b""):
+    """Records of (time, data); `gap` lies before the last one, where a wrapped buffer is cut."""
+    extra = bytes(28 if version.startswith("002") else 16)
+    made = [struct.pack("<QHH", time, len(data), len(data)) + extra + data for time, data in records]
+    body = b"".join(made[:-1]) + gap + made[-1] if made else b""
+    header = b"XCP\0" + version.encode() + b"\0" + struct.pack("<II", 1000000000, len(records)) + bytes(4)
+    header += struct.pack("<II", begin, 128 + len(body) if end is None else end)
+    header = header.ljust(48, b"\0") + bytes([unit]) + bytes(27) + struct.pack("<I", ticks)
+    return header.ljust(128, b"\0") + body
+
+
 def gzipped(content, strategy=zlib.Z_DEFAULT_STRATEGY, level=9):
     squeeze = zlib.compressobj(level, zlib.DEFLATED, 31, 9, strategy)
     return squeeze.compress(content) + squeeze.flush()
@@ -61,6 +72,16 @@ save("Pcapng", "section-only", blocks[:28])
 save("Pcapng", "cut", blocks[:-7])
 save("Pcapng", "wrong-trailing-length", blocks[:-4] + b"\0\0\0\1")
 save("Pcapng", "short-interface", blocks[:28] + block("<", 1, bytes(4)))
+
+save("Sniffer", "milliseconds", sniffer("001.000", (1, frame), (2, b""), (3, frame)))
+save("Sniffer", "microseconds", sniffer("001.100", (1, frame)))
+save("Sniffer", "version-2", sniffer("002.001", (1, frame), (2, frame)))
+save("Sniffer", "own-clock", sniffer("002.002", (1 << 40, frame), unit=2, ticks=3579545))
+two = 128 + 40 + len(frame)
+save("Sniffer", "wrapped", sniffer("002.002", (2, frame), (1, frame), begin=two + 9, end=two, gap=bytes(9)))
+save("Sniffer", "cut", sniffer("002.001", (1, frame), (2, frame))[:-7])
+save("Sniffer", "offsets-beyond-the-file", sniffer("002.001", (1, frame), begin=0xFFFFFF00, end=0xFFFFFFFF))
+save("Sniffer", "no-records", sniffer("002.003"))
 
 dynamic = gzipped(blocks * 20)
 save("Gzip", "dynamic-codes", dynamic)

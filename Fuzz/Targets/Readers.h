@@ -7,6 +7,7 @@
 #include "Capture/FrameIndex.h"
 #include "Capture/PcapNgReader.h"
 #include "Capture/PcapReader.h"
+#include "Capture/SnifferReader.h"
 #include "Targets/Input.h"
 
 #include <array>
@@ -87,7 +88,10 @@ inline void checkIndex(std::unique_ptr<CaptureReading> forIndex, CaptureReading&
     }
 }
 
-template <typename Reader> void read(Bytes input)
+/// `fromPipe`: whether the reader takes this input from a pipe, too.
+template <typename Reader>
+void read(
+    Bytes input, bool (*fromPipe)(const Reader&) = [](const Reader&) { return true; })
 {
     const auto one = Reader::open(asFile(input)), many = Reader::open(asFile(input));
     NR_ASSERT(one.has_value() == many.has_value());
@@ -97,7 +101,7 @@ template <typename Reader> void read(Bytes input)
     NR_ASSERT(digest == inBatches(**many));
     NR_ASSERT((*one)->position().offset <= input.size());
     checkIndex(Reader::open(asFile(input)).value(), **Reader::open(asFile(input)), digest.frames);
-    if (input.size() <= pipeCapacity)
+    if (input.size() <= pipeCapacity && fromPipe(**one))
         NR_ASSERT(digest == inBatches(**Reader::open(asPipe(input))));
 }
 
@@ -109,6 +113,11 @@ inline void pcap(Bytes input)
 inline void pcapng(Bytes input)
 {
     read<PcapNgReader>(input);
+}
+
+inline void sniffer(Bytes input)
+{
+    read<SnifferReader>(input, [](const SnifferReader& reader) { return !reader.header().isWrapped(); });
 }
 
 } // namespace netrondo::fuzz

@@ -29,6 +29,7 @@ constexpr FuzzTarget targets[] = {
     {"HostNames", fuzz::hostNames},
     {"Pcap", fuzz::pcap},
     {"Pcapng", fuzz::pcapng},
+    {"Sniffer", fuzz::sniffer},
     {"TcpOptions", fuzz::tcpOptions},
 };
 

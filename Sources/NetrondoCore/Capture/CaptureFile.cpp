@@ -6,9 +6,9 @@
 #include "Capture/GzipCodec.h"
 #include "Capture/PcapNgReader.h"
 #include "Capture/PcapReader.h"
+#include "Capture/SnifferReader.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -18,8 +18,6 @@
 
 namespace netrondo::CaptureFile {
 namespace {
-constexpr std::array<std::uint8_t, 4> snifferMagic = {0x58, 0x43, 0x50, 0x00}; // "XCP" and a zero
-
 /// A random UUID (RFC 9562, version 4) as text.
 std::string uuid()
 {
@@ -71,7 +69,8 @@ std::optional<CaptureFormat> formatOf(Bytes start)
 {
     if (start.size() < 4)
         return std::nullopt;
-    if (std::ranges::equal(start.first(4), snifferMagic)) // before the others: it wins whatever else might match
+    if (std::ranges::equal(start.first(4),
+                           SnifferReader::magic)) // before the others: it wins whatever else might match
         return CaptureFormat::sniffer;
     const auto magic = load::le32(start.data());
     if (magic == PcapNgReader::sectionHeader)
@@ -92,7 +91,8 @@ CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path&
         return PcapNgReader::open(std::move(handle));
     if (format == CaptureFormat::pcap)
         return PcapReader::open(std::move(handle));
-    // A Sniffer capture is recognised and ends here too: it has no reader yet.
+    if (format == CaptureFormat::sniffer)
+        return SnifferReader::open(std::move(handle));
     return std::unexpected(CaptureError::unsupportedFormat());
 }
 

@@ -48,11 +48,11 @@ public:
     /// Without it, the first frame does the same.
     virtual CaptureResult<void> begin(const SourceInterface& interface) = 0;
 
-    /// Adds a frame. `time` goes into the file as finely as `interface` says that its times are; in a pcap file the
-    /// first interface decides. `comment` is kept by pcapng only. A pcap file takes one link type only, and times of 32
-    /// bits: other frames are refused, and so is the rest.
-    virtual CaptureResult<void> write(const CaptureFrame& frame, CaptureTime time, const SourceInterface& interface,
-                                      std::string_view comment = {}) = 0;
+    /// Adds a frame that was captured so many nanoseconds after 1970. The time goes into the file as finely as
+    /// `interface` says that its times are; in a pcap file the first interface decides. `comment` is kept by pcapng
+    /// only. Frames that the format cannot hold are refused: a second link type in a pcap file, times before 1970.
+    virtual CaptureResult<void> write(const CaptureFrame& frame, std::int64_t nanoseconds,
+                                      const SourceInterface& interface, std::string_view comment = {}) = 0;
     /// Adds a frame that `source` has just yielded.
     CaptureResult<void> write(const CaptureFrame& frame, const CaptureReading& source)
     {
