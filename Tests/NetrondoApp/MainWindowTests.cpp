@@ -1,20 +1,151 @@
-// The main window.
-#include "Shell/MainWindow.h"
+// The window as a whole: opening, errors, cancelling, what is remembered.
+#include "Capture/CaptureFile.h"
+#include "Support/Window.h"
 
-#include <QSignalSpy>
-#include <QTest>
-#include <gtest/gtest.h>
+#include <QMimeData>
+#include <filesystem>
+#include <fstream>
 
 namespace netrondo::test {
 namespace {
 
-TEST(MainWindow, ComesUpWithTheNameOfTheCapture)
+class MainWindowTest : public WindowTest { };
+
+TEST_F(MainWindowTest, StartsWithAWelcome)
 {
-    MainWindow window;
-    window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-    window.open(QStringLiteral("/nowhere/office.pcapng"));
-    EXPECT_EQ(window.windowTitle(), QStringLiteral("office.pcapng"));
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
+    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_FALSE(part<QAction>("layout.hosts").text().isEmpty());
+}
+
+TEST_F(MainWindowTest, ShowsACaptureWithItsNameHostsAndConversations)
+{
+    open(sample());
+    EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("office.pcapng")));
+    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 1);
+    const auto& talks = *session().talks();
+    EXPECT_GT(talks.hosts().size(), 50u);
+    EXPECT_EQ(picture().nodes().size(), talks.hosts().size());
+    EXPECT_EQ(picture().chords.size(), talks.talks().size());
+    EXPECT_EQ(part<QTableView>("conversationsList").model()->rowCount(), static_cast<int>(talks.talks().size()));
+    EXPECT_EQ(part<QTableView>("hostsList").model()->rowCount(), static_cast<int>(talks.hosts().size()));
+}
+
+TEST_F(MainWindowTest, EveryFrameIsAccountedFor)
+{
+    open(sample());
+    const auto& facts = session().facts();
+    EXPECT_GT(facts.frames, session().talks()->result()->totalPackets);
+    EXPECT_EQ(facts.volume.between(0, 1e12).packets, facts.frames);
+    EXPECT_TRUE(shownText().contains(QStringLiteral(" of "))) << shownText().toStdString();
+}
+
+TEST_F(MainWindowTest, AFileThatCannotBeReadIsToldWithItsNameAndWhatWasOpenStays)
+{
+    open(sample());
+    const auto before = session().talks();
+    open(QStringLiteral("/nowhere/gone.pcap"));
+    EXPECT_TRUE(message().startsWith(QStringLiteral("/nowhere/gone.pcap: "))) << message().toStdString();
+    EXPECT_TRUE(message().contains(QStringLiteral("No such file")));
+    EXPECT_EQ(session().talks(), before);
+    EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("office.pcapng")));
+}
+
+TEST_F(MainWindowTest, AFileThatIsNoCaptureIsToldInTheReadersOwnWords)
+{
+    const TempFile file(Bytes(hex("00112233 44556677 8899aabb ccddeeff 00112233 44556677")), "odd.pcap");
+    open(file);
+    EXPECT_FALSE(session().isOpen());
+    const auto path = file.path().string();
+    EXPECT_EQ(message(), asQt(path + ": " + CaptureFile::open(path).error().errorDescription()));
+    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+}
+
+TEST_F(MainWindowTest, ReadingCanBeCancelledAndWhatWasOpenStays)
+{
+    open(sample());
+    PcapBytes capture;
+    const auto frame = frameBetween(1, 2);
+    for (int i = 0; i < 200'000; ++i)
+        capture.frame(frame);
+    const TempFile file(capture, "long.pcap");
+    const auto before = session().talks();
+    QSignalSpy cancelled(&session(), &CaptureSession::cancelled);
+    window->open(QString::fromStdString(file.path().string()));
+    EXPECT_TRUE(session().isReading());
+    session().cancel();
+    EXPECT_EQ(cancelled.count(), 1);
+    EXPECT_FALSE(session().isReading());
+    QTest::qWait(300); // the thread ends, and what it found is of no interest
+    EXPECT_EQ(session().talks(), before);
+    EXPECT_EQ(message(), QString());
+}
+
+TEST_F(MainWindowTest, TheLatestOfTwoWishesIsShown)
+{
+    const TempFile file(PcapBytes().frame(frameBetween(1, 2)), "small.pcap");
+    window->open(sample());
+    open(file);
+    EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("small.pcap")));
+    EXPECT_EQ(session().talks()->talks().size(), 1u);
+}
+
+TEST_F(MainWindowTest, AFileThatIsDroppedIsOpened)
+{
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(sample())});
+    QDragEnterEvent enters({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &enters);
+    EXPECT_TRUE(enters.isAccepted());
+    QDropEvent drops({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &drops);
+    EXPECT_TRUE(eventually([&] { return session().isOpen(); }));
+}
+
+TEST_F(MainWindowTest, ClosingTheCaptureGoesBackToTheWelcome)
+{
+    open(sample());
+    session().close();
+    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_EQ(part<QTableView>("conversationsList").model()->rowCount(), 0);
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
+}
+
+TEST_F(MainWindowTest, OptionsAndRecentFilesAreThereTheNextTime)
+{
+    open(sample());
+    setOptions([](ViewOptions& options) {
+        options.useBytes = false;
+        options.limit = 25;
+        options.layout = CircleHostLayoutMode::byProtocol;
+        options.theme = ThemeChoice::dark;
+        options.colorMode = EdgeColorMode::quality;
+        options.strictness = QualityStrictness::strict;
+        options.showHostNames = false;
+    });
+    const auto before = window->options();
+    reopen();
+    EXPECT_EQ(window->options(), before);
+    EXPECT_TRUE(part<QAction>("layout.byProtocol").isChecked());
+    EXPECT_EQ(part<QComboBox>("limit").currentData().toInt(), 25);
+    const auto buttons = part<QWidget>("WelcomeView").findChildren<QAbstractButton*>();
+    EXPECT_TRUE(
+        std::ranges::any_of(buttons, [](const auto* b) { return b->text() == QStringLiteral("office.pcapng"); }));
+}
+
+TEST_F(MainWindowTest, SettingsThatMakeNoSenseAreLeftAlone)
+{
+    {
+        QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("netrondo"),
+                           QStringLiteral("netrondo"));
+        settings.setValue(QStringLiteral("view/limit"), -5);
+        settings.setValue(QStringLiteral("view/mode"), QStringLiteral("l9"));
+        settings.setValue(QStringLiteral("view/layout"), QStringLiteral("map"));
+        settings.setValue(QStringLiteral("window/state"), QByteArray("nonsense"));
+    }
+    window.reset();
+    reopen();
+    EXPECT_EQ(window->options(), ViewOptions());
 }
 
 } // namespace

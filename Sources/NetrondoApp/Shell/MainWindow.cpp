@@ -1,18 +1,602 @@
 #include "Shell/MainWindow.h"
 
+#include "Base/Units.h"
+#include "Models/TalkModels.h"
+#include "Models/TalkTable.h"
+#include "Models/Text.h"
+#include "Tasks/Background.h"
+#include "Tasks/CaptureSession.h"
+#include "Tasks/ShownPairs.h"
+#include "Views/CircleView.h"
+#include "Views/DetailsView.h"
+#include "Views/MessageBar.h"
+#include "Views/Picture.h"
+#include "Views/TimelineView.h"
+#include "Views/WelcomeView.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QDir>
+#include <QDockWidget>
+#include <QDragEnterEvent>
 #include <QFileInfo>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMimeData>
+#include <QPalette>
+#include <QProgressBar>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QStyle>
+#include <QStyleFactory>
+#include <QTableView>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+/// What a library has in it is taken in by name; the macro wants to stand outside of namespaces.
+static void takeResources()
+{
+    Q_INIT_RESOURCE(netrondo);
+}
 
 namespace netrondo {
+namespace {
 
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+/// The sample that comes with the program: as installed, or in the tree it was built from.
+QString samplePath()
 {
+    const QDir programs(QCoreApplication::applicationDirPath());
+    if (const auto installed = programs.filePath(QStringLiteral("../share/netrondo/samples/office.pcapng"));
+        QFileInfo::exists(installed))
+        return QDir::cleanPath(installed);
+    auto folder = programs;
+    for (int i = 0; i < 5 && folder.cdUp(); ++i)
+        if (const auto sample = folder.filePath(QStringLiteral("Samples/office.pcapng")); QFileInfo::exists(sample))
+            return sample;
+    return {};
+}
+
+QPalette darkPalette()
+{
+    QPalette dark(QColor(0x2a, 0x2e, 0x35), QColor(0x1e, 0x21, 0x27));
+    dark.setColor(QPalette::Base, QColor(0x14, 0x17, 0x1c));
+    dark.setColor(QPalette::AlternateBase, QColor(0x23, 0x27, 0x2e));
+    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText, QPalette::ToolTipText})
+        dark.setColor(role, QColor(0xe6, 0xe9, 0xee));
+    dark.setColor(QPalette::ToolTipBase, QColor(0x23, 0x27, 0x2e));
+    dark.setColor(QPalette::PlaceholderText, QColor(0x9a, 0xa4, 0xaf));
+    dark.setColor(QPalette::Highlight, QColor(0x3d, 0x8b, 0xd9));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::Link, QColor(0x6f, 0xb3, 0xf2));
+    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText})
+        dark.setColor(QPalette::Disabled, role, QColor(0x7a, 0x82, 0x8c));
+    return dark;
+}
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent)
+    , settings_(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("netrondo"), QStringLiteral("netrondo"))
+    , session_(new CaptureSession(this))
+    , conversations_(new ConversationModel(this))
+    , hosts_(new HostModel(this))
+    , protocols_(new ProtocolModel(this))
+    , shown_(std::make_unique<ShownPairs>())
+{
+    takeResources();
     setObjectName(QStringLiteral("MainWindow"));
-    resize(1200, 800);
+    setWindowTitle(QStringLiteral("Netrondo"));
+    setWindowIcon(QIcon(QStringLiteral(":/netrondo/icon.svg")));
+    setAcceptDrops(true);
+    setDockOptions(AnimatedDocks | AllowNestedDocks | AllowTabbedDocks);
+    buildCentre();
+    buildDocks();
+    buildActions();
+    buildToolBar();
+    buildStatusBar();
+    connectSession();
+    connect(&selection_, &Selection::changed, this, &MainWindow::takeSelection);
+    resize(1360, 880);
+    restore();
+}
+
+MainWindow::~MainWindow()
+{
+    // The views go before the selection that they look at.
+    delete takeCentralWidget();
+}
+
+void MainWindow::buildCentre()
+{
+    welcome_ = new WelcomeView;
+    connect(welcome_, &WelcomeView::openWanted, this, &MainWindow::chooseFile);
+    connect(welcome_, &WelcomeView::pathWanted, this, &MainWindow::open);
+
+    circle_ = new CircleView(selection_);
+    connect(circle_, &CircleView::menuWanted, this, &MainWindow::showMenu);
+    connect(circle_, &CircleView::hoveredChanged, this, [this] {
+        hoverText_->setText(circle_->describe(circle_->hovered()).replace(QLatin1Char('\n'), QStringLiteral("  ·  ")));
+    });
+
+    timeline_ = new TimelineView;
+    timeline_->setFixedHeight(84);
+    play_ = new QToolButton;
+    play_->setAutoRaise(true);
+    const auto showPlaying = [this] {
+        play_->setIcon(style()->standardIcon(timeline_->isPlaying() ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
+        play_->setToolTip(timeline_->isPlaying() ? tr("Pause (Space in the timeline)")
+                                                 : tr("Play the conversations in the order they happened (Space in the "
+                                                      "timeline)"));
+        play_->setAccessibleName(timeline_->isPlaying() ? tr("Pause") : tr("Play"));
+    };
+    showPlaying();
+    connect(timeline_, &TimelineView::playingChanged, this, showPlaying);
+    connect(play_, &QAbstractButton::clicked, this,
+            [this] { timeline_->isPlaying() ? timeline_->pause() : timeline_->play(); });
+    connect(timeline_, &TimelineView::momentChanged, this, [this] { circle_->setMoment(timeline_->moment()); });
+    connect(timeline_, &TimelineView::spanChanged, this, [this] {
+        const auto& span = timeline_->span();
+        // The last frame lies on the end of the whole span.
+        const double last = session_->facts().volume.last();
+        session_->setSpan(span ? std::optional(TimeSpan{span->first, span->second >= last ? last + 1 : span->second})
+                               : std::nullopt);
+    });
+    auto* const bottom = new QHBoxLayout;
+    bottom->setContentsMargins(4, 0, 0, 0);
+    bottom->addWidget(play_);
+    bottom->addWidget(timeline_, 1);
+
+    auto* const page = new QWidget;
+    auto* const column = new QVBoxLayout(page);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(circle_, 1);
+    column->addLayout(bottom);
+
+    pages_ = new QStackedWidget;
+    pages_->addWidget(welcome_);
+    pages_->addWidget(page);
+    message_ = new MessageBar;
+    auto* const centre = new QWidget;
+    auto* const layout = new QVBoxLayout(centre);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(message_);
+    layout->addWidget(pages_, 1);
+    setCentralWidget(centre);
+}
+
+QTableView* MainWindow::buildList(RankedModel& model, const QString& title, const QString& name, int sortColumn)
+{
+    auto* const table = new QTableView;
+    table->setObjectName(name + QStringLiteral("List"));
+    table->setAccessibleName(title);
+    table->setModel(&model);
+    table->setSortingEnabled(true);
+    table->sortByColumn(sortColumn, Qt::DescendingOrder);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->setShowGrid(false);
+    table->setAlternatingRowColors(true);
+    table->setTabKeyNavigation(false);
+    table->setWordWrap(false);
+    table->verticalHeader()->hide();
+    table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 6);
+    table->horizontalHeader()->setHighlightSections(false);
+    table->setContextMenuPolicy(Qt::CustomContextMenu);
+
+    auto* const filter = new QLineEdit;
+    filter->setObjectName(name + QStringLiteral("Filter"));
+    filter->setPlaceholderText(tr("Type to narrow the list"));
+    filter->setAccessibleName(tr("Narrow the list: %1").arg(title));
+    filter->setClearButtonEnabled(true);
+    connect(filter, &QLineEdit::textChanged, &model, &RankedModel::setFilterText);
+
+    auto* const box = new QWidget;
+    auto* const layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(2);
+    layout->addWidget(filter);
+    layout->addWidget(table);
+    auto* const dock = new QDockWidget(title, this);
+    dock->setObjectName(name + QStringLiteral("Dock"));
+    dock->setWidget(box);
+    addDockWidget(Qt::RightDockWidgetArea, dock);
+    connect(table, &QWidget::customContextMenuRequested, this, [this, table, &model, name](const QPoint& position) {
+        QMenu menu;
+        menu.addAction(tr("Copy as CSV"), this, [&] { QApplication::clipboard()->setText(model.csv()); });
+        menu.addAction(tr("Save as CSV…"), this, [&] { chooseTable(model, name); });
+        menu.exec(table->viewport()->mapToGlobal(position));
+    });
+    return table;
+}
+
+void MainWindow::buildDocks()
+{
+    conversationList_ =
+        buildList(*conversations_, tr("Conversations"), QStringLiteral("conversations"), ConversationModel::bytes);
+    hostList_ = buildList(*hosts_, tr("Hosts"), QStringLiteral("hosts"), HostModel::bytes);
+    protocolList_ = buildList(*protocols_, tr("Protocols"), QStringLiteral("protocols"), ProtocolModel::volume);
+    auto* const detailsDock = new QDockWidget(tr("Details"), this);
+    detailsDock->setObjectName(QStringLiteral("detailsDock"));
+    details_ = new DetailsView;
+    detailsDock->setWidget(details_);
+    addDockWidget(Qt::RightDockWidgetArea, detailsDock);
+
+    const auto dock = [this](const char* name) { return findChild<QDockWidget*>(QLatin1String(name)); };
+    tabifyDockWidget(dock("conversationsDock"), dock("hostsDock"));
+    tabifyDockWidget(dock("hostsDock"), dock("protocolsDock"));
+    dock("conversationsDock")->raise();
+    resizeDocks({dock("conversationsDock"), detailsDock}, {430, 430}, Qt::Horizontal);
+
+    for (const auto& [table, column, width] : {std::tuple{conversationList_, int{ConversationModel::hostA}, 130},
+                                               {conversationList_, ConversationModel::hostB, 130},
+                                               {conversationList_, ConversationModel::protocol, 80},
+                                               {conversationList_, ConversationModel::bytes, 70},
+                                               {hostList_, HostModel::address, 130},
+                                               {hostList_, HostModel::name, 130},
+                                               {hostList_, HostModel::bytes, 70},
+                                               {protocolList_, ProtocolModel::name, 150}})
+        table->setColumnWidth(column, width);
+
+    connect(conversationList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& index) {
+                if (!index.isValid() || !session_->talks())
+                    return;
+                const auto& talk = session_->talks()->talks()[conversations_->itemAt(index.row())];
+                selection_.select(Selected::conversation(session_->talks()->host(talk, 0).text,
+                                                         session_->talks()->host(talk, 1).text));
+            });
+    connect(hostList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& index) {
+                if (index.isValid() && session_->talks())
+                    selection_.select(Selected::host(session_->talks()->hosts()[hosts_->itemAt(index.row())].text));
+            });
+    for (auto* const table : {conversationList_, hostList_})
+        connect(table, &QTableView::activated, this, [this] { selection_.focus(selection_.selected()); });
+    connect(protocolList_, &QTableView::doubleClicked, this,
+            [this](const QModelIndex& index) { protocols_->showOnly(protocols_->itemAt(index.row())); });
+    connect(protocols_, &ProtocolModel::hiddenChanged, this, &MainWindow::refreshPicture);
+    connect(details_, &DetailsView::selectionWanted, this, [this](const Selected& what) { selection_.select(what); });
+}
+
+void MainWindow::buildStatusBar()
+{
+    hoverText_ = new QLabel;
+    hoverText_->setTextFormat(Qt::PlainText);
+    hoverText_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    statusBar()->addWidget(hoverText_, 1);
+    progress_ = new QProgressBar;
+    progress_->setObjectName(QStringLiteral("progress"));
+    progress_->setMaximumWidth(220);
+    progress_->setAccessibleName(tr("Reading the capture"));
+    progress_->hide();
+    statusBar()->addPermanentWidget(progress_);
+    cancel_ = new QToolButton;
+    cancel_->setObjectName(QStringLiteral("cancel"));
+    cancel_->setText(tr("Cancel"));
+    cancel_->setToolTip(tr("Stop reading; what was open stays"));
+    cancel_->hide();
+    connect(cancel_, &QAbstractButton::clicked, session_, &CaptureSession::cancel);
+    statusBar()->addPermanentWidget(cancel_);
+    shownText_ = new QLabel;
+    shownText_->setObjectName(QStringLiteral("shownText"));
+    shownText_->setTextFormat(Qt::PlainText);
+    shownText_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    statusBar()->addPermanentWidget(shownText_);
+}
+
+void MainWindow::connectSession()
+{
+    connect(session_, &CaptureSession::started, this, [this] { message_->hide(); });
+    connect(session_, &CaptureSession::progressed, this, [this](quint64 frames, double share) {
+        progress_->setRange(0, share > 0 ? 1000 : 0);
+        progress_->setValue(static_cast<int>(share * 1000));
+        progress_->setFormat(tr("%1 frames").arg(asQt(units::grouped(frames))));
+        // What is read in a blink needs no bar.
+        progress_->show();
+        cancel_->show();
+    });
+    connect(session_, &CaptureSession::ended, this, [this] {
+        progress_->hide();
+        cancel_->hide();
+        // A reading that failed or was cancelled leaves the span as it was.
+        const auto& span = session_->span();
+        if (!span)
+            timeline_->setSpan(std::nullopt);
+        else
+            timeline_->setSpan(std::pair(span->from, std::min(span->to, session_->facts().volume.last())));
+    });
+    connect(session_, &CaptureSession::failed, this, [this](const QString& path, const QString& why) {
+        message_->say(MessageBar::Kind::error, QStringLiteral("%1: %2").arg(path, why));
+    });
+    connect(session_, &CaptureSession::opened, this, [this] {
+        const auto& path = session_->facts().path;
+        setWindowTitle(QStringLiteral("%1 – Netrondo").arg(QFileInfo(path).fileName()));
+        setWindowFilePath(path);
+        recent_.add(path);
+        recent_.save(settings_);
+        fillRecentMenu();
+        circle_->forgetPlaces();
+        selection_.clear();
+        protocols_->setHidden({});
+        timeline_->pause();
+        timeline_->setMoment(std::nullopt);
+        timeline_->setSpan(std::nullopt);
+        pages_->setCurrentIndex(1);
+        circle_->setFocus();
+    });
+    connect(session_, &CaptureSession::changed, this, &MainWindow::takeTable);
+    connect(session_, &CaptureSession::closed, this, [this] {
+        setWindowTitle(QStringLiteral("Netrondo"));
+        setWindowFilePath({});
+        message_->hide();
+        selection_.clear();
+        takeTable();
+        pages_->setCurrentIndex(0);
+    });
+    connect(session_, &CaptureSession::followingChanged, this, [this] {
+        stopFollowing_->setEnabled(session_->isFollowing());
+        timeline_->setBrushable(!session_->isFollowing());
+    });
+}
+
+void MainWindow::takeTable()
+{
+    const auto talks = session_->talks();
+    conversations_->setTable(talks);
+    hosts_->setTable(talks);
+    protocols_->setTable(talks);
+    timeline_->setVolume(session_->facts().volume);
+    for (auto* const action : needCapture_)
+        action->setEnabled(talks != nullptr);
+    sayWhatIsOdd();
+    takeSelection();
+    if (!talks)
+        shownText_->clear();
+}
+
+void MainWindow::takeSelection()
+{
+    const auto& talks = session_->talks();
+    details_->show(talks, selection_.selected(), thresholds(options_.strictness));
+    back_->setEnabled(selection_.canGoBack());
+    forward_->setEnabled(selection_.canGoForward());
+    if (!talks)
+        return;
+    // The lists follow without selecting in their turn.
+    const auto follow = [](QTableView* list, RankedModel* model, std::uint32_t item) {
+        const QSignalBlocker quiet(list->selectionModel());
+        const int row = item == RankedModel::none ? -1 : model->rowOf(item);
+        if (row < 0) {
+            list->clearSelection();
+        } else if (list->currentIndex().row() != row || !list->selectionModel()->hasSelection()) {
+            list->selectionModel()->setCurrentIndex(model->index(row, 0),
+                                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+            list->scrollTo(model->index(row, 0));
+        }
+        list->viewport()->update();
+    };
+    const auto& selected = selection_.selected();
+    follow(conversationList_, conversations_,
+           selected.kind == Selected::Kind::conversation ? talks->findTalk(selected.a, selected.b) : RankedModel::none);
+    follow(hostList_, hosts_, selected.kind == Selected::Kind::host ? talks->findHost(selected.a) : RankedModel::none);
+    refreshPicture();
+}
+
+PictureRequest MainWindow::request() const
+{
+    PictureRequest request;
+    request.pairs = shown_->pairs;
+    request.mode = options_.layout;
+    request.style = {isDark() ? SceneTheme::dark : SceneTheme::light, options_.colorMode,
+                     thresholds(options_.strictness)};
+    request.useBytes = options_.useBytes;
+    request.showLineThickness = options_.showLineThickness;
+    request.showHostNames = options_.showHostNames;
+    return request;
+}
+
+void MainWindow::refreshPicture()
+{
+    const auto talks = session_->talks();
+    if (!talks) {
+        *shown_ = {};
+        return;
+    }
+    const ShownPairsWish wish{talks, protocols_->hidden(), selection_.focused(), options_.limit, options_.useBytes};
+    inBackground(
+        this, [wish] { return std::make_shared<ShownPairs>(shownPairs(wish)); },
+        [this, number = ++pictureNumber_](const std::shared_ptr<ShownPairs>& shown) {
+            if (number != pictureNumber_)
+                return; // something else has been wished for since
+            *shown_ = *shown;
+            circle_->show(request());
+            sayWhatIsShown();
+        });
+}
+
+void MainWindow::sayWhatIsShown()
+{
+    const auto& talks = *session_->talks();
+    const auto& facts = session_->facts();
+    using units::counted;
+    using units::grouped;
+    QStringList parts;
+    const auto analysed = talks.result()->totalPackets;
+    parts << (analysed == facts.frames
+                  ? asQt(counted(analysed, "frame", "frames"))
+                  : tr("%1 of %2").arg(asQt(grouped(analysed)), asQt(counted(facts.frames, "frame", "frames"))));
+    parts << asQt(counted(talks.hosts().size(), "host", "hosts"));
+    auto drawn = asQt(counted(shown_->shown, "conversation", "conversations"));
+    if (shown_->leftOut > 0)
+        drawn += tr(" +%1 more").arg(asQt(grouped(shown_->leftOut)));
+    if (shown_->hidden > 0)
+        drawn += tr(", %1 hidden").arg(asQt(grouped(shown_->hidden)));
+    if (shown_->unfocused > 0)
+        drawn += tr(", %1 out of focus").arg(asQt(grouped(shown_->unfocused)));
+    parts << drawn;
+    if (session_->isFollowing())
+        parts << tr("following");
+    shownText_->setText(parts.join(QStringLiteral(" · ")));
+    play_->setEnabled(talks.result()->durationSeconds > 0);
+
+    const bool isNarrowed = session_->span() || session_->filter();
+    circle_->setEmptyText(
+        facts.frames == 0  ? tr("This capture holds no frames.")
+            : analysed > 0 ? tr("Everything is hidden: tick a protocol in the list of protocols, or press Escape.")
+            : isNarrowed   ? tr("No frame is left by the filter and the span of time.")
+            : options_.mode == AnalysisMode::l3IP
+            ? tr("None of the %1 went between two IP hosts. By MAC address there may be more to see.")
+                  .arg(asQt(counted(facts.frames, "frame", "frames")))
+            : tr("None of the %1 went between two MAC addresses.").arg(asQt(counted(facts.frames, "frame", "frames"))));
+}
+
+void MainWindow::sayWhatIsOdd()
+{
+    const auto& facts = session_->facts();
+    if (!session_->talks() || session_->isFollowing())
+        return;
+    if (facts.isNanosecond || session_->talks()->result()->captureStartSeconds.value_or(0) > units::endOfCalendar)
+        return message_->say(MessageBar::Kind::note,
+                             tr("The timestamps in this file are in nanoseconds and are read as microseconds: start, "
+                                "duration and rate are off."));
+    QStringList unread;
+    for (const auto& [type, frames] : facts.framesByLinkType)
+        if (type == LinkType::unknown || type == LinkType::ieee80211 || type == LinkType::ieee80211Radio)
+            unread << tr("%1 of link type %2")
+                          .arg(asQt(units::counted(frames, "frame", "frames")), asQt(displayName(type)));
+    if (!unread.isEmpty())
+        message_->say(MessageBar::Kind::note, tr("Not analysed: %1.").arg(unread.join(QStringLiteral(", "))));
 }
 
 void MainWindow::open(const QString& path)
 {
-    setWindowTitle(QFileInfo(path).fileName());
+    session_->open(QFileInfo(path).absoluteFilePath());
+}
+
+void MainWindow::follow(const QString& path)
+{
+    session_->follow(QFileInfo(path).absoluteFilePath());
+}
+
+void MainWindow::setOptions(const ViewOptions& options)
+{
+    options_ = options;
+    options_.save(settings_);
+    takeOptions();
+}
+
+void MainWindow::takeOptions()
+{
+    for (auto* const action : layouts_->actions())
+        action->setChecked(action->data().toInt() == static_cast<int>(options_.layout));
+    for (auto* const action : themes_->actions())
+        action->setChecked(action->data().toInt() == static_cast<int>(options_.theme));
+    const auto choose = [](QComboBox* box, int value) {
+        const QSignalBlocker quiet(box);
+        if (const int index = box->findData(value); index >= 0)
+            box->setCurrentIndex(index);
+    };
+    choose(mode_, static_cast<int>(options_.mode));
+    choose(volume_, options_.useBytes);
+    choose(color_, static_cast<int>(options_.colorMode));
+    if (limit_->findData(options_.limit) < 0)
+        limit_->addItem(tr("Top %1").arg(options_.limit), options_.limit);
+    choose(limit_, options_.limit);
+    thickness_->setChecked(options_.showLineThickness);
+    names_->setChecked(options_.showHostNames);
+    tidy_->setEnabled(session_->talks() && options_.layout == CircleHostLayoutMode::hosts);
+    conversations_->setNames(options_.showHostNames);
+    conversations_->setBands(thresholds(options_.strictness));
+    protocols_->setUseBytes(options_.useBytes);
+    timeline_->setUseBytes(options_.useBytes);
+    applyTheme();
+    session_->setMode(options_.mode);
+    takeSelection();
+}
+
+void MainWindow::tidy()
+{
+    if (!session_->talks())
+        return;
+    std::vector<std::string> others;
+    for (const auto& [address, angle] : circle_->angles())
+        others.push_back(address);
+    const auto work = [pairs = shown_->pairs, useBytes = options_.useBytes] {
+        return std::make_shared<AngleByAddress>(
+            CircleLayout::rearrangeAngles(std::span(pairs.begin(), pairs.end()), useBytes));
+    };
+    inBackground(this, work, [this](const std::shared_ptr<AngleByAddress>& angles) { circle_->moveTo(*angles); });
+}
+
+bool MainWindow::isDark() const
+{
+    return palette().color(QPalette::Base).lightness() < 128;
+}
+
+void MainWindow::applyTheme()
+{
+    static const QPalette desktop = QApplication::palette();
+    QApplication::setPalette(options_.theme == ThemeChoice::desktop    ? desktop
+                                 : options_.theme == ThemeChoice::dark ? darkPalette()
+                                                                       : QPalette(QColor(0xef, 0xf0, 0xf2)));
+}
+
+void MainWindow::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::PaletteChange && circle_)
+        refreshPicture();
+    QMainWindow::changeEvent(event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    for (const auto& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            return event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event)
+{
+    for (const auto& url : event->mimeData()->urls())
+        if (url.isLocalFile()) {
+            event->acceptProposedAction();
+            return open(url.toLocalFile());
+        }
+}
+
+void MainWindow::restore()
+{
+    recent_.load(settings_);
+    options_.load(settings_);
+    fillRecentMenu();
+    welcome_->setSample(samplePath());
+    restoreGeometry(settings_.value(QStringLiteral("window/geometry")).toByteArray());
+    restoreState(settings_.value(QStringLiteral("window/state")).toByteArray());
+    takeOptions();
+    for (auto* const action : needCapture_)
+        action->setEnabled(false);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    settings_.setValue(QStringLiteral("window/geometry"), saveGeometry());
+    settings_.setValue(QStringLiteral("window/state"), saveState());
+    options_.save(settings_);
+    recent_.save(settings_);
+    settings_.sync();
+    QMainWindow::closeEvent(event);
 }
 
 } // namespace netrondo

@@ -1,17 +1,140 @@
 // The window of the application: one capture and everything that is seen of it.
 #pragma once
 
+#include "Models/Selection.h"
+#include "Models/ViewOptions.h"
+#include "Shell/RecentFiles.h"
+
 #include <QMainWindow>
+#include <QSettings>
+#include <memory>
+
+class QAction;
+class QActionGroup;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QProgressBar;
+class QStackedWidget;
+class QTableView;
+class QToolButton;
 
 namespace netrondo {
+
+class CaptureSession;
+class CircleView;
+class ConversationModel;
+class DetailsView;
+class HostModel;
+class MessageBar;
+class ProtocolModel;
+class RankedModel;
+struct ShownPairs;
+struct PictureRequest;
+class TimelineView;
+class WelcomeView;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
     explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
 
-    /// Shows this capture in place of the one that is open.
+    /// Shows this capture in place of the one that is open, once it has been read.
     void open(const QString& path);
+    /// Shows a pcap file that is still being written, and what is added to it.
+    void follow(const QString& path);
+    /// Writes the picture as PNG, SVG or PDF, by the file's name.
+    void exportPicture(const QString& path);
+    void copyPicture();
+    /// Writes a list as comma-separated values.
+    void exportTable(const RankedModel& model, const QString& path);
+    void tidy();
+
+    const ViewOptions& options() const { return options_; }
+    void setOptions(const ViewOptions& options);
+    Selection& selection() { return selection_; }
+
+signals:
+    /// A picture or table was written, or could not be; the message bar says which.
+    void exported();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void buildCentre();
+    void buildDocks();
+    void buildActions();
+    void buildToolBar();
+    void buildStatusBar();
+    void connectSession();
+    QTableView* buildList(RankedModel& model, const QString& title, const QString& name, int sortColumn);
+    void restore();
+
+    void chooseFile();
+    void chooseFileToFollow();
+    void choosePicture();
+    void chooseTable(const RankedModel& model, const QString& name);
+    void fillRecentMenu();
+
+    void takeTable();
+    void takeOptions();
+    void takeSelection();
+    /// Finds out, in the background, which conversations to show, and shows them.
+    void refreshPicture();
+    PictureRequest request() const;
+    void sayWhatIsShown();
+    void sayWhatIsOdd();
+    void showMenu(const Selected& what, const QPoint& globalPosition);
+    void applyTheme();
+    bool isDark() const;
+    QString pictureSubtitle() const;
+
+    QSettings settings_;
+    RecentFiles recent_;
+    ViewOptions options_;
+    Selection selection_;
+    CaptureSession* session_;
+    ConversationModel* conversations_;
+    HostModel* hosts_;
+    ProtocolModel* protocols_;
+    std::unique_ptr<ShownPairs> shown_;
+    quint64 pictureNumber_ = 0; ///< of the latest wish for a picture
+
+    QStackedWidget* pages_ = nullptr;
+    WelcomeView* welcome_ = nullptr;
+    MessageBar* message_ = nullptr;
+    CircleView* circle_ = nullptr;
+    TimelineView* timeline_ = nullptr;
+    QToolButton* play_ = nullptr;
+    DetailsView* details_ = nullptr;
+    QTableView* conversationList_ = nullptr;
+    QTableView* hostList_ = nullptr;
+    QTableView* protocolList_ = nullptr;
+    QProgressBar* progress_ = nullptr;
+    QToolButton* cancel_ = nullptr;
+    QLabel* shownText_ = nullptr;
+    QLabel* hoverText_ = nullptr;
+
+    QMenu* recentMenu_ = nullptr;
+    QMenu* viewMenu_ = nullptr;
+    QActionGroup* layouts_ = nullptr;
+    QActionGroup* themes_ = nullptr;
+    QComboBox* mode_ = nullptr;
+    QComboBox* volume_ = nullptr;
+    QComboBox* color_ = nullptr;
+    QComboBox* limit_ = nullptr;
+    QAction* thickness_ = nullptr;
+    QAction* names_ = nullptr;
+    QAction* tidy_ = nullptr;
+    QAction* back_ = nullptr;
+    QAction* forward_ = nullptr;
+    QAction* stopFollowing_ = nullptr;
+    QList<QAction*> needCapture_; ///< greyed while nothing is open
 };
 
 } // namespace netrondo

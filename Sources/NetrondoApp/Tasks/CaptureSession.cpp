@@ -1,0 +1,325 @@
+#include "Tasks/CaptureSession.h"
+
+#include "Capture/CaptureFile.h"
+#include "Capture/Drivers/AnalyzeFile.h"
+#include "Capture/Drivers/GrowingPcapAnalyzer.h"
+#include "Capture/Drivers/WatchedReading.h"
+#include "Dissection/Filter/FrameSelector.h"
+#include "Models/TalkTable.h"
+#include "Models/Text.h"
+#include "Tasks/Background.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace netrondo {
+
+struct CaptureSession::Outcome {
+    Wanted wanted;
+    std::shared_ptr<Reading> reading; ///< that this comes from
+    std::optional<CaptureError> error;
+    std::shared_ptr<const TalkTable> talks;
+    CaptureFacts facts;
+};
+
+namespace {
+
+QString formatInWords(const CaptureReading& reader)
+{
+    auto text = asQt(rawValue(reader.format()));
+    std::vector<LinkType> named;
+    for (const auto type : reader.interfaceLinkTypes())
+        if (std::ranges::find(named, type) == named.end()) {
+            named.push_back(type);
+            text += QStringLiteral(", ") + asQt(displayName(type));
+        }
+    return text;
+}
+
+std::uint64_t sizeOf(const QString& path)
+{
+    std::error_code unknown;
+    const auto size = std::filesystem::file_size(path.toStdString(), unknown);
+    return unknown ? 0 : size;
+}
+
+/// Asked for every frame in order.
+CaptureFile::FrameChoice choiceOf(const std::optional<TimeSpan>& span,
+                                  const std::shared_ptr<const DisplayFilter>& filter, bool isNanosecond)
+{
+    if (!filter) {
+        if (!span)
+            return {};
+        return [span = *span](const CaptureFrame& frame) { return span.holds(frame.seconds()); };
+    }
+    // The selector numbers frames: it hears of those outside the span as well.
+    return [span, selector = std::make_shared<FrameSelector>(*filter, isNanosecond)](const CaptureFrame& frame) {
+        if (span && !span->holds(frame.seconds())) {
+            selector->skip(frame);
+            return false;
+        }
+        return selector->next(frame);
+    };
+}
+
+} // namespace
+
+CaptureSession::CaptureSession(QObject* parent) : QObject(parent)
+{
+    progressTimer_.setInterval(50);
+    connect(&progressTimer_, &QTimer::timeout, this, [this] {
+        const double size = static_cast<double>(reading_->size);
+        emit progressed(reading_->frames, size > 0 ? static_cast<double>(reading_->offset) / size : 0);
+    });
+    followTimer_.setInterval(1000);
+    connect(&followTimer_, &QTimer::timeout, this, &CaptureSession::pull);
+}
+
+CaptureSession::~CaptureSession()
+{
+    endReading();
+}
+
+void CaptureSession::startReading()
+{
+    reading_ = std::make_shared<Reading>();
+    progressTimer_.start();
+}
+
+void CaptureSession::endReading()
+{
+    progressTimer_.stop();
+    if (reading_)
+        std::exchange(reading_, nullptr)->stop = true;
+}
+
+void CaptureSession::open(const QString& path)
+{
+    endFollowing();
+    Wanted wanted;
+    wanted.path = path;
+    wanted.mode = wanted_.mode;
+    emit started(path);
+    read(wanted);
+}
+
+void CaptureSession::close()
+{
+    cancel();
+    endFollowing();
+    const auto mode = wanted_.mode;
+    wanted_ = shown_ = Wanted{};
+    wanted_.mode = mode;
+    talks_ = whole_ = nullptr;
+    facts_ = {};
+    emit closed();
+}
+
+void CaptureSession::cancel()
+{
+    if (!reading_)
+        return;
+    endReading();
+    wanted_ = shown_;
+    emit cancelled();
+    emit ended();
+}
+
+void CaptureSession::setMode(AnalysisMode mode)
+{
+    if (mode == wanted_.mode)
+        return;
+    auto wanted = wanted_;
+    wanted.mode = mode;
+    if (isFollowing() || wanted.path.isEmpty()) {
+        wanted_.mode = shown_.mode = mode;
+        pull();
+        return;
+    }
+    whole_ = nullptr;
+    read(wanted);
+}
+
+void CaptureSession::setSpan(std::optional<TimeSpan> span)
+{
+    if (span == wanted_.span || isFollowing())
+        return;
+    auto wanted = wanted_;
+    wanted.span = span;
+    read(wanted);
+}
+
+void CaptureSession::setFilter(std::shared_ptr<const DisplayFilter> filter)
+{
+    if ((!filter && !wanted_.filter) || isFollowing())
+        return;
+    auto wanted = wanted_;
+    wanted.filter = std::move(filter);
+    read(wanted);
+}
+
+void CaptureSession::read(const Wanted& wanted)
+{
+    endReading();
+    wanted_ = wanted;
+    if (wanted.path.isEmpty())
+        return;
+    if (whole_ && !wanted.span && !wanted.filter && wanted.path == shown_.path) {
+        shown_ = wanted;
+        talks_ = whole_;
+        emit changed();
+        emit ended();
+        return;
+    }
+    startReading();
+    inBackground(
+        this, [wanted, reading = reading_] { return analyze(wanted, reading); },
+        [this](const std::shared_ptr<Outcome>& outcome) { take(outcome); });
+}
+
+std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& wanted,
+                                                                 const std::shared_ptr<Reading>& reading)
+{
+    auto outcome = std::make_shared<Outcome>();
+    outcome->wanted = wanted;
+    outcome->reading = reading;
+    const auto reader = CaptureFile::open(wanted.path.toStdString());
+    if (!reader) {
+        outcome->error = reader.error();
+        return outcome;
+    }
+    WatchedReading watched(**reader, reading->stop);
+    const auto progress = [&](std::uint64_t frames) {
+        const auto [offset, size] = watched.position();
+        reading->frames = frames;
+        reading->offset = offset;
+        reading->size = size;
+    };
+    auto result = CaptureFile::analyze(watched, wanted.mode, ExpertPreferences{}, progress,
+                                       choiceOf(wanted.span, wanted.filter, watched.isNanosecond()));
+    if (!result) {
+        outcome->error = result.error();
+        return outcome;
+    }
+    outcome->talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
+    outcome->facts = {wanted.path,         formatInWords(watched), watched.frames(),
+                      sizeOf(wanted.path), watched.isNanosecond(), watched.framesByLinkType(),
+                      watched.volume()};
+    return outcome;
+}
+
+void CaptureSession::take(const std::shared_ptr<Outcome>& outcome)
+{
+    if (outcome->reading != reading_)
+        return; // something else has been asked for since
+    endReading();
+    if (outcome->error) {
+        wanted_ = shown_;
+        emit failed(outcome->wanted.path, asQt(outcome->error->errorDescription()));
+        emit ended();
+        return;
+    }
+    const bool isOther = !talks_ || shown_.path != outcome->wanted.path;
+    shown_ = outcome->wanted;
+    talks_ = outcome->talks;
+    facts_ = std::move(outcome->facts);
+    if (!shown_.span && !shown_.filter)
+        whole_ = talks_;
+    else if (isOther)
+        whole_ = nullptr;
+    if (isOther)
+        emit opened();
+    emit changed();
+    emit ended();
+}
+
+void CaptureSession::follow(const QString& path)
+{
+    cancel();
+    endFollowing();
+    wanted_ = {path, wanted_.mode, {}, {}};
+    shown_ = wanted_;
+    whole_ = nullptr;
+    talks_ = nullptr;
+    facts_ = {};
+    facts_.path = path;
+    analyzer_ = std::make_shared<GrowingPcapAnalyzer>(wanted_.mode, ExpertPreferences{});
+    emit started(path);
+    emit followingChanged();
+    followTimer_.start();
+    pull();
+}
+
+void CaptureSession::endFollowing()
+{
+    if (!analyzer_)
+        return;
+    analyzer_ = nullptr;
+    followTimer_.stop();
+    followTrouble_.clear();
+    emit followingChanged();
+}
+
+void CaptureSession::stopFollowing()
+{
+    if (!analyzer_)
+        return;
+    endFollowing();
+    // A file that is gone by now leaves what was seen of it.
+    if (sizeOf(shown_.path) > 0)
+        read(shown_);
+}
+
+void CaptureSession::pull()
+{
+    if (!analyzer_ || isPulling_)
+        return;
+    isPulling_ = true;
+    struct Pulled {
+        std::optional<CaptureError> error;
+        std::shared_ptr<const TalkTable> talks;
+        std::uint64_t fileSize = 0;
+    };
+    const auto work = [analyzer = analyzer_, path = wanted_.path, mode = wanted_.mode] {
+        Pulled pulled;
+        auto result = analyzer->pull(path.toStdString(), mode, ExpertPreferences{});
+        if (result)
+            pulled.talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
+        else
+            pulled.error = result.error();
+        pulled.fileSize = sizeOf(path);
+        return pulled;
+    };
+    inBackground(this, work, [this, analyzer = analyzer_](const Pulled& pulled) {
+        isPulling_ = false;
+        if (analyzer != analyzer_)
+            return;
+        if (pulled.error) {
+            // Said once: the file may come back, and what was seen of it stays.
+            const auto why = asQt(pulled.error->errorDescription());
+            if (why != std::exchange(followTrouble_, why))
+                emit failed(wanted_.path, why);
+            return;
+        }
+        followTrouble_.clear();
+        const bool isFirst = !talks_;
+        const auto& result = *pulled.talks->result();
+        const auto known = talks_ ? talks_->result()->totalPackets : 0;
+        const auto knownBytes = talks_ ? talks_->result()->totalBytes : 0;
+        if (!isFirst && talks_->result()->mode == result.mode && result.totalPackets == known)
+            return;
+        // What a pull adds is drawn at the time of its last frame: no finer than the pulls, and nothing is read twice.
+        if (result.captureStartSeconds && result.totalPackets > known && result.totalBytes >= knownBytes)
+            facts_.volume.add(*result.captureStartSeconds + result.durationSeconds, result.totalBytes - knownBytes,
+                              result.totalPackets - known);
+        facts_.frames = result.totalPackets;
+        facts_.bytes = pulled.fileSize;
+        facts_.format = QStringLiteral("pcap");
+        talks_ = pulled.talks;
+        if (isFirst)
+            emit opened();
+        emit changed();
+    });
+}
+
+} // namespace netrondo

@@ -1,0 +1,102 @@
+// The circle, or the services view: pointing, selecting, focusing, zooming, walking by keyboard.
+#pragma once
+
+#include "Models/Selection.h"
+
+#include <QPointF>
+#include <QTimer>
+#include <QVariantAnimation>
+#include <QWidget>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace netrondo {
+
+struct Picture;
+struct PictureRequest;
+
+class CircleView : public QWidget {
+    Q_OBJECT
+public:
+    explicit CircleView(Selection& selection, QWidget* parent = nullptr);
+    ~CircleView() override;
+
+    /// Shows these conversations and options; size, zoom and the places of hosts are the view's own. The picture is
+    /// drawn in the background: `pictureChanged` tells when it is there.
+    void show(PictureRequest request);
+    /// Forgets the places of hosts and the zoom: another capture comes.
+    void forgetPlaces();
+    /// Moves the hosts to these angles, in a short animation where the desktop wants those.
+    void moveTo(std::map<std::string, double, std::less<>> angles);
+    const std::map<std::string, double, std::less<>>& angles() const { return angles_; }
+
+    /// Lights only the conversations that were going on at this time; all again for none.
+    void setMoment(std::optional<double> seconds);
+
+    /// What is shown; null before the first.
+    const std::shared_ptr<const Picture>& picture() const { return picture_; }
+    bool isDrawing() const { return isDrawing_; }
+    Selected hovered() const { return hovered_; }
+    double zoom() const { return zoom_; }
+    void zoomBy(double factor, const QPointF& around);
+    void resetZoom();
+    /// The names of hosts and conversations for whoever does not see the picture.
+    QString nameOf(const Selected& what) const;
+    QString describe(const Selected& what) const;
+    void setEmptyText(const QString& text);
+
+    QSize sizeHint() const override { return {800, 700}; }
+    QSize minimumSizeHint() const override { return {200, 200}; }
+
+signals:
+    void pictureChanged();
+    void hoveredChanged();
+    void menuWanted(const Selected& what, const QPoint& globalPosition);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    Selected at(const QPointF& point) const;
+    void refresh();
+    void startDrawing();
+    void hover(const Selected& what);
+    void light();
+    void click(const Selected& what);
+    void walkHosts(int step);
+    void walkChords(int step);
+    void tellSelection();
+
+    Selection& selection_;
+    std::unique_ptr<PictureRequest> wanted_;
+    std::shared_ptr<const Picture> picture_;
+    std::map<std::string, double, std::less<>> angles_;
+    double zoom_ = 1;
+    QPointF shift_;
+    bool isDrawing_ = false;
+    bool isStale_ = false; ///< something changed while a picture was being drawn
+    Selected hovered_;
+    std::optional<double> moment_;
+    QImage frame_; ///< the picture with something lit; null when nothing is
+    std::optional<QPointF> pressed_;
+    QPointF shiftWhenPressed_;
+    bool isPanning_ = false;
+    QVariantAnimation moving_;
+    QString emptyText_;
+};
+
+} // namespace netrondo

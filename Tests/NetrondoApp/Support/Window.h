@@ -1,0 +1,116 @@
+// A window with nothing remembered, driven as a user drives it, and its parts by name.
+#pragma once
+
+#include "Models/TalkModels.h"
+#include "Models/TalkTable.h"
+#include "Models/Text.h"
+#include "Shell/MainWindow.h"
+#include "Support/Captures.h"
+#include "Support/Frames.h"
+#include "Tasks/CaptureSession.h"
+#include "Views/CircleView.h"
+#include "Views/DetailsView.h"
+#include "Views/MessageBar.h"
+#include "Views/Picture.h"
+#include "Views/TimelineView.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTableView>
+#include <QTest>
+#include <fmt/format.h>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace netrondo::test {
+
+inline QString sample()
+{
+    return QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/office.pcapng");
+}
+
+/// True as soon as the condition holds; false when it does not for a long time.
+template <typename Condition> bool eventually(const Condition& condition)
+{
+    return QTest::qWaitFor(condition, 20'000);
+}
+
+class WindowTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("netrondo"), QStringLiteral("netrondo"))
+            .clear();
+        reopen();
+    }
+    /// The window anew, with what it remembers.
+    void reopen()
+    {
+        if (window) {
+            window->close();
+            window.reset();
+        }
+        window = std::make_unique<MainWindow>();
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    }
+    template <typename T> T& part(const char* name = nullptr) const
+    {
+        auto* const found = name ? window->findChild<T*>(QLatin1String(name)) : window->findChild<T*>();
+        if (!found)
+            throw std::runtime_error(std::string("no such part: ") + (name ? name : typeid(T).name()));
+        return *found;
+    }
+    CaptureSession& session() const { return part<CaptureSession>(); }
+    CircleView& circle() const { return part<CircleView>(); }
+    TimelineView& timeline() const { return part<TimelineView>(); }
+    QString message() const { return part<MessageBar>().text(); }
+    QString shownText() const { return part<QLabel>("shownText").text(); }
+    Selection& selection() const { return window->selection(); }
+    const Picture& picture() const { return *circle().picture(); }
+    QPoint placeOf(const CircleNode& node) const { return picture().positionOf(node).toPoint(); }
+
+    /// The picture is of what the window shows now: nothing is read, gathered or drawn any more.
+    void settle()
+    {
+        QSignalSpy drawn(&circle(), &CircleView::pictureChanged);
+        drawn.wait(20'000);
+        while (drawn.wait(120)) { }
+    }
+    void open(const QString& path)
+    {
+        window->open(path);
+        ASSERT_TRUE(eventually([&] { return !session().isReading(); }));
+        if (session().isOpen())
+            settle();
+    }
+    void open(const TempFile& file) { open(QString::fromStdString(file.path().string())); }
+    void setOptions(const std::function<void(ViewOptions&)>& change)
+    {
+        auto options = window->options();
+        change(options);
+        window->setOptions(options);
+        ASSERT_TRUE(eventually([&] { return !session().isReading(); }));
+        settle();
+    }
+
+    std::unique_ptr<MainWindow> window;
+};
+
+/// Frames between made-up hosts.
+inline ByteVector frameBetween(std::uint32_t a, std::uint32_t b, std::string_view payload = "x")
+{
+    const auto address = [](std::uint32_t n) {
+        return fmt::format("10.{}.{}.{}", n >> 16 & 255, n >> 8 & 255, n & 255);
+    };
+    const auto source = address(a), destination = address(b);
+    return ethernet(ipv4({.source = source, .destination = destination}, tcp({}, payload)));
+}
+
+} // namespace netrondo::test
