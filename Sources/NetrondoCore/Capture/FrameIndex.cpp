@@ -24,7 +24,7 @@ CaptureResult<std::shared_ptr<FrameIndex>> FrameIndex::of(std::unique_ptr<Captur
     return std::shared_ptr<FrameIndex>(new FrameIndex(std::move(reader)));
 }
 
-CaptureResult<void> FrameIndex::extend(std::stop_token stop)
+CaptureResult<void> FrameIndex::extend(std::stop_token stop, const Watch& watch)
 {
     std::array<CaptureFrame, 256> frames;
     while (!stop.stop_requested()) {
@@ -47,6 +47,8 @@ CaptureResult<void> FrameIndex::extend(std::stop_token stop)
                               reader_->nanoseconds(frame)};
             if (offset > maxOffset || !entries_.append(entry))
                 return std::unexpected(CaptureError::io("the capture has more frames than can be listed"));
+            if (watch)
+                watch(frame);
         }
         entries_.publish();
     }

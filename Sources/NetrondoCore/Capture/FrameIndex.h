@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stop_token>
@@ -24,9 +25,12 @@ public:
     /// The same for a reader that has given no frame yet.
     static CaptureResult<std::shared_ptr<FrameIndex>> of(std::unique_ptr<CaptureReading> reader);
 
+    /// Shown every frame of a pass, before others can fetch it.
+    using Watch = std::function<void(const CaptureFrame& frame)>;
+
     /// Reads on to the present end of the capture, or until it is told to stop. The frames before an error stay; the
     /// end of a file in the middle of a record is none, since the rest may still be on its way (`isCut` tells).
-    CaptureResult<void> extend(std::stop_token stop = {});
+    CaptureResult<void> extend(std::stop_token stop = {}, const Watch& watch = {});
 
     std::uint32_t count() const { return entries_.size(); }
     /// Capture time in nanoseconds since 1970, whatever unit the file counts in.

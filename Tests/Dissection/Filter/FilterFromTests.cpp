@@ -83,7 +83,10 @@ class CellFilter : public testing::TestWithParam<CellCase> { };
 
 TEST_P(CellFilter, SelectsTheFrameForWhatTheColumnShows)
 {
-    EXPECT_EQ(FilterFrom::cell(request().frame, GetParam().cell), GetParam().filter);
+    const auto frame = request();
+    const auto text = FilterFrom::cell(frame.frame.summary, GetParam().cell);
+    EXPECT_EQ(text, GetParam().filter);
+    EXPECT_TRUE(DisplayFilter::compile(text)->matches(frame.frame));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -102,8 +105,8 @@ TEST(CellFilter, OfAProtocolThatFiltersDoNotKnowIsNone)
 {
     const auto lldp = decoded(hex("0180c200000e 020000000001 88cc 0000"));
     EXPECT_EQ(protocolColumn(lldp), "LLDP");
-    EXPECT_EQ(FilterFrom::cell(lldp.frame, FilterFrom::Cell::protocol), "");
-    EXPECT_EQ(FilterFrom::cell(lldp.frame, FilterFrom::Cell::sourcePort), "");
+    EXPECT_EQ(FilterFrom::cell(lldp.frame.summary, FilterFrom::Cell::protocol), "");
+    EXPECT_EQ(FilterFrom::cell(lldp.frame.summary, FilterFrom::Cell::sourcePort), "");
 }
 
 TEST(ConversationFilter, SelectsBothDirectionsAndNoOtherPorts)

@@ -11,6 +11,8 @@ CaptureResult<IndexedDecoder> IndexedDecoder::open(std::shared_ptr<const FrameIn
 
 void IndexedDecoder::decode(const CaptureFrame& capture, std::uint32_t frame, DecodedFrame& decoded)
 {
+    if (ordered_)
+        return ordered_->decode(capture, std::uint64_t{frame} + 1, decoded);
     if (!hasStart_) {
         CaptureFrame first;
         first.timestampFraction = static_cast<std::uint64_t>(index_->nanoseconds(0));

@@ -19,6 +19,10 @@ public:
     /// Decodes a frame that was just fetched; the result views its bytes.
     void decode(const CaptureFrame& capture, std::uint32_t frame, DecodedFrame& decoded);
 
+    /// From now on frames are decoded with what this decoder has kept of those it met in their order. It counts in
+    /// nanoseconds too and has met the first frame.
+    void useContextsOf(std::shared_ptr<const PacketDecoder> ordered) { ordered_ = std::move(ordered); }
+
     const FrameIndex& index() const { return *index_; }
 
 private:
@@ -30,6 +34,7 @@ private:
     FrameFetcher fetcher_;
     PacketDecoder decoder_{true}; ///< the index counts in nanoseconds, whatever the file does
     bool hasStart_ = false;
+    std::shared_ptr<const PacketDecoder> ordered_;
 };
 
 } // namespace netrondo

@@ -1,5 +1,5 @@
-// A text is offered only when it selects the frame it was made from: the compiler and the evaluation have the last
-// word, not the rules here.
+// A node's text is offered only when it selects the frame it was made from: the compiler and the evaluation have the
+// last word, not the rules here.
 #include "Dissection/Filter/FilterFrom.h"
 
 #include "Dissection/Decode/Render.h"
@@ -100,9 +100,8 @@ std::string node(const DecodedFrame& frame, std::uint32_t index)
     return ifItSelects(frame, compared(name, text.text()));
 }
 
-std::string cell(const DecodedFrame& frame, Cell cell)
+std::string cell(const FrameSummary& summary, Cell cell)
 {
-    const auto& summary = frame.summary;
     const auto transport = transportKey(summary.transport);
     const bool hasPorts = summary.transport == Transport::tcp || summary.transport == Transport::udp;
     TextSink text;
@@ -122,11 +121,12 @@ std::string cell(const DecodedFrame& frame, Cell cell)
         break;
     }
     case Cell::protocol:
-        if (summary.protocol)
+        if (summary.protocol && DisplayFilterCatalog::isKnown(summary.protocol->field.id))
             name = summary.protocol->field.id;
         break;
     }
-    return ifItSelects(frame, compared(name, text.text()));
+    return name.empty() || (text.text().empty() && cell != Cell::protocol) ? std::string()
+                                                                           : compared(name, text.text());
 }
 
 std::string conversation(const FrameSummary& summary)
@@ -143,8 +143,11 @@ std::string conversation(const FrameSummary& summary)
 
 std::string hosts(std::string_view one, std::string_view other)
 {
-    return one == other ? compared("host", one)
-                        : fmt::format("{} and {}", compared("host", one), compared("host", other));
+    const auto term = [](std::string_view address) {
+        const auto parsed = Address::parse(address);
+        return compared(parsed && parsed->kind == Address::Kind::mac ? "eth.addr" : "host", address);
+    };
+    return one == other ? term(one) : fmt::format("{} and {}", term(one), term(other));
 }
 
 std::string joined(std::string_view present, std::string_view added, Joint joint)

@@ -28,10 +28,10 @@ enum class Joint : std::uint8_t { replace, replaceByNot, and_, or_, andNot, orNo
 /// Empty where the catalogue has no name for it.
 std::string node(const DecodedFrame& frame, std::uint32_t node);
 /// The same for a cell of the packet list.
-std::string cell(const DecodedFrame& frame, Cell cell);
+std::string cell(const FrameSummary& summary, Cell cell);
 /// Every frame between the two ends of this one, either way, with its ports if it has any.
 std::string conversation(const FrameSummary& summary);
-/// Every frame between two hosts as the packet list shows them.
+/// Every frame between two hosts, given by the addresses that the packet list shows, or by their MAC addresses.
 std::string hosts(std::string_view one, std::string_view other);
 
 /// The two texts as one filter, with parentheses where they are needed to keep both meanings.

@@ -1,9 +1,8 @@
-// The cheap questions first: bytes and many filters need no decoding.
+// Bytes are looked for in the frame as it is; everything else takes decoding.
 #include "Dissection/Filter/FrameSearch.h"
 
 #include "Dissection/Decode/Render.h"
 #include "Dissection/Filter/FilterText.h"
-#include "Dissection/Filter/FrameSelector.h"
 
 #include <algorithm>
 #include <functional>
@@ -90,13 +89,8 @@ CaptureResult<bool> FrameSearch::matches(IndexedDecoder& decoder, std::uint32_t 
     NR_TRY(const auto capture, decoder.fetch(frame));
     if (const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&what_))
         return !std::ranges::search(capture.data, *bytes).empty();
-    const auto* filter = std::get_if<DisplayFilter>(&what_);
-    if (filter) {
-        if (const auto seen = matchesAtAGlance(*filter, capture))
-            return *seen;
-    }
     decoder.decode(capture, frame, scratch);
-    if (filter)
+    if (const auto* filter = std::get_if<DisplayFilter>(&what_))
         return filter->matches(scratch);
     if (const auto* summary = std::get_if<FrameSummary>(&what_))
         return isSameConversation(*summary, scratch.summary);
