@@ -1,0 +1,98 @@
+// One pass behind the one that builds the index; where it has caught up it waits a little.
+#include "Tasks/FrameFilterTask.h"
+
+#include "Dissection/Filter/FrameSelector.h"
+
+#include <chrono>
+
+namespace netrondo {
+namespace {
+constexpr auto lookEvery = std::chrono::milliseconds(25);
+constexpr auto breath = std::chrono::milliseconds(5);
+} // namespace
+
+struct FrameFilterTask::Shared {
+    FrameMatches matches;
+    std::atomic<std::uint32_t> examined = 0;
+    std::atomic<bool> isComplete = false;
+    std::optional<CaptureError> error; ///< written before `isComplete`
+
+    std::optional<CaptureError> search(std::stop_token stop, const FrameIndex& index,
+                                       const std::function<bool()>& isWhole, const DisplayFilter& filter);
+};
+
+std::optional<CaptureError> FrameFilterTask::Shared::search(std::stop_token stop, const FrameIndex& index,
+                                                            const std::function<bool()>& isWhole,
+                                                            const DisplayFilter& filter)
+{
+    auto fetcher = index.fetcher();
+    if (!fetcher)
+        return fetcher.error();
+    FrameSelector selector(filter, true); // the index counts in nanoseconds
+    for (std::uint32_t frame = 0; !stop.stop_requested();) {
+        const bool whole = isWhole(); // asked first: the count that follows is final then
+        const auto count = index.count();
+        for (; frame < count && !stop.stop_requested(); ++frame) {
+            const auto capture = fetcher->fetch(frame);
+            if (!capture)
+                return capture.error();
+            if (selector.next(*capture)) {
+                matches.append(frame);
+                matches.publish();
+            }
+            examined.store(frame + 1, std::memory_order_release);
+        }
+        if (whole)
+            break;
+        std::this_thread::sleep_for(breath);
+    }
+    return {};
+}
+
+FrameFilterTask::FrameFilterTask(const FrameStore& store, DisplayFilter filter, QObject* parent)
+    : QObject(parent), shared_(std::make_shared<Shared>())
+{
+    connect(&timer_, &QTimer::timeout, this, &FrameFilterTask::look);
+    timer_.start(lookEvery);
+    worker_ = std::jthread([shared = shared_, index = store.index(), isWhole = store.completionTest(),
+                            filter = std::move(filter)](std::stop_token stop) {
+        shared->error = shared->search(std::move(stop), *index, isWhole, filter);
+        shared->isComplete = true;
+    });
+}
+
+FrameFilterTask::~FrameFilterTask()
+{
+    stop();
+    worker_.detach();
+}
+
+std::shared_ptr<const FrameMatches> FrameFilterTask::matches() const
+{
+    return {shared_, &shared_->matches};
+}
+
+void FrameFilterTask::stop()
+{
+    worker_.request_stop();
+}
+
+void FrameFilterTask::look()
+{
+    const bool isComplete = shared_->isComplete;
+    const auto examined = shared_->examined.load(std::memory_order_acquire);
+    if (examined > examined_) {
+        examined_ = examined;
+        count_ = shared_->matches.size();
+        emit advanced();
+    }
+    if (!isComplete || isComplete_)
+        return;
+    isComplete_ = true;
+    timer_.stop();
+    if (shared_->error)
+        emit failed(QString::fromStdString(shared_->error->errorDescription()));
+    emit completed();
+}
+
+} // namespace netrondo

@@ -1,0 +1,143 @@
+// The thread sleeps until somebody looks at something.
+#include "Tasks/FrameRowLoader.h"
+
+#include "Dissection/Decode/Render.h"
+
+#include <algorithm>
+
+namespace netrondo {
+namespace {
+constexpr std::size_t maxRequests = 8;
+constexpr std::size_t maxReady = 16;
+
+QString toQString(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+} // namespace
+
+FrameRowLoader::FrameRowLoader(std::shared_ptr<const FrameIndex> index, OrderedDecoder ordered, QObject* parent)
+    : QObject(parent), rules_(std::make_shared<const Rules>()), ordered_(std::move(ordered))
+{
+    worker_ = std::jthread([this, index = std::move(index)](std::stop_token stop) { run(std::move(stop), index); });
+}
+
+FrameRowLoader::~FrameRowLoader() = default;
+
+void FrameRowLoader::setRules(Rules rules)
+{
+    const std::lock_guard guard(lock_);
+    rules_ = std::make_shared<const Rules>(std::move(rules));
+}
+
+void FrameRowLoader::request(std::uint64_t page, std::vector<std::uint32_t> frames)
+{
+    const std::lock_guard guard(lock_);
+    std::erase_if(requests_, [&](const Request& request) { return request.page == page; });
+    if (requests_.size() == maxRequests)
+        requests_.erase(requests_.begin());
+    requests_.push_back({page, std::move(frames)});
+    wake_.notify_one();
+}
+
+std::shared_ptr<const FramePage> FrameRowLoader::take(std::uint64_t page, std::chrono::microseconds patience)
+{
+    std::unique_lock guard(lock_);
+    done_.wait_for(guard, patience, [&] { return ready_.contains(page); });
+    const auto found = ready_.find(page);
+    if (found == ready_.end())
+        return {};
+    auto rows = std::move(found->second);
+    ready_.erase(found);
+    return rows;
+}
+
+void FrameRowLoader::clear()
+{
+    const std::lock_guard guard(lock_);
+    requests_.clear();
+    ready_.clear();
+}
+
+void FrameRowLoader::requestDetail(std::uint32_t frame)
+{
+    const std::lock_guard guard(lock_);
+    wantedDetail_ = frame;
+    wake_.notify_one();
+}
+
+void FrameRowLoader::run(std::stop_token stop, const std::shared_ptr<const FrameIndex>& index)
+{
+    auto decoder = IndexedDecoder::open(index);
+    if (!decoder)
+        return; // the file vanished between two calls: the rows stay empty
+    std::unique_lock guard(lock_);
+    while (wake_.wait(guard, stop, [&] { return wantedDetail_ || !requests_.empty(); })) {
+        if (wantedDetail_) {
+            const auto frame = *std::exchange(wantedDetail_, std::nullopt);
+            guard.unlock();
+            loadDetail(*decoder, frame);
+            guard.lock();
+            continue;
+        }
+        const auto request = std::move(requests_.back());
+        requests_.pop_back();
+        const auto rules = rules_;
+        guard.unlock();
+        auto page = std::make_shared<const FramePage>(load(*decoder, request.frames, *rules));
+        guard.lock();
+        if (ready_.size() == maxReady) // nobody took it: it went out of view
+            ready_.erase(ready_.begin());
+        ready_[request.page] = std::move(page);
+        done_.notify_all();
+        emit pageReady(request.page); // queued into the window's thread
+    }
+}
+
+FramePage FrameRowLoader::load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules)
+{
+    FramePage page;
+    page.rows.reserve(frames.size());
+    auto [ordered, followed] = ordered_();
+    decoder.useContextsOf(std::move(ordered));
+    page.followed = followed;
+    for (const auto frame : frames) {
+        auto& row = page.rows.emplace_back();
+        const auto capture = decoder.fetch(frame);
+        if (!capture) {
+            row.summary.number = std::uint64_t{frame} + 1;
+            row.info = QString::fromStdString(capture.error().errorDescription());
+            row.isReadable = false;
+            continue;
+        }
+        decoder.decode(*capture, frame, scratch_);
+        row.summary = scratch_.summary;
+        text_.clear();
+        Render::info(scratch_, text_);
+        row.info = toQString(text_.text());
+        const auto nodes = scratch_.tree.nodes();
+        const auto marked = std::ranges::find_if(nodes, [](const Node& node) { return node.expert != Expert::none; });
+        if (marked != nodes.end())
+            row.expert = marked->expert;
+        const auto rule =
+            std::ranges::find_if(rules, [&](const DisplayFilter& filter) { return filter.matches(scratch_); });
+        if (rule != rules.end())
+            row.rule = static_cast<std::int8_t>(rule - rules.begin());
+    }
+    return page;
+}
+
+void FrameRowLoader::loadDetail(IndexedDecoder& decoder, std::uint32_t frame)
+{
+    const auto capture = decoder.fetch(frame);
+    if (!capture)
+        return emit detailFailed(frame, QString::fromStdString(capture.error().errorDescription()));
+    auto detail = std::make_shared<FrameDetail>(*capture);
+    auto [ordered, followed] = ordered_();
+    decoder.useContextsOf(std::move(ordered));
+    detail->followed = followed;
+    decoder.decode(detail->capture, frame, detail->decoded);
+    emit detailReady(frame, detail);
+}
+
+} // namespace netrondo

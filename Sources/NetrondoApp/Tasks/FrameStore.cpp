@@ -1,0 +1,198 @@
+// One thread reads and notes where frames are, a second one behind it decodes them in their order and keeps what later
+// frames need of earlier ones. They share nothing with the window but one record under a lock, which the window looks
+// at by a timer: a store that is dropped while a large file is still being inflated waits for nobody.
+#include "Tasks/FrameStore.h"
+
+#include "Analysis/HostNameStore.h"
+#include "Dissection/Classify/FrameClassifier.h"
+
+#include <QDir>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace netrondo {
+namespace {
+constexpr auto lookEvery = std::chrono::milliseconds(25);
+constexpr auto growthEvery = std::chrono::milliseconds(250);
+constexpr auto breath = std::chrono::milliseconds(5);
+} // namespace
+
+struct FrameStore::Shared {
+    mutable std::mutex lock;
+    std::shared_ptr<FrameIndex> index;
+    std::shared_ptr<PacketDecoder> decoder;
+    std::atomic<std::uint32_t> followed = 0;
+    HostNameStore names;
+    std::optional<CaptureError> error;
+    std::atomic<bool> isComplete = false;
+
+    void read(std::stop_token stop, const std::filesystem::path& path, Reading reading);
+    void follow(std::stop_token stop);
+    void learnNames(const CaptureFrame& frame);
+};
+
+void FrameStore::Shared::learnNames(const CaptureFrame& frame)
+{
+    FrameFacts facts;
+    if (!classify(frame, AnalysisMode::l3IP, facts) || !HostNameStore::mayHoldNames(facts))
+        return;
+    const std::lock_guard guard(lock);
+    names.harvest(facts);
+}
+
+void FrameStore::Shared::read(std::stop_token stop, const std::filesystem::path& path, Reading reading)
+{
+    auto opened = FrameIndex::open(path);
+    auto failure = opened ? std::optional<CaptureError>() : opened.error();
+    if (opened) {
+        const std::lock_guard guard(lock);
+        index = *opened;
+    }
+    while (opened && !failure && !stop.stop_requested()) {
+        const auto read = (*opened)->extend(stop, [this](const CaptureFrame& frame) { learnNames(frame); });
+        if (!read)
+            failure = read.error();
+        if (reading == Reading::once)
+            break;
+        std::mutex quiet;
+        std::unique_lock waiting(quiet);
+        std::condition_variable_any().wait_for(waiting, stop, growthEvery, [] { return false; });
+    }
+    const std::lock_guard guard(lock);
+    error = failure;
+    isComplete = true;
+}
+
+void FrameStore::Shared::follow(std::stop_token stop)
+{
+    std::optional<FrameFetcher> fetcher;
+    const auto ordered = std::make_shared<PacketDecoder>(true, PacketDecoder::Keep::contexts);
+    DecodedFrame scratch;
+    while (!stop.stop_requested()) {
+        const bool isWhole = isComplete; // asked first: the count that follows is final then
+        std::shared_ptr<const FrameIndex> present;
+        {
+            const std::lock_guard guard(lock);
+            present = index;
+        }
+        if (present && !fetcher) {
+            auto opened = present->fetcher();
+            if (!opened)
+                return;
+            fetcher = std::move(*opened);
+        }
+        const auto count = present ? present->count() : 0;
+        for (auto frame = followed.load(); frame < count && !stop.stop_requested(); ++frame) {
+            const auto capture = fetcher->fetch(frame);
+            if (!capture)
+                return; // the frame is gone, and with it the order
+            ordered->decodeNext(*capture, scratch);
+            if (frame == 0) {
+                const std::lock_guard guard(lock);
+                decoder = ordered;
+            }
+            followed.store(frame + 1, std::memory_order_release);
+        }
+        if (isWhole)
+            return;
+        std::this_thread::sleep_for(breath);
+    }
+}
+
+FrameStore::FrameStore(const QString& path, Reading reading, QObject* parent)
+    : QObject(parent), path_(path), shared_(std::make_shared<Shared>())
+{
+    connect(&timer_, &QTimer::timeout, this, &FrameStore::look);
+    timer_.start(lookEvery);
+    reader_ = std::jthread([shared = shared_, file = path.toStdString(), reading](std::stop_token stop) {
+        shared->read(std::move(stop), file, reading);
+    });
+    follower_ = std::jthread([shared = shared_](std::stop_token stop) { shared->follow(std::move(stop)); });
+}
+
+FrameStore::~FrameStore()
+{
+    stop();
+    follower_.request_stop();
+    reader_.detach();
+    follower_.detach();
+}
+
+void FrameStore::stop()
+{
+    reader_.request_stop();
+}
+
+void FrameStore::look()
+{
+    const bool isComplete = shared_->isComplete; // asked first: what was read before it is seen below
+    if (!index_) {
+        {
+            const std::lock_guard guard(shared_->lock);
+            index_ = shared_->index;
+        }
+        if (index_)
+            emit opened();
+    }
+    if (index_ && index_->count() > count_) {
+        count_ = index_->count();
+        emit grew();
+    }
+    if (const auto now = followed(); now > followed_) {
+        followed_ = now;
+        emit followedMore();
+    }
+    if (isComplete_ && followed_ == count_)
+        timer_.stop();
+    if (!isComplete || isComplete_)
+        return;
+    isComplete_ = true;
+    if (const auto& failure = shared_->error) {
+        error_ = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path_),
+                                              QString::fromStdString(failure->errorDescription()));
+        emit failed();
+    }
+    emit completed();
+}
+
+std::function<std::pair<std::shared_ptr<const PacketDecoder>, std::uint32_t>()> FrameStore::orderedDecoderSource() const
+{
+    return [shared = shared_] {
+        const auto followed = shared->followed.load(std::memory_order_acquire);
+        const std::lock_guard guard(shared->lock);
+        return std::pair(std::shared_ptr<const PacketDecoder>(shared->decoder), followed);
+    };
+}
+
+std::uint32_t FrameStore::followed() const
+{
+    return shared_->followed.load(std::memory_order_acquire);
+}
+
+bool FrameStore::isComplete() const
+{
+    return isComplete_;
+}
+
+std::function<bool()> FrameStore::completionTest() const
+{
+    return [shared = shared_] { return shared->isComplete.load(); };
+}
+
+double FrameStore::progress() const
+{
+    if (isComplete_)
+        return 1;
+    const auto position = index_ ? index_->position() : CaptureReading::Position();
+    return position.size > 0 ? static_cast<double>(position.offset) / static_cast<double>(position.size) : 0;
+}
+
+QString FrameStore::hostName(const Address& address) const
+{
+    const std::lock_guard guard(shared_->lock);
+    const auto name = shared_->names.name(address);
+    return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+}
+
+} // namespace netrondo
