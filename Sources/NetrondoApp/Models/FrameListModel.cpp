@@ -1,0 +1,481 @@
+// Rows come in pages: a page is asked for when one of its rows is looked at, together with the next one in the
+// direction of the scroll. The loader nearly always answers within the short wait, so that a row is there when it is
+// first painted; where a disk is slow the row stays empty until its page arrives, and the window stays alive.
+#include "Models/FrameListModel.h"
+
+#include "Dissection/Decode/Render.h"
+
+#include <QDateTime>
+#include <QMimeData>
+#include <algorithm>
+
+namespace netrondo {
+namespace {
+constexpr auto patience = std::chrono::milliseconds(6);
+constexpr auto askAgainAfter = std::chrono::milliseconds(200);
+
+QString toQString(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString seconds(std::int64_t nanoseconds)
+{
+    TextSink out;
+    Render::time(nanoseconds, out);
+    return toQString(out.text());
+}
+
+QString clockTime(std::int64_t nanoseconds, const QString& format)
+{
+    constexpr std::int64_t second = 1'000'000'000;
+    const auto fraction = (nanoseconds % second + second) % second;
+    const auto moment = QDateTime::fromSecsSinceEpoch((nanoseconds - fraction) / second);
+    const auto digits = QString::number(fraction).rightJustified(9, QLatin1Char('0'));
+    return moment.toString(format) + QLatin1Char('.') + (fraction % 1000 == 0 ? digits.left(6) : digits);
+}
+
+std::optional<FilterFrom::Cell> cellOf(FrameListModel::Column column)
+{
+    using Cell = FilterFrom::Cell;
+    switch (column) {
+    case FrameListModel::number: return Cell::number;
+    case FrameListModel::time: return Cell::time;
+    case FrameListModel::source: return Cell::source;
+    case FrameListModel::destination: return Cell::destination;
+    case FrameListModel::protocol: return Cell::protocol;
+    case FrameListModel::length: return Cell::length;
+    case FrameListModel::sourcePort: return Cell::sourcePort;
+    case FrameListModel::destinationPort: return Cell::destinationPort;
+    case FrameListModel::info:
+    case FrameListModel::columns: break;
+    }
+    return {};
+}
+} // namespace
+
+FrameListModel::FrameListModel(QObject* parent) : QAbstractTableModel(parent), rules_(FrameColorRules::defaults()) { }
+
+void FrameListModel::setStore(FrameStore* store)
+{
+    beginResetModel();
+    if (store_)
+        store_->disconnect(this);
+    if (filter_)
+        filter_->disconnect(this);
+    store_ = store;
+    filter_ = nullptr;
+    matches_.reset();
+    marks_.clear();
+    rows_ = 0;
+    forgetPages();
+    loader_.reset();
+    if (store_) {
+        connect(store_, &FrameStore::opened, this, &FrameListModel::makeLoader);
+        connect(store_, &FrameStore::grew, this, [this] {
+            if (!filter_)
+                grow(store_->count());
+        });
+        connect(store_, &FrameStore::followedMore, this, &FrameListModel::refresh);
+        makeLoader();
+        rows_ = store_->count();
+    }
+    endResetModel();
+    emit marksChanged();
+}
+
+void FrameListModel::makeLoader()
+{
+    if (!store_->index() || loader_)
+        return;
+    loader_ = std::make_unique<FrameRowLoader>(store_->index(), store_->orderedDecoderSource());
+    loader_->setRules(rules_.filters());
+    connect(loader_.get(), &FrameRowLoader::pageReady, this, &FrameListModel::receive);
+    connect(loader_.get(), &FrameRowLoader::detailReady, this, &FrameListModel::detailReady);
+    connect(loader_.get(), &FrameRowLoader::detailFailed, this, &FrameListModel::detailFailed);
+}
+
+void FrameListModel::setFilter(FrameFilterTask* task)
+{
+    beginResetModel();
+    if (filter_)
+        filter_->disconnect(this);
+    filter_ = task;
+    matches_ = task ? task->matches() : nullptr;
+    rows_ = task ? task->count() : store_ ? store_->count() : 0;
+    forgetPages();
+    if (task)
+        connect(task, &FrameFilterTask::advanced, this, [this, task] { grow(task->count()); });
+    endResetModel();
+}
+
+void FrameListModel::grow(std::uint32_t count)
+{
+    // Qt counts rows in an int; more frames than that are in the file all the same and can be filtered.
+    count = std::min<std::uint32_t>(count, std::numeric_limits<int>::max());
+    if (count <= rows_)
+        return;
+    beginInsertRows({}, static_cast<int>(rows_), static_cast<int>(count) - 1);
+    rows_ = count;
+    endInsertRows();
+}
+
+void FrameListModel::forgetPages()
+{
+    ++generation_;
+    pages_.clear();
+    awaited_.clear();
+    if (loader_)
+        loader_->clear();
+}
+
+void FrameListModel::setTimeFormat(TimeFormat format)
+{
+    timeFormat_ = format;
+    if (rows_ > 0)
+        emit dataChanged(index(0, time), index(static_cast<int>(rows_) - 1, time));
+    emit headerDataChanged(Qt::Horizontal, time, time);
+}
+
+void FrameListModel::setShowsNames(bool shows)
+{
+    showsNames_ = shows;
+    if (rows_ > 0)
+        emit dataChanged(index(0, source), index(static_cast<int>(rows_) - 1, destination));
+}
+
+void FrameListModel::setColorRules(FrameColorRules rules)
+{
+    rules_ = std::move(rules);
+    if (loader_)
+        loader_->setRules(rules_.filters());
+    forgetPages();
+    if (rows_ > 0)
+        emit dataChanged(index(0, 0), index(static_cast<int>(rows_) - 1, columns - 1));
+}
+
+std::uint32_t FrameListModel::frameAt(int row) const
+{
+    const auto place = static_cast<std::uint32_t>(row);
+    return matches_ ? (*matches_)[place] : place;
+}
+
+int FrameListModel::rowAtOrBefore(std::uint32_t frame) const
+{
+    std::uint32_t low = 0, high = rows_; // the first row behind the frame lies in between
+    while (low < high) {
+        const auto middle = low + (high - low) / 2;
+        if (frameAt(static_cast<int>(middle)) <= frame)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return static_cast<int>(low) - 1;
+}
+
+std::optional<int> FrameListModel::rowOf(std::uint32_t frame) const
+{
+    const int row = rowAtOrBefore(frame);
+    return row >= 0 && frameAt(row) == frame ? std::optional(row) : std::nullopt;
+}
+
+void FrameListModel::request(int page) const
+{
+    const auto first = static_cast<std::uint32_t>(page) * rowsPerPage;
+    if (!loader_ || page < 0 || first >= rows_)
+        return;
+    std::vector<std::uint32_t> frames;
+    for (auto row = first; row < std::min(rows_, first + rowsPerPage); ++row)
+        frames.push_back(frameAt(static_cast<int>(row)));
+    loader_->request(key(page), std::move(frames));
+}
+
+void FrameListModel::keep(int page, std::shared_ptr<const FramePage> rows) const
+{
+    if (pages_.size() >= maxPages && !pages_.contains(page)) {
+        const auto oldest = std::min_element(pages_.begin(), pages_.end(),
+                                             [](const auto& a, const auto& b) { return a.usedAt < b.usedAt; });
+        pages_.erase(oldest);
+    }
+    pages_[page] = {std::move(rows), ++clock_};
+}
+
+void FrameListModel::requestAhead(int page) const
+{
+    const int ahead = page + (page >= lastPage_ ? 1 : -1);
+    if (!pages_.contains(ahead))
+        request(ahead);
+}
+
+/// Brings a page into the cache if it comes in time, and tells whether it did.
+bool FrameListModel::fetch(int page, std::size_t place) const
+{
+    if (!loader_)
+        return false;
+    const auto awaited = awaited_.constFind(page);
+    if (awaited != awaited_.constEnd() && !awaited->hasExpired())
+        return false; // a row has waited for it already; the others of the page need not
+    requestAhead(page);
+    request(page); // asked for last, served first
+    auto rows = loader_->take(key(page), awaited == awaited_.constEnd() ? patience : std::chrono::milliseconds(0));
+    if (!rows || rows->rows.size() <= place) {
+        awaited_.insert(page, QDeadlineTimer(askAgainAfter));
+        return false;
+    }
+    awaited_.remove(page);
+    keep(page, std::move(rows));
+    return true;
+}
+
+const FrameRow* FrameListModel::row(int row) const
+{
+    const int page = row / rowsPerPage;
+    const auto place = static_cast<std::size_t>(row % rowsPerPage);
+    auto found = pages_.find(page);
+    if (found == pages_.end() || found->rows->rows.size() <= place) { // the last page of a list that grows is short
+        if (!fetch(page, place))
+            return nullptr;
+        found = pages_.find(page);
+    } else if (page != lastPage_) {
+        requestAhead(page);
+    }
+    lastPage_ = page;
+    found->usedAt = ++clock_;
+    return &found->rows->rows[place];
+}
+
+/// Pages that were decoded before their frames had been followed are decoded once more; `receive` takes them in.
+void FrameListModel::refresh()
+{
+    const auto followed = store_->followed();
+    for (auto page = pages_.begin(); page != pages_.end(); ++page) {
+        const auto& rows = page->rows->rows;
+        const auto last = rows.empty() ? 0 : rows.back().summary.number;
+        const auto awaited = awaited_.constFind(page.key());
+        const bool isComing = awaited != awaited_.constEnd() && !awaited->hasExpired();
+        if (page->rows->followed < last && followed >= last && !isComing) {
+            awaited_.insert(page.key(), QDeadlineTimer(askAgainAfter));
+            request(page.key());
+        }
+    }
+}
+
+void FrameListModel::receive(quint64 page)
+{
+    if (!loader_ || page >> 32 != generation_)
+        return;
+    auto rows = loader_->take(page, std::chrono::microseconds(0));
+    if (!rows) // it was taken while it was waited for
+        return;
+    const int place = static_cast<int>(page & 0xffffffff);
+    const int first = place * rowsPerPage, last = first + static_cast<int>(rows->rows.size()) - 1;
+    keep(place, std::move(rows));
+    awaited_.remove(place);
+    if (last >= first && last < static_cast<int>(rows_))
+        emit dataChanged(index(first, 0), index(last, columns - 1));
+}
+
+const FrameColorRule* FrameListModel::ruleAt(int row) const
+{
+    const auto* decoded = this->row(row);
+    return decoded && decoded->rule >= 0 ? &rules_.rules()[static_cast<std::size_t>(decoded->rule)] : nullptr;
+}
+
+void FrameListModel::setMarked(const QList<int>& rows, bool marked)
+{
+    for (const int row : rows)
+        mark(frameAt(row), marked);
+    emit marksChanged();
+}
+
+void FrameListModel::markAllShown()
+{
+    for (std::uint32_t row = 0; row < rows_; ++row)
+        mark(frameAt(static_cast<int>(row)), true);
+    emit marksChanged();
+}
+
+void FrameListModel::mark(std::uint32_t frame, bool marked)
+{
+    if (frame >= marks_.size()) {
+        if (!marked)
+            return;
+        marks_.resize(std::max<std::size_t>(store_->count(), frame + 1));
+    }
+    marks_[frame] = marked;
+}
+
+std::optional<int> FrameListModel::nextMarked(int from, int step) const
+{
+    for (int row = from + step; row >= 0 && row < static_cast<int>(rows_); row += step)
+        if (isMarked(frameAt(row)))
+            return row;
+    return {};
+}
+
+void FrameListModel::clearMarks()
+{
+    marks_.clear();
+    emit marksChanged();
+}
+
+void FrameListModel::requestDetail(std::uint32_t frame)
+{
+    if (loader_)
+        loader_->requestDetail(frame);
+}
+
+int FrameListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(rows_);
+}
+
+int FrameListModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : columns;
+}
+
+QString FrameListModel::addressText(const Address& address) const
+{
+    if (showsNames_ && store_) {
+        if (auto name = store_->hostName(address); !name.isEmpty())
+            return name;
+    }
+    char text[Address::maxText];
+    return QString::fromLatin1(text, static_cast<qsizetype>(address.write(text)));
+}
+
+QString FrameListModel::timeText(const FrameSummary& summary, int row) const
+{
+    const auto& index = *store_->index();
+    const auto frame = static_cast<std::uint32_t>(summary.number - 1);
+    switch (timeFormat_) {
+    case TimeFormat::sinceFirst: return seconds(summary.nanoseconds);
+    case TimeFormat::sincePrevious: // the one above it in the list, whatever a filter leaves out
+        return seconds(row > 0 ? index.nanoseconds(frame) - index.nanoseconds(frameAt(row - 1)) : 0);
+    case TimeFormat::timeOfDay: return clockTime(index.nanoseconds(frame), QStringLiteral("HH:mm:ss"));
+    case TimeFormat::dateAndTime: return clockTime(index.nanoseconds(frame), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    }
+    return {};
+}
+
+QString FrameListModel::text(int row, Column column) const
+{
+    if (column == number) // known without decoding, so that a list on a slow disk shows where one is
+        return QString::number(std::uint64_t{frameAt(row)} + 1);
+    const auto* decoded = this->row(row);
+    if (!decoded)
+        return {};
+    const auto& summary = decoded->summary;
+    if (!decoded->isReadable)
+        return column == info ? decoded->info : QString();
+    const bool hasPorts = summary.transport != Transport::none;
+    switch (column) {
+    case time: return timeText(summary, row);
+    case source: return addressText(summary.source);
+    case destination: return addressText(summary.destination);
+    case protocol: return toQString(Render::protocol(summary));
+    case length: return QString::number(summary.length);
+    case sourcePort: return hasPorts ? QString::number(summary.sourcePort) : QString();
+    case destinationPort: return hasPorts ? QString::number(summary.destinationPort) : QString();
+    case info: return decoded->info;
+    case number:
+    case columns: break;
+    }
+    return {};
+}
+
+QString FrameListModel::filterOf(int row, Column column) const
+{
+    const auto* decoded = this->row(row);
+    const auto cell = cellOf(column);
+    if (!decoded || !decoded->isReadable || !cell)
+        return {};
+    return QString::fromStdString(FilterFrom::cell(decoded->summary, *cell));
+}
+
+QVariant FrameListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= static_cast<int>(rows_))
+        return {};
+    const int row = index.row();
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole: return text(row, static_cast<Column>(index.column()));
+    case Qt::TextAlignmentRole:
+        switch (index.column()) {
+        case number:
+        case time:
+        case length:
+        case sourcePort:
+        case destinationPort: return QVariant(Qt::AlignRight | Qt::AlignVCenter);
+        default: return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+        }
+    case Qt::AccessibleTextRole: {
+        auto words = text(row, static_cast<Column>(index.column()));
+        if (index.column() == number && isMarked(frameAt(row)))
+            words += tr(", marked");
+        if (const auto problem = data(index, problemRole).toString(); index.column() == info && !problem.isEmpty())
+            words += tr(", problem: %1").arg(problem);
+        return words;
+    }
+    case frameRole: return frameAt(row);
+    case markedRole: return isMarked(frameAt(row));
+    case problemRole: {
+        const auto* decoded = this->row(row);
+        return decoded && decoded->expert != Expert::none ? toQString(expertText(decoded->expert)) : QString();
+    }
+    default: return {};
+    }
+}
+
+QVariant FrameListModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+        return {};
+    switch (section) {
+    case number: return tr("No.");
+    case time:
+        switch (timeFormat_) {
+        case TimeFormat::sinceFirst: return tr("Time (s)");
+        case TimeFormat::sincePrevious: return tr("Since previous (s)");
+        case TimeFormat::timeOfDay:
+        case TimeFormat::dateAndTime: return tr("Time of day");
+        }
+        return {};
+    case source: return tr("Source");
+    case destination: return tr("Destination");
+    case protocol: return tr("Protocol");
+    case length: return tr("Length");
+    case sourcePort: return tr("Source port");
+    case destinationPort: return tr("Destination port");
+    case info: return tr("Info");
+    default: return {};
+    }
+}
+
+Qt::ItemFlags FrameListModel::flags(const QModelIndex& index) const
+{
+    return index.isValid() ? Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemNeverHasChildren
+                           : Qt::NoItemFlags;
+}
+
+QStringList FrameListModel::mimeTypes() const
+{
+    return {QStringLiteral("text/plain")};
+}
+
+QMimeData* FrameListModel::mimeData(const QModelIndexList& indexes) const
+{
+    // What is dragged is the cell under the pointer: the view passes it first.
+    if (indexes.isEmpty())
+        return nullptr;
+    const auto filter = filterOf(indexes.first().row(), static_cast<Column>(indexes.first().column()));
+    if (filter.isEmpty())
+        return nullptr;
+    auto* data = new QMimeData;
+    data->setText(filter);
+    return data;
+}
+
+} // namespace netrondo

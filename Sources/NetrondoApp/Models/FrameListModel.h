@@ -1,0 +1,137 @@
+// The packet list as Qt's views see it: rows are decoded when they come in view, and nothing is kept for the others.
+#pragma once
+
+#include "Dissection/Filter/FilterFrom.h"
+#include "Models/FrameColorRules.h"
+#include "Tasks/FrameFilterTask.h"
+#include "Tasks/FrameRowLoader.h"
+#include "Tasks/FrameStore.h"
+
+#include <QAbstractTableModel>
+#include <QDeadlineTimer>
+#include <QHash>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace netrondo {
+
+class FrameListModel : public QAbstractTableModel {
+    Q_OBJECT
+public:
+    enum Column : int {
+        number,
+        time,
+        source,
+        destination,
+        protocol,
+        length,
+        sourcePort,
+        destinationPort,
+        info,
+        columns
+    };
+    enum class TimeFormat { sinceFirst, sincePrevious, timeOfDay, dateAndTime };
+    enum Role {
+        frameRole = Qt::UserRole, ///< the frame, counted from 0
+        markedRole,
+        problemRole, ///< the sentence of the finding that the frame carries, or empty
+    };
+
+    explicit FrameListModel(QObject* parent = nullptr);
+
+    /// Shows the frames of a store, which lives as long as the model shows it; null for none.
+    void setStore(FrameStore* store);
+    FrameStore* store() const { return store_; }
+    /// Shows only what the task finds, or everything again. The task lives as long as the model shows its matches.
+    void setFilter(FrameFilterTask* task);
+
+    void setTimeFormat(TimeFormat format);
+    TimeFormat timeFormat() const { return timeFormat_; }
+    void setShowsNames(bool shows);
+    bool showsNames() const { return showsNames_; }
+    void setColorRules(FrameColorRules rules);
+    const FrameColorRules& colorRules() const { return rules_; }
+
+    /// The frame that a row shows, counted from 0.
+    std::uint32_t frameAt(int row) const;
+    /// The row that shows the frame, or nothing when it is not among them (yet).
+    std::optional<int> rowOf(std::uint32_t frame) const;
+    /// The row of the last frame that is not behind this one, -1 when there is none.
+    int rowAtOrBefore(std::uint32_t frame) const;
+    /// What is decoded of the row now; null while it is still on its way.
+    const FrameRow* row(int row) const;
+    /// The colour rule of the row, or null.
+    const FrameColorRule* ruleAt(int row) const;
+    std::shared_ptr<const FrameMatches> matches() const { return matches_; }
+
+    bool isMarked(std::uint32_t frame) const { return frame < marks_.size() && marks_[frame]; }
+    void setMarked(const QList<int>& rows, bool marked);
+    void markAllShown();
+    void clearMarks();
+    /// The next marked row behind this one (`step` 1) or before it (-1).
+    std::optional<int> nextMarked(int from, int step) const;
+
+    /// A frame in detail, answered by `detailReady` or `detailFailed`.
+    void requestDetail(std::uint32_t frame);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    QStringList mimeTypes() const override;
+
+    /// The cell as text.
+    QString text(int row, Column column) const;
+    /// The filter that a cell stands for; empty when it stands for none, or is not decoded yet.
+    QString filterOf(int row, Column column) const;
+
+signals:
+    void detailReady(quint32 frame, const std::shared_ptr<const netrondo::FrameDetail>& detail);
+    void detailFailed(quint32 frame, const QString& sentence);
+    void marksChanged();
+
+private:
+    static constexpr int rowsPerPage = 64;
+    static constexpr int maxPages = 64;
+
+    struct CachedPage {
+        std::shared_ptr<const FramePage> rows;
+        std::uint64_t usedAt = 0;
+    };
+
+    void mark(std::uint32_t frame, bool marked);
+    void makeLoader();
+    void forgetPages();
+    void grow(std::uint32_t count);
+    void receive(quint64 page);
+    void refresh();
+    void request(int page) const;
+    void requestAhead(int page) const;
+    bool fetch(int page, std::size_t place) const;
+    void keep(int page, std::shared_ptr<const FramePage> rows) const;
+    std::uint64_t key(int page) const { return generation_ << 32 | static_cast<std::uint32_t>(page); }
+    QString timeText(const FrameSummary& summary, int row) const;
+    QString addressText(const Address& address) const;
+
+    FrameStore* store_ = nullptr;
+    FrameFilterTask* filter_ = nullptr;
+    std::shared_ptr<const FrameMatches> matches_;
+    std::unique_ptr<FrameRowLoader> loader_;
+    std::uint32_t rows_ = 0;
+    std::vector<bool> marks_; ///< by frame, as far as one is marked
+    TimeFormat timeFormat_ = TimeFormat::sinceFirst;
+    bool showsNames_ = false;
+    FrameColorRules rules_;
+
+    // What the views look at, filled as they look.
+    std::uint64_t generation_ = 0; ///< pages asked for before it changed are not what is shown
+    mutable QHash<int, CachedPage> pages_;
+    mutable std::uint64_t clock_ = 0;
+    mutable int lastPage_ = 0;                   ///< where the view last looked, for the direction it moves in
+    mutable QHash<int, QDeadlineTimer> awaited_; ///< pages that did not come in time, and when to ask for them again
+};
+
+} // namespace netrondo
