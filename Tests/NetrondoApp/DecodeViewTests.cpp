@@ -1,0 +1,392 @@
+// The three panes, used as a person uses them.
+#include "Views/DecodeWindow.h"
+
+#include "NetrondoApp/Support/Waiting.h"
+#include "Views/DecodeBytesView.h"
+#include "Views/DecodeView.h"
+#include "Views/FrameFindBar.h"
+#include "Views/FrameListView.h"
+
+#include <QAbstractItemModelTester>
+#include <QAccessible>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTreeView>
+#include <gtest/gtest.h>
+
+namespace netrondo::test {
+namespace {
+
+class DecodeWindowTest : public testing::Test {
+protected:
+    void show(const std::vector<std::uint8_t>& capture, int frames)
+    {
+        file_ = std::make_unique<TempFile>(capture);
+        window.resize(1000, 700);
+        window.open(QString::fromStdString(file_->path().string()));
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+        window.activateWindow();
+        ASSERT_TRUE(eventually([&] { return view().frames()->rowCount() == frames && view().store()->isComplete(); }));
+        ASSERT_TRUE(isShown(1));
+    }
+    void showConversation(int frames) { show(conversationCapture(frames), frames); }
+
+    DecodeView& view() { return *window.view(); }
+    FrameListView& list() { return *view().list(); }
+    QTreeView& tree() { return *view().tree(); }
+    DecodeTreeModel& nodes() { return *view().nodes(); }
+    FilterBar& bar() { return *window.filterBar(); }
+    int row() { return list().currentIndex().row(); }
+
+    /// Whether the frame comes to be the one in the tree.
+    bool isShown(quint64 number)
+    {
+        return eventually([&] { return nodes().frame() && nodes().frame()->decoded.summary.number == number; });
+    }
+    /// Types into the filter line and applies it; waits for the number of rows.
+    bool filtered(const QString& text, int rows)
+    {
+        bar().setText(text);
+        bar().apply();
+        return eventually([&] { return view().frames()->rowCount() == rows; });
+    }
+    QModelIndex node(std::string_view id)
+    {
+        const auto& decoded = nodes().frame()->decoded.tree;
+        for (std::uint32_t i = 0; i < decoded.size(); ++i)
+            if (decoded[i].field->id == id)
+                return nodes().indexOf(i);
+        return {};
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        auto* focused = window.focusWidget();
+        QTest::keyClick(focused ? focused : &window, key, modifiers);
+    }
+    const TempFile& file() const { return *file_; }
+
+private:
+    std::unique_ptr<TempFile> file_;
+
+protected:
+    DecodeWindow window;
+};
+
+} // namespace
+
+TEST_F(DecodeWindowTest, LooksIntoTheFirstFrameAtOnce)
+{
+    showConversation(30);
+    EXPECT_EQ(row(), 0);
+    EXPECT_EQ(view().frameNumber(), 1u);
+    EXPECT_EQ(view().status(), QStringLiteral("30 frames"));
+    EXPECT_TRUE(window.windowTitle().endsWith(QStringLiteral("capture.pcap")));
+}
+
+TEST_F(DecodeWindowTest, KeysMoveThroughTheFramesFromAnyPane)
+{
+    showConversation(30);
+    list().setFocus();
+    press(Qt::Key_Down);
+    EXPECT_EQ(row(), 1);
+    press(Qt::Key_F8);
+    EXPECT_EQ(row(), 2);
+    tree().setFocus();
+    press(Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_EQ(row(), 3);
+    view().bytes()->setFocus();
+    press(Qt::Key_F7);
+    EXPECT_EQ(row(), 2);
+    press(Qt::Key_End, Qt::ControlModifier);
+    EXPECT_EQ(row(), 29);
+    EXPECT_TRUE(isShown(30));
+    press(Qt::Key_Home, Qt::ControlModifier);
+    EXPECT_EQ(row(), 0);
+    press(Qt::Key_Left, Qt::AltModifier); // back through what was looked at
+    EXPECT_EQ(row(), 29);
+    press(Qt::Key_Right, Qt::AltModifier);
+    EXPECT_EQ(row(), 0);
+}
+
+TEST_F(DecodeWindowTest, ANodeLightsItsBytesAndAByteFindsItsNode)
+{
+    showConversation(30);
+    view().goToFrame(3);
+    ASSERT_TRUE(isShown(3));
+    tree().setCurrentIndex(node("ip.src"));
+    EXPECT_EQ(view().bytes()->lit().offset, 26u);
+    EXPECT_EQ(view().bytes()->lit().length, 4u);
+    auto& bytes = *view().bytes();
+    QTest::mouseClick(bytes.viewport(), Qt::LeftButton, {}, bytes.digitsRect(22).center().toPoint());
+    EXPECT_EQ(tree().currentIndex().data(DecodeTreeModel::idRole).toString(), QStringLiteral("ip.ttl"));
+    EXPECT_EQ(bytes.currentByte(), 22u);
+    bytes.setFocus();
+    press(Qt::Key_Right);
+    EXPECT_EQ(tree().currentIndex().data(DecodeTreeModel::idRole).toString(), QStringLiteral("ip.proto"));
+}
+
+TEST_F(DecodeWindowTest, TheChosenNodeStaysChosenInTheNextFrame)
+{
+    showConversation(30);
+    view().goToFrame(3);
+    ASSERT_TRUE(isShown(3));
+    tree().setCurrentIndex(node("ip.ttl"));
+    EXPECT_TRUE(tree().isExpanded(node("ip")));
+    view().goToFrame(4);
+    ASSERT_TRUE(isShown(4));
+    EXPECT_EQ(tree().currentIndex(), node("ip.ttl"));
+    EXPECT_TRUE(tree().isExpanded(node("ip")));
+}
+
+TEST_F(DecodeWindowTest, AFilterKeepsTheFrameInViewOnItsLine)
+{
+    showConversation(2000);
+    view().goToFrame(1001); // DNS
+    const int line = list().lineOf(row());
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 400));
+    ASSERT_TRUE(eventually([&] { return row() == 200; }));
+    EXPECT_EQ(list().lineOf(row()), line);
+    EXPECT_EQ(view().frameNumber(), 1001u);
+    ASSERT_TRUE(filtered(QString(), 2000));
+    EXPECT_EQ(row(), 1000);
+    EXPECT_EQ(list().lineOf(row()), line);
+}
+
+TEST_F(DecodeWindowTest, AFrameThatDoesNotMatchGivesWayToTheOneBefore)
+{
+    showConversation(2000);
+    view().goToFrame(1003);
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 400));
+    ASSERT_TRUE(eventually([&] { return row() == 200; }));
+    EXPECT_TRUE(isShown(1001));
+}
+
+TEST_F(DecodeWindowTest, SaysHowManyFramesMatch)
+{
+    showConversation(50);
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 10));
+    EXPECT_TRUE(eventually([&] { return bar().message() == QStringLiteral("10 of 50 frames match"); }))
+        << qPrintable(bar().message());
+    EXPECT_EQ(view().status(), QStringLiteral("10 of 50 frames"));
+    ASSERT_TRUE(filtered(QStringLiteral("arp"), 0));
+    EXPECT_TRUE(eventually([&] { return bar().message() == QStringLiteral("0 of 50 frames match"); }));
+}
+
+TEST_F(DecodeWindowTest, AConversationIsShownWithinTheFilter)
+{
+    showConversation(50);
+    view().showConversation(QStringLiteral("10.0.0.1"), QStringLiteral("10.0.0.53"));
+    EXPECT_TRUE(eventually([&] { return view().frames()->rowCount() == 10; }));
+    ASSERT_TRUE(filtered(QStringLiteral("tcp"), 0));
+    view().showConversation({}, {});
+    EXPECT_TRUE(eventually([&] { return view().frames()->rowCount() == 40; }));
+}
+
+TEST_F(DecodeWindowTest, TellsWhichHostsTheFrameIsBetween)
+{
+    showConversation(10);
+    std::optional<FrameEnds> ends;
+    quint64 number = 0;
+    QObject::connect(&view(), &DecodeView::frameSelected, [&](quint64 which, const FrameEnds& between) {
+        number = which;
+        ends = between;
+    });
+    view().goToFrame(4);
+    ASSERT_TRUE(eventually([&] { return ends.has_value(); }));
+    EXPECT_EQ(number, 4u);
+    EXPECT_EQ(ends->source, QStringLiteral("10.0.0.2"));
+    EXPECT_EQ(ends->destination, QStringLiteral("10.0.0.1"));
+    EXPECT_EQ(ends->linkSource, QStringLiteral("02:00:00:00:00:01"));
+    EXPECT_EQ(ends->linkDestination, QStringLiteral("02:00:00:00:00:02"));
+}
+
+TEST_F(DecodeWindowTest, FindsTextForwardsAndBackwards)
+{
+    showConversation(60);
+    press(Qt::Key_F, Qt::ControlModifier);
+    auto& find = *view().findBar();
+    EXPECT_TRUE(find.isVisible());
+    find.setText(QStringLiteral("get /3"));
+    press(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return row() == 32; })); // GET /32; 30 is DNS
+    press(Qt::Key_F3);
+    EXPECT_TRUE(eventually([&] { return row() == 34; }));
+    press(Qt::Key_B, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return row() == 32; }));
+    find.setText(QStringLiteral("nothing like this"));
+    press(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return find.message() == QStringLiteral("No frame fits"); }));
+    find.setKind(FrameFindBar::Kind::bytes);
+    find.setText(QStringLiteral("xyz"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(find.message(),
+              QStringLiteral("Write bytes as pairs of hexadecimal digits (0d 0a), or characters in quotes"));
+    find.setKind(FrameFindBar::Kind::filter);
+    find.setText(QStringLiteral("frame.number == 50"));
+    press(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return row() == 49; }));
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(find.isVisible());
+}
+
+TEST_F(DecodeWindowTest, GoesToTheOtherFramesOfTheConversation)
+{
+    showConversation(20);
+    list().setFocus();
+    ASSERT_TRUE(isShown(1)); // DNS: frames 1, 6, 11, 16
+    press(Qt::Key_Period, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return row() == 5; }));
+    ASSERT_TRUE(isShown(6));
+    press(Qt::Key_Comma, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return row() == 0; }));
+}
+
+TEST_F(DecodeWindowTest, MarksAndGoesToMarks)
+{
+    showConversation(20);
+    list().setFocus();
+    view().goToFrame(8);
+    press(Qt::Key_M, Qt::ControlModifier);
+    EXPECT_TRUE(view().frames()->isMarked(7));
+    view().goToFrame(1);
+    press(Qt::Key_N, Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_EQ(row(), 7);
+    press(Qt::Key_M, Qt::ControlModifier);
+    EXPECT_FALSE(view().frames()->isMarked(7));
+}
+
+TEST_F(DecodeWindowTest, CopiesRowsAsTheColumnsStand)
+{
+    showConversation(20);
+    list().setFocus();
+    view().goToFrame(3);
+    ASSERT_TRUE(eventually([&] { return view().frames()->row(2); }));
+    press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(),
+              QStringLiteral("3\t2.000000\t10.0.0.1\t10.0.0.2\tHTTP\t96\tGET /2 HTTP/1.1 (www.example.org)\n"));
+    ASSERT_TRUE(isShown(3));
+    tree().setFocus();
+    tree().setCurrentIndex(node("ip.ttl"));
+    press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("IPv4 TTL: 64"));
+    view().bytes()->setFocus();
+    press(Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("40"));
+}
+
+TEST_F(DecodeWindowTest, TypingIntoTheListBeginsAFilter)
+{
+    showConversation(20);
+    list().setFocus();
+    press(Qt::Key_U);
+    EXPECT_EQ(bar().text(), QStringLiteral("u"));
+    EXPECT_TRUE(bar().line()->hasFocus());
+}
+
+TEST_F(DecodeWindowTest, TheTreeHasItsKeys)
+{
+    showConversation(20);
+    view().goToFrame(3);
+    ASSERT_TRUE(isShown(3));
+    tree().setFocus();
+    press(Qt::Key_Right, Qt::ControlModifier);
+    EXPECT_TRUE(tree().isExpanded(node("ip")));
+    tree().setCurrentIndex(node("ip.ttl"));
+    press(Qt::Key_Backspace);
+    EXPECT_EQ(tree().currentIndex(), node("ip"));
+    press(Qt::Key_Return);
+    EXPECT_FALSE(tree().isExpanded(node("ip")));
+    press(Qt::Key_Right, Qt::ShiftModifier);
+    EXPECT_TRUE(tree().isExpanded(node("ip")));
+    press(Qt::Key_Left, Qt::ControlModifier);
+    EXPECT_FALSE(tree().isExpanded(node("tcp")));
+}
+
+TEST_F(DecodeWindowTest, ColumnsAreHiddenAndComeBack)
+{
+    showConversation(5);
+    auto* header = list().header();
+    EXPECT_TRUE(header->isSectionHidden(FrameListModel::sourcePort));
+    header->showSection(FrameListModel::sourcePort);
+    header->moveSection(header->visualIndex(FrameListModel::protocol), 0);
+    EXPECT_GT(list().visualRect(view().frames()->index(0, FrameListModel::sourcePort)).width(), 0);
+    EXPECT_EQ(list().visualRect(view().frames()->index(0, FrameListModel::protocol)).left(), 0);
+}
+
+TEST_F(DecodeWindowTest, ThePagesOfTheListFollowTheKeysAndTheMouse)
+{
+    showConversation(3000);
+    list().setFocus();
+    press(Qt::Key_PageDown);
+    EXPECT_EQ(row(), list().rowsPerScreen());
+    list().verticalScrollBar()->setValue(1500);
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, QPoint(20, list().rowHeight() * 2 + 3));
+    EXPECT_EQ(row(), 1502);
+    QTest::mouseClick(list().viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(20, list().rowHeight() * 4 + 3));
+    EXPECT_EQ(list().chosenRows(), (QList<int>{1502, 1503, 1504}));
+}
+
+TEST_F(DecodeWindowTest, IsATableForAssistiveTechnology)
+{
+    showConversation(10);
+    QAccessible::setActive(true);
+    auto* table = QAccessible::queryAccessibleInterface(&list());
+    ASSERT_TRUE(table && table->tableInterface());
+    EXPECT_EQ(table->text(QAccessible::Name), QStringLiteral("Frames"));
+    EXPECT_EQ(table->tableInterface()->rowCount(), 10);
+    ASSERT_TRUE(eventually([&] { return view().frames()->row(2); }));
+    auto* cell = table->tableInterface()->cellAt(2, FrameListModel::info);
+    ASSERT_TRUE(cell);
+    EXPECT_EQ(cell->text(QAccessible::Name), QStringLiteral("GET /2 HTTP/1.1 (www.example.org)"));
+    EXPECT_EQ(cell->tableCellInterface()->rowIndex(), 2);
+    EXPECT_EQ(table->tableInterface()->columnDescription(FrameListModel::info), QStringLiteral("Info"));
+    EXPECT_EQ(table->child(2 * FrameListModel::columns + FrameListModel::info), cell);
+    QAccessible::setActive(false);
+}
+
+TEST_F(DecodeWindowTest, SaysThatACaptureCannotBeRead)
+{
+    const QSignalSpy failed(&view(), &DecodeView::failed);
+    window.open(QStringLiteral("/nowhere/x.pcap"));
+    ASSERT_TRUE(eventually([&] { return !failed.isEmpty(); }));
+    EXPECT_EQ(failed.first().first().toString(), QStringLiteral("/nowhere/x.pcap: No such file or directory"));
+}
+
+TEST_F(DecodeWindowTest, AGrowingCaptureGetsItsNewFrames)
+{
+    const TempFile growing(conversationCapture(3));
+    const auto more = conversationCapture(4, 3);
+    window.open(QString::fromStdString(growing.path().string()), FrameStore::Reading::growing);
+    window.show();
+    ASSERT_TRUE(eventually([&] { return view().frames()->rowCount() == 3; }));
+    append(growing, Bytes(more).subspan(24));
+    ASSERT_TRUE(eventually([&] { return view().frames()->rowCount() == 7; }));
+    EXPECT_TRUE(filtered(QStringLiteral("udp"), 2));
+}
+
+TEST(DecodeTreeModel, KeepsItsPromisesForEveryFrame)
+{
+    const TempFile file(conversationCapture(10));
+    const auto store = readStore(file);
+    FrameListModel frames;
+    frames.setStore(store.get());
+    DecodeTreeModel model;
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QObject::connect(&frames, &FrameListModel::detailReady,
+                     [&](quint32, const std::shared_ptr<const FrameDetail>& detail) { model.setFrame(detail); });
+    for (const std::uint32_t frame : {0u, 2u, 3u}) {
+        frames.requestDetail(frame);
+        ASSERT_TRUE(eventually([&] { return model.frame() && model.frame()->decoded.summary.number == frame + 1; }));
+        for (std::uint32_t node = 0; node < model.frame()->decoded.tree.size(); ++node)
+            EXPECT_EQ(DecodeTreeModel::nodeAt(model.indexOf(node)), node);
+    }
+    model.setFrame(nullptr);
+    EXPECT_EQ(model.rowCount(), 0);
+}
+
+} // namespace netrondo::test
