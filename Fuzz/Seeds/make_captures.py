@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the seeds of FuzzPcap, FuzzPcapng, FuzzSniffer and FuzzGzip into the folders beside this script: small, and one per path."""
+"""Writes the seeds of FuzzPcap, FuzzPcapng, FuzzSniffer, FuzzStream, FuzzWriters and FuzzGzip into the folders beside this script: small, and one per path."""
 
 import pathlib
 import struct
@@ -82,6 +82,19 @@ save("Sniffer", "wrapped", sniffer("002.002", (2, frame), (1, frame), begin=two 
 save("Sniffer", "cut", sniffer("002.001", (1, frame), (2, frame))[:-7])
 save("Sniffer", "offsets-beyond-the-file", sniffer("002.001", (1, frame), begin=0xFFFFFF00, end=0xFFFFFFFF))
 save("Sniffer", "no-records", sniffer("002.003"))
+
+for piece in 0, 6, 255:
+    save("Stream", f"pcap-in-pieces-of-{piece + 1}", bytes([piece]) + small)
+save("Stream", "pcapng", b"\x0a" + pcapng("<"))
+save("Stream", "big-endian-pcapng", b"\x40" + pcapng(">"))
+save("Stream", "cut", b"\x07" + small[:-5])
+save("Stream", "out-of-step", b"\x20" + small[:24] + b"\xff" * 16 + frame)
+save("Stream", "gzip", b"\x20" + gzipped(small))
+
+for number, (name, source) in enumerate([("pcap", small), ("pcap-to-pcapng", small), ("pcapng-to-pcap", blocks)]):
+    save("Writers", name, bytes([number]) + source)
+save("Writers", "pcapng", b"\3" + pcapng(">"))
+save("Writers", "nanoseconds", b"\1" + pcap(">", 0xA1B23C4D, frame))
 
 dynamic = gzipped(blocks * 20)
 save("Gzip", "dynamic-codes", dynamic)

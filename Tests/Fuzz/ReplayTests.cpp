@@ -5,7 +5,9 @@
 #include "Targets/Gzip.h"
 #include "Targets/HostNames.h"
 #include "Targets/Readers.h"
+#include "Targets/Stream.h"
 #include "Targets/TcpOptions.h"
+#include "Targets/Writers.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -30,7 +32,9 @@ constexpr FuzzTarget targets[] = {
     {"Pcap", fuzz::pcap},
     {"Pcapng", fuzz::pcapng},
     {"Sniffer", fuzz::sniffer},
+    {"Stream", fuzz::stream},
     {"TcpOptions", fuzz::tcpOptions},
+    {"Writers", fuzz::writers},
 };
 
 class FuzzReplay : public testing::TestWithParam<FuzzTarget> {

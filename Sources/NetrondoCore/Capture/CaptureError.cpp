@@ -20,7 +20,8 @@ std::string CaptureError::errorDescription() const
         return "Unsupported capture format. Netrondo opens PCAP, PCAPNG, gzip-compressed captures, and Sniffer Pro "
                ".cap/.caz.";
     case Kind::truncatedFrame: return "Truncated frame in capture.";
-    case Kind::system: return payload;
+    case Kind::system:
+    case Kind::other: return payload;
     }
     fatal("a capture error without a sentence", __FILE__, __LINE__);
 }

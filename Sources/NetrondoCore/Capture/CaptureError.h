@@ -15,6 +15,7 @@ struct CaptureError {
         unsupportedFormat,
         truncatedFrame,
         system, ///< the operating system refused; the payload is its own text ("No such file or directory")
+        other,  ///< the payload is the whole sentence
     };
 
     Kind kind;
@@ -26,6 +27,7 @@ struct CaptureError {
     static CaptureError unsupportedFormat() { return {Kind::unsupportedFormat, {}}; }
     static CaptureError truncatedFrame() { return {Kind::truncatedFrame, {}}; }
     static CaptureError system(int errorNumber);
+    static CaptureError saying(std::string sentence) { return {Kind::other, std::move(sentence)}; }
 
     /// The sentence for the user, without the file's name.
     std::string errorDescription() const;

@@ -59,6 +59,7 @@ CaptureResult<FileHandle> FileHandle::again() const
 
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1))
+    , longestPiece_(other.longestPiece_)
     , seekable_(other.seekable_)
     , readAhead_(other.readAhead_)
     , windowOffset_(other.windowOffset_)
@@ -104,6 +105,9 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
 {
     if (end_ - begin_ >= wanted)
         return true;
+    if (wanted > longestPiece_)
+        return std::unexpected(CaptureError::io(
+            fmt::format("a record of {} bytes cannot be one: the stream is damaged or out of step", wanted)));
     if (begin_ > 0) {
         std::memmove(window_.get(), window_.get() + begin_, end_ - begin_);
         windowOffset_ += begin_;
@@ -115,6 +119,8 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
         const auto got = ::read(descriptor_, window_.get() + end_, std::min(capacity_ - end_, readAhead_));
         if (got < 0 && errno == EINTR)
             continue;
+        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+            return false;
         if (got < 0)
             return std::unexpected(CaptureError::system(errno));
         if (got == 0)

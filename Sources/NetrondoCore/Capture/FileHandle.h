@@ -6,12 +6,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <memory>
 
 namespace netrondo {
 
 /// Owns a descriptor and a window of the file's bytes. Reading returns views into the window, good until the next call
-/// that may refill it. Movable, not copyable; a handle that was moved from can only be destroyed or assigned to.
+/// that may refill it. On a descriptor that does not block, the end of what is there for now is an end of
+/// the file; a later call goes on. Movable, not copyable; a handle that was moved from can only be destroyed or
+/// assigned to.
 class FileHandle {
 public:
     /// Opens a file for reading; "-" is standard input. A directory is an error.
@@ -29,6 +32,9 @@ public:
     CaptureResult<Bytes> read(std::size_t count);
     /// Like `read`, without moving.
     CaptureResult<Bytes> peek(std::size_t count);
+    /// From now on a piece longer than this is an error, where a stream must not wait for bytes that a damaged length
+    /// asks for.
+    void limitPieces(std::uint64_t longest) { longestPiece_ = longest; }
     /// Makes `buffered` hold at least `count` bytes and tells whether the file has that many. The window grows with
     /// what really arrives: a count the rest of a regular file cannot hold is neither allocated nor read.
     CaptureResult<bool> require(std::uint64_t count);
@@ -54,6 +60,7 @@ private:
     bool grow();
 
     int descriptor_ = -1;
+    std::uint64_t longestPiece_ = std::numeric_limits<std::uint64_t>::max();
     bool seekable_ = false;
     std::size_t readAhead_ = readAhead;
     std::uint64_t windowOffset_ = 0; ///< file offset of window_[0]

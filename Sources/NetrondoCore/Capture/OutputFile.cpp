@@ -19,11 +19,11 @@ std::unexpected<CaptureError> failure(int error)
     return std::unexpected(CaptureError::system(error));
 }
 
-/// Where the path leads, so that a link stays a link.
+/// Where the path leads, so that a link stays a link; the path itself where it leads nowhere.
 fs::path resolved(const fs::path& path)
 {
     std::error_code none;
-    const auto real = fs::is_symlink(path, none) ? fs::weakly_canonical(path, none) : path;
+    const auto real = fs::canonical(path, none);
     return none ? path : real;
 }
 

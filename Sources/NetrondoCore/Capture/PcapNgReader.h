@@ -26,6 +26,8 @@ public:
     /// A damaged block is an error again on every further call.
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
     Position position() const override { return {handle_.offset(), handle_.size()}; }
+    /// Whether what is left of the data is the beginning of a record.
+    bool isMidRecord() const { return !handle_.buffered().empty(); }
     std::int64_t nanoseconds(const CaptureFrame& frame) const override;
     std::uint64_t offsetOf(const CaptureFrame& frame) const override;
     CaptureResult<std::unique_ptr<CaptureReading>> again() const override;

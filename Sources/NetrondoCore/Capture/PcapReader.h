@@ -43,6 +43,8 @@ public:
 
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
     Position position() const override { return {handle_.offset(), handle_.size()}; }
+    /// Whether what is left of the data is the beginning of a record.
+    bool isMidRecord() const { return !handle_.buffered().empty(); }
     std::uint64_t offsetOf(const CaptureFrame& frame) const override;
     CaptureResult<std::unique_ptr<CaptureReading>> again() const override;
     CaptureResult<void> moveTo(std::uint64_t offset) override;
