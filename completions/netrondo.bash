@@ -2,10 +2,10 @@
 _netrondo() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local subcommand='' word options
-    local subcommands='analyze frames classify circle decode follow convert filter'
+    local subcommands='analyze frames classify circle decode follow convert interfaces capture receive filter'
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | circle | decode | follow | convert | filter)
+            analyze | frames | classify | circle | decode | follow | convert | interfaces | capture | receive | filter)
                 subcommand=$word
                 break
                 ;;
@@ -18,6 +18,10 @@ _netrondo() {
         --view) mapfile -t COMPREPLY < <(compgen -W 'hosts byProtocol' -- "$current") && return ;;
         --color) mapfile -t COMPREPLY < <(compgen -W 'protocol quality' -- "$current") && return ;;
         --theme) mapfile -t COMPREPLY < <(compgen -W 'light dark' -- "$current") && return ;;
+        -i | --interface)
+            mapfile -t COMPREPLY < <(compgen -W "$(printf '%s ' any /sys/class/net/* | sed 's,/sys/class/net/,,g')" -- "$current") && return
+            ;;
+        -f | --capture-filter | --ring | --duration | --snaplen) return ;;
         --size | --inset | --from | --count | --interval | --pulls | --limit | --filter) return ;;
         filter) mapfile -t COMPREPLY < <(compgen -W 'check tree complete fields' -- "$current") && return ;;
     esac
@@ -34,6 +38,11 @@ _netrondo() {
         decode) options+=' --filter --from --count --json' ;;
         follow) options+=' --mode --strictness --json --interval --pulls' ;;
         convert) options+=' --filter' ;;
+        interfaces) options+=' --json' ;;
+        capture)
+            options+=' --interface --capture-filter --write --ring --duration --count --snaplen --no-promiscuous'
+            ;;
+        receive) options+=' --write --reconnect' ;;
         filter) options+=' --limit' ;;
     esac
     if [[ $current == -* ]]; then

@@ -1,5 +1,5 @@
 # fish completion for netrondo
-set -l subcommands analyze frames classify circle decode follow convert filter
+set -l subcommands analyze frames classify circle decode follow convert interfaces capture receive filter
 
 complete -c netrondo -s h -l help -d 'Show help'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -l version -d 'Show the version'
@@ -10,18 +10,21 @@ complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a circle
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a decode -d 'The packet list'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a follow -d 'A pcap file that is still being written'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a convert -d 'Copy the frames into a pcap or pcapng file'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a interfaces -d 'What can be captured on'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a capture -d 'Live capture'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a receive -d 'A capture that another program sends over TCP'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a filter -d 'Check, show and complete display filters'
 
 complete -c netrondo -n '__fish_seen_subcommand_from analyze classify circle follow' -l mode -x -a 'l3IP l2MAC' -d 'What a host is'
 complete -c netrondo -n '__fish_seen_subcommand_from analyze circle follow' -l strictness -x -a 'lenient balanced strict' -d 'Where the grades begin'
-complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode follow' -l json -d 'Machine-readable output'
+complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode follow interfaces' -l json -d 'Machine-readable output'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l interval -x -d 'Seconds between two pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l pulls -x -d 'How many pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from filter; and not __fish_seen_subcommand_from check tree complete fields' -x -a 'check tree complete fields'
 complete -c netrondo -n '__fish_seen_subcommand_from filter; and __fish_seen_subcommand_from complete' -l limit -x -d 'At most so many names'
 complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode convert' -l filter -x -d 'Only the frames that this display filter selects'
 complete -c netrondo -n '__fish_seen_subcommand_from decode' -l from -x -d 'The first frame to show'
-complete -c netrondo -n '__fish_seen_subcommand_from decode' -l count -x -d 'How many frames to show'
+complete -c netrondo -n '__fish_seen_subcommand_from decode capture' -l count -x -d 'How many frames'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l svg -r -d 'Write the picture as SVG'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l png -r -d 'Write the picture as PNG'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l pdf -r -d 'Write the picture as PDF'
@@ -35,3 +38,11 @@ complete -c netrondo -n '__fish_seen_subcommand_from circle' -l optimize -d 'Tid
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l view -x -a 'hosts byProtocol' -d 'What is drawn'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l color -x -a 'protocol quality' -d 'What colours say'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l theme -x -a 'light dark' -d 'The ground'
+complete -c netrondo -n '__fish_seen_subcommand_from capture receive' -s w -l write -r -d 'The file to write'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -s i -l interface -x -a 'any (__fish_print_interfaces)' -d 'The interface'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -s f -l capture-filter -x -d 'Only these frames, in libpcap’s language'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -l ring -x -d 'SIZE,COUNT: files of a size, the last few kept'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -l duration -x -d 'Seconds after which it ends'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -l snaplen -x -d 'Bytes kept of a frame'
+complete -c netrondo -n '__fish_seen_subcommand_from capture' -l no-promiscuous -d 'Only what is meant for this machine'
+complete -c netrondo -n '__fish_seen_subcommand_from receive' -l reconnect -d 'Connects again'

@@ -1,19 +1,13 @@
 // `netrondo follow`: a pcap file that another process is still writing, analysed again at every pull.
 #include "Base/Json.h"
 #include "Capture/Drivers/GrowingPcapAnalyzer.h"
+#include "LiveLines.h"
 #include "Options.h"
 #include "Outcome.h"
-#include "Ranking.h"
 #include "Subcommands.h"
-#include "Summary.h"
-#include "Terminal.h"
-#include "TextWidth.h"
-#include "Units.h"
 
 #include <chrono>
-#include <fmt/format.h>
 #include <memory>
-#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -27,51 +21,6 @@ struct Settings {
     bool json = false;
     double interval = 1;
     std::uint64_t pulls = 0; ///< 0 is without end
-};
-
-/// One line per pull: how much has come, in all and since the pull before, and who is busiest.
-class LiveLines {
-public:
-    LiveLines(TextOutput& out, QualityStrictness strictness)
-        : page_(out, screenWidth(STDOUT_FILENO), wantsColour(STDOUT_FILENO)), thresholds_(thresholds(strictness))
-    { }
-
-    void print(const AnalysisResult& result)
-    {
-        auto conversations = talks(result.pairs);
-        const auto line = fmt::format("{:>9} {:<8}{:>9} {:<9}{:>5} conv.", grouped(result.totalPackets),
-                                      "+" + grouped(result.totalPackets - packets_), bytes(result.totalBytes),
-                                      "+" + bytes(result.totalBytes - bytes_), grouped(conversations.size()));
-        packets_ = result.totalPackets;
-        bytes_ = result.totalBytes;
-        page_.put(line);
-        if (!conversations.empty()) {
-            busiestFirst(conversations, 1);
-            printBusiest(result.pairs[conversations.front().pair],
-                         page_.width() - std::min(page_.width(), textWidth(line) + 2));
-        }
-        page_.endLine();
-    }
-
-private:
-    void printBusiest(const CommPair& pair, std::size_t room)
-    {
-        auto text = fmt::format("{} ↔ {} {}", hostText(pair.srcAddr, pair.resolvedSrc),
-                                hostText(pair.dstAddr, pair.resolvedDst), protocolText(pair));
-        const auto score = pair.tcpQuality ? pair.tcpQuality->score() : std::nullopt;
-        const auto grade = gradeOf(score, thresholds_);
-        const auto verdict = score && grade != SessionQualityGrade::excellent
-            ? fmt::format(" {} {}", displayName(grade), *score)
-            : std::string();
-        page_.pad(2);
-        page_.put(fitted(text, room - std::min(room, textWidth(verdict))));
-        page_.put(verdict, tone(grade));
-    }
-
-    Page page_;
-    QualityGradeThresholds thresholds_;
-    std::uint64_t packets_ = 0;
-    std::uint64_t bytes_ = 0;
 };
 
 int follow(const Settings& settings)
