@@ -46,14 +46,6 @@ public:
     /// Brings closer what `isNumberOf` compares; not for IPv4.
     void prefetch(std::uint32_t number) const { netrondo::prefetch(&addresses_[number]); }
 
-    /// A copy that reads as this one does, but takes no new addresses.
-    AddressBook snapshot() const
-    {
-        AddressBook copy;
-        copy.addresses_ = addresses_;
-        return copy;
-    }
-
 private:
     static bool isItsOwnNumber(Address::Kind kind) { return kind == Address::Kind::ipv4; }
 

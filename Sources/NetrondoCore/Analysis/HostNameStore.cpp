@@ -5,16 +5,13 @@
 #include "Analysis/Names/DnsAnswers.h"
 #include "Analysis/Names/DomainName.h"
 #include "Analysis/Names/NetBiosNames.h"
+#include "Base/Prefetch.h"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
-#include <utility>
+#include <algorithm>
+#include <cstring>
 
 namespace netrondo {
 namespace {
-
-constexpr std::size_t latestSlots = 64 * 1024;
 
 bool isSingleHost(const Address& address)
 {
@@ -62,24 +59,87 @@ void HostNameStore::harvest(const FrameFacts& facts)
 
 void HostNameStore::learn(const Address& address, std::string_view name)
 {
-    if (latest_.empty())
-        latest_.resize(latestSlots);
-    const auto slot = hashOf(address);
-    const auto said = XXH3_64bits_withSeed(name.data(), name.size(), slot);
-    if (std::exchange(latest_[slot % latestSlots], said) == said)
-        return;
     if (!isSingleHost(address) || !names::isAcceptable(name))
         return;
-    if (const auto known = names_.find(address); known != names_.end())
-        known->second.assign(name);
-    else if (names_.size() < maxNames)
-        names_.emplace(address, name);
+    const auto hash = hashOf(address);
+    if (hosts_.size() + tidingCount_ >= maxNames) [[unlikely]] {
+        fileTidings();
+        if (hosts_.size() == maxNames && find(address, hash) == SlotIndex::none)
+            return;
+    }
+    if (tidingCount_ == mostTidings)
+        fileTidings();
+    index_.prefetch(hash);
+    auto& tiding = tidings_[tidingCount_++];
+    tiding.address = address;
+    tiding.hash = hash;
+    tiding.length = static_cast<std::uint8_t>(name.size());
+    std::memcpy(tiding.text.data(), name.data(), name.size());
+}
+
+void HostNameStore::fileTidings()
+{
+    for (const auto& tiding : tidings()) {
+        if (const auto guess = index_.guess(tiding.hash); guess != SlotIndex::none)
+            prefetch(&hosts_[guess]);
+    }
+    for (const auto& tiding : tidings())
+        file(tiding);
+    tidingCount_ = 0;
+}
+
+void HostNameStore::file(const Tiding& tiding)
+{
+    auto number = find(tiding.address, tiding.hash);
+    if (number == SlotIndex::none) {
+        number = hosts_.append();
+        hosts_[number].address = tiding.address;
+        index_.insert(tiding.hash, number);
+    }
+    auto& host = hosts_[number];
+    host.length = tiding.length;
+    if (tiding.length <= host.text.size()) {
+        std::memcpy(host.text.data(), tiding.text.data(), tiding.length);
+    } else if (host.longName > 0) {
+        longNames_[host.longName - 1] = tiding.name();
+    } else {
+        longNames_.emplace_back(tiding.name());
+        host.longName = static_cast<std::uint32_t>(longNames_.size());
+    }
+}
+
+std::uint32_t HostNameStore::find(const Address& address, std::uint64_t hash) const
+{
+    return index_.find(hash, [&](std::uint32_t number) { return hosts_[number].address == address; });
+}
+
+std::string_view HostNameStore::nameOf(const Host& host) const
+{
+    if (host.length <= host.text.size())
+        return {host.text.data(), host.length};
+    return longNames_[host.longName - 1];
 }
 
 std::string_view HostNameStore::name(const Address& address) const
 {
-    const auto known = names_.find(address);
-    return known == names_.end() ? std::string_view{} : std::string_view(known->second);
+    const auto newest = std::find_if(tidings().rbegin(), tidings().rend(),
+                                     [&](const Tiding& tiding) { return tiding.address == address; });
+    if (newest != tidings().rend())
+        return newest->name();
+    const auto number = find(address, hashOf(address));
+    return number == SlotIndex::none ? std::string_view{} : nameOf(hosts_[number]);
+}
+
+std::size_t HostNameStore::size() const
+{
+    std::size_t count = hosts_.size();
+    for (std::size_t i = 0; i < tidingCount_; ++i) {
+        const auto& tiding = tidings_[i];
+        const auto isSame = [&](const Tiding& earlier) { return earlier.address == tiding.address; };
+        if (find(tiding.address, tiding.hash) == SlotIndex::none && std::ranges::none_of(tidings().first(i), isSame))
+            ++count;
+    }
+    return count;
 }
 
 } // namespace netrondo

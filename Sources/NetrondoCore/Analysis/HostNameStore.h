@@ -2,9 +2,13 @@
 #pragma once
 
 #include "Base/Address.h"
+#include "Base/PagedVector.h"
+#include "Base/SlotIndex.h"
 #include "Dissection/Classify/FrameFacts.h"
 
-#include <boost/unordered/unordered_flat_map.hpp>
+#include <array>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,8 +21,8 @@ namespace netrondo {
 class HostNameStore {
 public:
     /// A flood of made-up answers fills no more than this; then only the names of known addresses still change. That
-    /// is more hosts than a view can tell apart, and 150 MB if every name has the greatest length.
-    static constexpr std::size_t maxNames = 512 * 1024;
+    /// is more hosts than a view can tell apart, and 190 MB if every name has the greatest length.
+    static constexpr std::uint32_t maxNames = 512 * 1024;
 
     /// True when a frame with these ports could carry names: the cheap test that the analysis makes for every frame.
     /// Whoever tells names speaks from the service's own port: a server, a multicast responder, a DHCP client.
@@ -39,13 +43,42 @@ public:
     /// The name of an address (IP, or a MAC address that DHCP has named), empty when there is none. The view is good
     /// until the next `harvest` or `learn`.
     std::string_view name(const Address& address) const;
-    std::size_t size() const { return names_.size(); }
+    std::size_t size() const;
 
 private:
-    boost::unordered_flat_map<Address, std::string, AddressHash> names_;
-    /// What was said last of the addresses that fall on a slot, as a hash: servers say the same again and again, and
-    /// the tables of names are far larger than the cache.
-    std::vector<std::uint64_t> latest_;
+    /// A known host, in one cache line. Few names are longer than fits there; those lie in `longNames_`.
+    struct Host {
+        static constexpr std::size_t shortest = 35;
+        Address address;
+        std::uint32_t longName = 0; ///< which one, when `length` does not fit
+        std::uint8_t length = 0;
+        std::array<char, shortest> text;
+    };
+    static_assert(sizeof(Host) == 64);
+
+    /// Something learnt that is yet to be filed. The tables of names are far larger than the cache and servers tell
+    /// much, so some of it is collected first: then the rows it belongs to come from memory at the same time.
+    struct Tiding {
+        Address address;
+        std::uint64_t hash = 0;
+        std::uint8_t length = 0;
+        std::array<char, 253> text;
+
+        std::string_view name() const { return {text.data(), length}; }
+    };
+    static constexpr std::size_t mostTidings = 16;
+
+    std::span<const Tiding> tidings() const { return std::span(tidings_).first(tidingCount_); }
+    std::uint32_t find(const Address& address, std::uint64_t hash) const;
+    void fileTidings();
+    void file(const Tiding& tiding);
+    std::string_view nameOf(const Host& host) const;
+
+    PagedVector<Host> hosts_;
+    SlotIndex index_; ///< of `hosts_`, by address
+    std::vector<std::string> longNames_;
+    std::array<Tiding, mostTidings> tidings_;
+    std::size_t tidingCount_ = 0;
 };
 
 } // namespace netrondo

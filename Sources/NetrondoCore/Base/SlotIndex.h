@@ -4,6 +4,7 @@
 #include "Base/LargeBlock.h"
 #include "Base/Prefetch.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -14,6 +15,16 @@ namespace netrondo {
 class SlotIndex {
 public:
     static constexpr std::uint32_t none = ~0u;
+
+    SlotIndex() = default;
+    SlotIndex(SlotIndex&&) = default;
+    SlotIndex& operator=(SlotIndex&&) = default;
+    SlotIndex(const SlotIndex& other)
+        : slots_(makeLargeBlock<Slot>(other.mask_ + 1)), mask_(other.mask_), count_(other.count_)
+    {
+        std::copy_n(other.slots_.get(), mask_ + 1, slots_.get());
+    }
+    SlotIndex& operator=(const SlotIndex& other) { return *this = SlotIndex(other); }
 
     void prefetch(std::uint64_t hash) const { netrondo::prefetch(&slots_[home(hash)]); }
 

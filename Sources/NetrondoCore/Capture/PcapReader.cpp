@@ -2,6 +2,8 @@
 // later call finds it again when the file has grown.
 #include "Capture/PcapReader.h"
 
+#include "Base/Prefetch.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -20,6 +22,7 @@ constexpr Magic magics[] = {
 };
 
 constexpr std::size_t recordHeaderSize = 16;
+constexpr std::size_t readAhead = 1024; // the next record is found by the length of this one: memory cannot guess it
 } // namespace
 
 bool PcapReader::isMagic(std::uint32_t value)
@@ -73,6 +76,7 @@ std::size_t PcapReader::takeBuffered(std::span<CaptureFrame> frames)
     std::size_t count = 0;
     while (count < frames.size() && window.size() - at >= recordHeaderSize) {
         const auto* record = window.data() + at;
+        prefetch(record + readAhead);
         const auto included = load::u32(record + 8, swap);
         if (window.size() - at - recordHeaderSize < included)
             break;

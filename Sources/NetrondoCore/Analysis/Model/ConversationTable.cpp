@@ -4,6 +4,7 @@
 #include "Base/Prefetch.h"
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -101,7 +102,7 @@ void assign(std::string& text, const Address& address)
 ConversationTable ConversationTable::snapshot() const
 {
     ConversationTable copy;
-    copy.addresses = addresses.snapshot();
+    copy.addresses = addresses;
     copy.conversations = conversations;
     copy.sessions = sessions;
     copy.details = details;

@@ -133,7 +133,7 @@ void DomainName::spoil()
 
 bool DomainName::isSameAs(const DomainName& other) const
 {
-    return !empty() && equalIgnoringCase(text(), other.text());
+    return !empty() && (text() == other.text() || equalIgnoringCase(text(), other.text()));
 }
 
 void DomainName::toLowerCase()
@@ -147,15 +147,20 @@ bool isAcceptable(std::string_view name)
     if (name.size() > 253)
         return false;
     std::size_t label = 0;
-    while (!name.empty()) {
-        const auto character = utf8At(name);
-        if (!character.valid || isDangerous(character.value))
-            return false;
-        name.remove_prefix(character.length);
-        const bool ends = character.value == '.';
+    for (std::size_t at = 0; at < name.size();) {
+        const auto byte = static_cast<std::uint8_t>(name[at]);
+        std::size_t length = 1;
+        if (byte < 0x20 || byte >= 0x7f) { // other than most of all names
+            const auto character = utf8At(name.substr(at));
+            if (!character.valid || isDangerous(character.value))
+                return false;
+            length = character.length;
+        }
+        at += length;
+        const bool ends = byte == '.';
         if (ends && label == 0)
             return false;
-        label = ends ? 0 : label + character.length;
+        label = ends ? 0 : label + length;
         if (label > 63)
             return false;
     }

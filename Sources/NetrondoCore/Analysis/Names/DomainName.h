@@ -4,6 +4,7 @@
 #include "Base/Address.h"
 #include "Base/Bytes.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <string_view>
@@ -14,6 +15,16 @@ namespace netrondo::names {
 /// not lead backwards, or a label holds a dot of its own.
 class DomainName {
 public:
+    DomainName() = default;
+    DomainName(const DomainName& other) { *this = other; }
+    DomainName& operator=(const DomainName& other)
+    {
+        length_ = other.length_;
+        spoilt_ = other.spoilt_;
+        std::copy_n(other.characters_.begin(), length_, characters_.begin());
+        return *this;
+    }
+
     /// Reads the name at `offset` and moves behind it. False when the message ends first or a label is of no known
     /// kind: then nothing behind it can be found either.
     bool read(Bytes message, std::size_t& offset);
@@ -29,7 +40,7 @@ private:
     void spoil();
 
     static constexpr std::size_t longest = 253; // 255 octets on the wire: RFC 1035, section 2.3.4
-    std::array<char, longest> characters_{};
+    std::array<char, longest> characters_;      ///< the first `length_` of them; the rest is never looked at
     std::size_t length_ = 0;
     bool spoilt_ = false;
 };

@@ -206,12 +206,13 @@ void readIp(const FrameOutline& outline, Bytes data, FrameFacts& facts)
 {
     const auto* header = data.data() + outline.networkOffset;
     const bool isIpv6 = outline.network == Network::ipv6;
-    if (isIpv6) {
-        facts.sourceIp = Address::ipv6(header + 8);
-        facts.destinationIp = Address::ipv6(header + 24);
-    } else {
-        facts.sourceIp = Address::ipv4(header + 12);
-        facts.destinationIp = Address::ipv4(header + 16);
+    const auto source = isIpv6 ? Address::ipv6(header + 8) : Address::ipv4(header + 12);
+    const auto destination = isIpv6 ? Address::ipv6(header + 24) : Address::ipv4(header + 16);
+    facts.source = source;
+    facts.sourceIp = source;
+    facts.destination = destination;
+    facts.destinationIp = destination;
+    if (!isIpv6) {
         facts.identification = load::be16(header + 4);
         facts.has |= FrameFacts::ipv4Id;
     }
@@ -258,20 +259,9 @@ std::uint64_t fnv1a64(Bytes data)
     return hash;
 }
 
-std::optional<std::size_t> tcpPayloadOffset(std::size_t transport, Bytes data)
-{
-    if (data.size() < transport + 13)
-        return {};
-    const auto headerLength = std::max<std::size_t>((data[transport + 12] >> 2) & 0x3c, 20);
-    const auto offset = transport + headerLength;
-    if (offset >= data.size())
-        return {};
-    return offset;
-}
-
 bool classify(const CaptureFrame& frame, AnalysisMode mode, FrameFacts& facts)
 {
-    facts = {};
+    facts.clear();
     facts.byteCount = frame.originalLength;
     const auto data = frame.data;
     const auto outline = outlineOf(frame);
@@ -289,8 +279,6 @@ bool classify(const CaptureFrame& frame, AnalysisMode mode, FrameFacts& facts)
     case Network::ipv4:
     case Network::ipv6:
         readIp(outline, data, facts);
-        facts.source = facts.sourceIp;
-        facts.destination = facts.destinationIp;
         hasHosts = true;
         break;
     case Network::arp: hasHosts = readArp(network, facts); break;

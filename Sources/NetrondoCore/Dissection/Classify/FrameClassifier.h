@@ -5,6 +5,7 @@
 #include "Dissection/Classify/AnalysisMode.h"
 #include "Dissection/Classify/FrameFacts.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -25,6 +26,15 @@ std::uint64_t fnv1a64(Bytes data);
 
 /// Where a TCP payload starts, given where the TCP header does: nothing when the header's 13th byte is not captured or
 /// no byte follows the header. A header that claims less than 20 bytes is taken as 20 long.
-std::optional<std::size_t> tcpPayloadOffset(std::size_t transport, Bytes data);
+inline std::optional<std::size_t> tcpPayloadOffset(std::size_t transport, Bytes data)
+{
+    if (data.size() < transport + 13)
+        return {};
+    const auto headerLength = std::max<std::size_t>((data[transport + 12] >> 2) & 0x3c, 20);
+    const auto offset = transport + headerLength;
+    if (offset >= data.size())
+        return {};
+    return offset;
+}
 
 } // namespace netrondo

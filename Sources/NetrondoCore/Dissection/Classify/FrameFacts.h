@@ -42,6 +42,27 @@ struct FrameFacts {
     Bytes tcpOptions; ///< the header's options area, for SYN segments with a header of more than 20 bytes; else empty
     Bytes payload;    ///< of TCP and UDP: ends where the IP length says, never past the captured bytes
 
+    /// As made anew. Member by member: g++ fills so large a record with an instruction that takes longer to start than
+    /// this takes, and copies what it has just written in pieces that the processor cannot forward.
+    void clear()
+    {
+        source = {};
+        destination = {};
+        sourceIp = {};
+        destinationIp = {};
+        sourceMac = {};
+        destinationMac = {};
+        has = 0;
+        isTcp = isUdp = isMacPair = false;
+        category = ProtocolCategory::unknown;
+        name = ProtocolName::other;
+        flags = 0;
+        window = identification = sourcePort = destinationPort = 0;
+        seq = ack = byteCount = 0;
+        tcpOptions = {};
+        payload = {};
+    }
+
     bool hasAll(std::uint8_t fields) const { return (has & fields) == fields; }
 };
 
