@@ -18,7 +18,7 @@ std::vector<Talk> talks(const PairList& pairs)
         auto& place = placeOf[pair.conversation];
         if (place == Talk::none) {
             place = static_cast<std::uint32_t>(found.size());
-            found.push_back({0, 0, i, Talk::none, false});
+            found.push_back({.pair = i, .isTcpSound = pair.isTcpSound});
         } else {
             found[place].reverse = i;
         }

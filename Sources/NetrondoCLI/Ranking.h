@@ -16,6 +16,7 @@ struct Talk {
     std::uint32_t pair = none;    ///< index of a directed pair of the result
     std::uint32_t reverse = none; ///< index of the other one, where there is one
     bool hasTcp = false;
+    bool isTcpSound = false; ///< see `PairList::Summary`
 };
 
 /// A host and all it sent and received.

@@ -210,6 +210,11 @@ void printSessions(Page& page, const AnalysisResult& result, const std::vector<T
     for (std::uint32_t i = 0; i < talks.size(); ++i) {
         if (!talks[i].hasTcp)
             continue;
+        if (talks[i].isTcpSound) {
+            ++all;
+            ++tally[static_cast<std::size_t>(gradeOf(TCPSessionQuality::highestScore, thresholds))];
+            continue;
+        }
         const auto quality = result.pairs.tcpQuality(talks[i].pair);
         const auto score = quality ? quality->score() : std::nullopt;
         if (!score)

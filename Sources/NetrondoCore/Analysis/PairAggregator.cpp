@@ -72,6 +72,14 @@ Session::Kind kindOf(const FrameFacts& facts)
     return facts.hasAll(FrameFacts::wholeTcpHeader) && facts.sourceIp && facts.destinationIp ? tcp : cutTcp;
 }
 
+/// The addresses of source and destination on the other layer than the hosts'.
+std::array<Address, 2> othersOf(const FrameFacts& facts)
+{
+    if (facts.source.kind == Address::Kind::mac)
+        return {facts.sourceIp, facts.destinationIp};
+    return {facts.sourceMac, facts.destinationMac};
+}
+
 /// Frames whose endpoints count in this mode.
 bool counts(const FrameFacts& facts, AnalysisMode mode)
 {
@@ -184,8 +192,12 @@ void PairAggregator::State::approachDetails(const Pending& frame) const
         return;
     if (frame.isHandshake())
         table.tracker.prefetchHandshake(table.details[frame.number]);
-    if (table.sessions[frame.number].flows[frame.sender].frames == 0)
+    if (table.sessions[frame.number].flows[frame.sender].frames == 0) {
         prefetch(&table.conversations[table.details[frame.number].conversation]);
+        const auto others = othersOf(frame.facts);
+        table.addresses.prefetchNumberOf(others[0]);
+        table.addresses.prefetchNumberOf(others[1]);
+    }
 }
 
 void PairAggregator::State::settle(Pending& frame)
@@ -254,12 +266,10 @@ void PairAggregator::State::startPair(const Pending& frame, double time)
     if (row.hasPair[frame.sender])
         return;
     row.hasPair[frame.sender] = true;
-    const bool isMacHost = facts.source.kind == Address::Kind::mac;
-    const Address others[] = {isMacHost ? facts.sourceIp : facts.sourceMac,
-                              isMacHost ? facts.destinationIp : facts.destinationMac};
+    const auto others = othersOf(facts);
     auto& origin = row.origins[frame.sender];
     origin.firstSeen = time;
-    for (const int end : {0, 1}) {
+    for (const auto end : {0u, 1u}) {
         row.otherKinds[frame.sender][end] = others[end].kind;
         if (others[end])
             origin.others[end] = table.addresses.numberOf(others[end]);

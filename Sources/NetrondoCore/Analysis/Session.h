@@ -19,10 +19,10 @@ struct FlowState {
         exists = 1, ///< to the TCP tracker: a segment was sent, or acknowledged by the other side
         nextseqKnown = 2,
         lastackKnown = 4,
-        synTimeKnown = 8,
-        rttKnown = 16,
-        windowSampled = 32,
-        carriedPayload = 64
+        windowSampled = 8,
+        carriedPayload = 16,
+        cameBeyondSyn = 32, ///< a segment without SYN was sent
+        isSpoilt = 64,      ///< it has a `TcpTrouble` or had a slow handshake
     };
     Counter64 frames;
     Counter64 bytes;

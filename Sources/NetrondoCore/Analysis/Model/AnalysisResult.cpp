@@ -29,10 +29,13 @@ std::optional<TCPSessionQuality> PairList::tcpQuality(std::size_t index) const
 
 PairList::Summary PairList::summary(std::size_t index) const
 {
+    constexpr std::size_t lookAhead = 8; // pairs in order of their keys lie anywhere in memory
+    if (index + lookAhead < order_.size())
+        table_->prefetchPair(order_[index + lookAhead]);
     const auto number = order_[index];
     const auto& totals = table_->pair(number);
     return {table_->source(number), table_->destination(number), totals.packets, totals.bytes, number / 2,
-            totals.hasTcp};
+            totals.hasTcp,          table_->isSound(number)};
 }
 
 std::vector<CommPair> PairList::all() const

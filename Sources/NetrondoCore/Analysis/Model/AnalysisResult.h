@@ -31,7 +31,7 @@ public:
     /// The pair's `tcpQuality`, without the rest of the record.
     std::optional<TCPSessionQuality> tcpQuality(std::size_t index) const;
 
-    /// What ranking and totalling need, without text.
+    /// What ranking and totalling need, without text. Made to be asked of one pair after the other.
     struct Summary {
         Address source;
         Address destination;
@@ -39,6 +39,9 @@ public:
         std::uint64_t byteCount = 0;
         std::uint32_t conversation = 0; ///< the same for both directions
         bool hasTcp = false;
+        /// Nothing at all is wrong with the TCP of either direction, and its score is the highest. False tells nothing:
+        /// `tcpQuality` does.
+        bool isTcpSound = false;
     };
     Summary summary(std::size_t index) const;
 

@@ -159,6 +159,8 @@ PairTotals ConversationTable::total(std::uint32_t pairNumber) const
         sum.bytes += flow.bytes;
         sum.hasTcp |= isTcp(session);
         sum.hasUdp |= isUdp(session);
+        sum.tcpCameBeyondSyn |= flow.knows(FlowState::cameBeyondSyn);
+        sum.tcpIsSpoilt |= flow.knows(FlowState::isSpoilt);
         const auto frame = flow.newestFrame();
         const auto [name, category] = nameOf(session, side);
         const auto ranksBefore = [&](bool isFirst, int rank, int rankSoFar, std::uint64_t frameSoFar) {

@@ -18,10 +18,16 @@ struct Record {
     Bytes data;
 
     /// Reads the record at `offset` and moves behind it; false when it is not all there.
-    bool read(Bytes message, std::size_t& offset)
+    /// `asked` is the name of the first question, which nearly every server spells by pointing to it.
+    bool read(Bytes message, std::size_t& offset, const DomainName& asked)
     {
-        if (!owner.read(message, offset))
+        constexpr std::uint16_t pointerToFirstQuestion = 0xc000 | 12;
+        if (!asked.empty() && message.size() - offset >= 2 && load::be16(&message[offset]) == pointerToFirstQuestion) {
+            owner = asked;
+            offset += 2;
+        } else if (!owner.read(message, offset)) {
             return false;
+        }
         Cursor cursor(message.subspan(offset));
         type = cursor.u16();
         recordClass = cursor.u16();
@@ -52,7 +58,7 @@ public:
             return;
         const unsigned count = kind_ == DnsKind::multicast ? answers + authorities + additional : answers;
         Record record;
-        for (unsigned i = 0; i < count && record.read(message_, offset_); ++i)
+        for (unsigned i = 0; i < count && record.read(message_, offset_, asked_); ++i)
             if (isCurrent(record))
                 learn(record);
     }
@@ -106,11 +112,13 @@ private:
 
     // Resolvers scramble the case of what they ask, to make answers harder to forge, and the answers repeat it; nobody
     // wants to read that. The case of other names is their owners' choice.
-    void learnAsked(const Address& address, DomainName name)
+    void learnAsked(const Address& address, const DomainName& name)
     {
-        if (kind_ == DnsKind::unicast)
-            name.toLowerCase();
-        store_.learn(address, name.text());
+        if (kind_ != DnsKind::unicast)
+            return store_.learn(address, name.text());
+        auto lowered = name;
+        lowered.toLowerCase();
+        store_.learn(address, lowered.text());
     }
 
     Bytes message_;

@@ -64,6 +64,7 @@ void TCPQualityTracker::start(const Step& step, int side)
 
 TcpTrouble& TCPQualityTracker::trouble(const Step& step)
 {
+    step.flow.known |= FlowState::isSpoilt;
     return numbered(troubles_, step.details.trouble[step.sender]);
 }
 
@@ -235,13 +236,11 @@ TcpOffer TCPQualityTracker::offer(const TCPOptions& options)
 void TCPQualityTracker::shakeHands(const Step& step)
 {
     const auto& segment = step.segment;
-    auto& flow = step.flow;
     auto& side = handshakeOf(step).sides[step.sender];
     const auto time = captureTime(segment);
     const bool hasOptions = segment.options && !segment.options->empty();
     if (!(segment.flags & tcpFlag::ack)) {
         side.synTime = time;
-        flow.known |= FlowState::synTimeKnown;
         if (hasOptions)
             side.clientOffer = offer(*segment.options);
         return;
@@ -249,14 +248,15 @@ void TCPQualityTracker::shakeHands(const Step& step)
     if (hasOptions)
         side.serverOffer = offer(*segment.options);
     const auto synTime = handshakeOf(step).sides[1 - step.sender].synTime;
-    if (!step.reverse.knows(FlowState::synTimeKnown) || synTime > time)
+    if (synTime < 0 || synTime > time)
         return;
     const auto sample = (time - synTime) * 1000;
     if (sample <= 0 || sample >= 60'000) // a minute on: not an answer to that SYN any more
         return;
-    if (!flow.knows(FlowState::rttKnown) || sample < side.rttMs)
+    if (side.rttMs == 0 || sample < side.rttMs)
         side.rttMs = sample;
-    flow.known |= FlowState::rttKnown;
+    if (sample > TCPSessionQuality::promptHandshakeMs)
+        step.flow.known |= FlowState::isSpoilt;
 }
 
 void TCPQualityTracker::observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment)
@@ -303,6 +303,8 @@ void TCPQualityTracker::observe(Session& session, SessionDetails& details, int s
     }
     if (isSyn)
         shakeHands(step);
+    else
+        flow.known |= FlowState::cameBeyondSyn;
 }
 
 TCPQualityTracker TCPQualityTracker::snapshot() const
@@ -348,7 +350,7 @@ TCPSessionQuality TCPQualityTracker::quality(const Session& session, const Sessi
     record.windowMax = flow.windowMax;
     record.windowLast = flow.windowLast;
     record.hasWindowSample = flow.knows(FlowState::windowSampled);
-    if (flow.knows(FlowState::rttKnown))
+    if (handshake.rttMs > 0)
         record.rttMsEstimate = handshake.rttMs;
 
     const auto fold = [&](const TcpOffer& offered, auto& mss, auto& scale, bool& sack, bool& timestamps, auto& extra) {

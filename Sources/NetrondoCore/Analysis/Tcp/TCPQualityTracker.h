@@ -49,8 +49,8 @@ struct TcpHandshake {
         Counter32 withoutAck; ///< segments whose ACK flag is not set; all others have it
         TcpOffer clientOffer; ///< of the last SYN sent on this flow
         TcpOffer serverOffer; ///< of the last SYN+ACK sent on this flow
-        double synTime = 0;   ///< seconds, of the last SYN without ACK
-        double rttMs = 0;     ///< smallest handshake round trip, milliseconds
+        double synTime = -1;  ///< seconds, of the last SYN without ACK; negative for none
+        double rttMs = 0;     ///< smallest handshake round trip, milliseconds; 0 for none
     };
     Side sides[2];
 };
