@@ -18,14 +18,13 @@ std::vector<Talk> talks(const PairList& pairs)
         auto& place = placeOf[pair.conversation];
         if (place == Talk::none) {
             place = static_cast<std::uint32_t>(found.size());
-            found.push_back({.pair = i, .isTcpSound = pair.isTcpSound});
+            found.push_back({.pair = i, .tcpScore = pair.tcpScore, .hasTcpComplaints = pair.hasTcpComplaints});
         } else {
             found[place].reverse = i;
         }
         auto& talk = found[place];
         talk.bytes += pair.byteCount;
         talk.packets += pair.packetCount;
-        talk.hasTcp |= pair.hasTcp;
     }
     return found;
 }

@@ -13,10 +13,10 @@ struct Talk {
     static constexpr std::uint32_t none = UINT32_MAX;
     std::uint64_t bytes = 0;
     std::uint64_t packets = 0;
-    std::uint32_t pair = none;    ///< index of a directed pair of the result
-    std::uint32_t reverse = none; ///< index of the other one, where there is one
-    bool hasTcp = false;
-    bool isTcpSound = false; ///< see `PairList::Summary`
+    std::uint32_t pair = none;     ///< index of a directed pair of the result
+    std::uint32_t reverse = none;  ///< index of the other one, where there is one
+    std::optional<int> tcpScore;   ///< of all its TCP
+    bool hasTcpComplaints = false; ///< likewise
 };
 
 /// A host and all it sent and received.

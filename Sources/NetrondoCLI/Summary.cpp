@@ -208,20 +208,12 @@ void printSessions(Page& page, const AnalysisResult& result, const std::vector<T
     std::vector<Session> troubled;
     std::size_t all = 0;
     for (std::uint32_t i = 0; i < talks.size(); ++i) {
-        if (!talks[i].hasTcp)
-            continue;
-        if (talks[i].isTcpSound) {
-            ++all;
-            ++tally[static_cast<std::size_t>(gradeOf(TCPSessionQuality::highestScore, thresholds))];
-            continue;
-        }
-        const auto quality = result.pairs.tcpQuality(talks[i].pair);
-        const auto score = quality ? quality->score() : std::nullopt;
+        const auto score = talks[i].tcpScore;
         if (!score)
             continue;
         ++all;
         ++tally[static_cast<std::size_t>(gradeOf(score, thresholds))];
-        if (!complaints(*quality).empty())
+        if (talks[i].hasTcpComplaints)
             troubled.push_back({i, *score});
     }
     if (all == 0)

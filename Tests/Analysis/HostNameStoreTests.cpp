@@ -1,6 +1,7 @@
 #include "Analysis/HostNameStore.h"
 
 #include "Support/Allocations.h"
+#include "Support/Hex.h"
 #include "Support/NameMessages.h"
 
 #include <gtest/gtest.h>
@@ -458,6 +459,33 @@ TEST_F(HostNames, AFrameThatTeachesNothingNewTakesNoMemory)
     EXPECT_NO_ALLOCATIONS(dns(answer));
     EXPECT_NO_ALLOCATIONS(dhcpRequest(dhcp));
     EXPECT_NO_ALLOCATIONS(dns(Bytes(answer).first(40)));
+}
+
+TEST_F(HostNames, NamesOfAnyLengthReplaceEachOther)
+{
+    const auto address = [](std::uint32_t i) { return Address::ipv4(0x0b000000 + i); };
+    const auto nameAt = [](std::uint32_t i, std::uint32_t round) {
+        return repeated("abcdefghi", 1 + static_cast<int>((i + round * 7) % 25)); // of 9 to 249 characters
+    };
+    for (std::uint32_t round = 0; round < 3; ++round) {
+        for (std::uint32_t i = 0; i < 100; ++i) {
+            store.learn(address(i), nameAt(i, round));
+            ASSERT_EQ(store.name(address(i)), nameAt(i, round));
+        }
+        for (std::uint32_t i = 0; i < 100; ++i)
+            ASSERT_EQ(store.name(address(i)), nameAt(i, round)) << i;
+        EXPECT_EQ(store.size(), 100u);
+    }
+}
+
+TEST_F(HostNames, APointerToTheFirstNameIsReadWithAndWithoutAQuestion)
+{
+    constexpr std::string_view name = "05 6669727374 05 6c6f63616c 00";                 // first.local
+    mdns(hex("0000 8400 0000 0002 0000 0000", name, "0001 0001 00000078 0004 c0000201", //
+             "c00c 0001 0001 00000078 0004 c0000202"));
+    dns(hex("0000 8180 0001 0001 0000 0000", name, "0001 0001 c00c 0001 0001 00000078 0004 c0000203"));
+    for (const auto* address : {"192.0.2.1", "192.0.2.2", "192.0.2.3"})
+        EXPECT_EQ(nameOf(address), "first.local") << address;
 }
 
 TEST_F(HostNames, ACopyIsIndependent)

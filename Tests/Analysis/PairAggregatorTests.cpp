@@ -72,6 +72,22 @@ TEST(PairList, GivesTheTcpQualityOfAPairWithoutTheRestOfIt)
     EXPECT_FALSE(result.pairs.tcpQuality(1)) << "no TCP";
 }
 
+TEST(PairList, SummarisesWithTheScoreAndWhetherThereIsSomethingToSay)
+{
+    Analysis analysis;
+    analysis.add(request({.seq = 1}, "x")).add(request({.seq = 1}, "x"));            // sent again
+    analysis.add(ethernet(ipv4({.destination = "10.0.0.3"}, tcp({.seq = 1}, "x")))); // nothing wrong
+    analysis.add(ethernet(ipv4({.destination = "10.0.0.4"}, udp())));
+    const auto result = analysis.result();
+    ASSERT_EQ(result.pairs.size(), 3u);
+    for (std::size_t i = 0; i < result.pairs.size(); ++i) {
+        const auto quality = result.pairs.tcpQuality(i);
+        const auto summary = result.pairs.summary(i);
+        EXPECT_EQ(summary.tcpScore, quality ? quality->score() : std::nullopt) << i;
+        EXPECT_EQ(summary.hasTcpComplaints, i == 0) << i;
+    }
+}
+
 TEST(Aggregator, EmptyCaptureGivesZeroTotalsAndNoStart)
 {
     const auto result = Analysis().result();

@@ -63,6 +63,7 @@ TEST(Units, RatesOfAbsurdSpansAreStillText)
 
 std::vector<std::string> details(const TCPSessionQuality& quality)
 {
+    EXPECT_TRUE(hasComplaints(quality));
     std::vector<std::string> found;
     for (const auto& complaint : complaints(quality))
         found.push_back(complaint.detail);
@@ -74,6 +75,7 @@ TEST(Complaints, OfACleanConversationAreNone)
     TCPSessionQuality quality;
     quality.tcpPackets = 100;
     EXPECT_TRUE(complaints(quality).empty());
+    EXPECT_FALSE(hasComplaints(quality));
     EXPECT_EQ(briefly(complaints(quality)), "");
 }
 

@@ -72,6 +72,12 @@ Session::Kind kindOf(const FrameFacts& facts)
     return facts.hasAll(FrameFacts::wholeTcpHeader) && facts.sourceIp && facts.destinationIp ? tcp : cutTcp;
 }
 
+/// The order of two addresses of one kind.
+bool isBefore(const Address& a, const Address& b)
+{
+    return a.high != b.high ? a.high < b.high : a.low < b.low;
+}
+
 /// The addresses of source and destination on the other layer than the hosts'.
 std::array<Address, 2> othersOf(const FrameFacts& facts)
 {
@@ -83,12 +89,12 @@ std::array<Address, 2> othersOf(const FrameFacts& facts)
 /// Frames whose endpoints count in this mode.
 bool counts(const FrameFacts& facts, AnalysisMode mode)
 {
-    if (mode == AnalysisMode::l3IP) {
-        const bool isIpPair = facts.sourceIp && facts.destinationIp && !facts.isMacPair;
+    const bool isIpPair = facts.sourceIp && facts.destinationIp && !facts.isMacPair;
+    if (mode == AnalysisMode::l3IP && !isIpPair) {
         // Legacy LAN protocols stay visible in IP mode.
         const bool isLegacy =
             isIpxFamily(facts.name) || facts.name == ProtocolName::netBeui || facts.name == ProtocolName::nbf;
-        if (!isIpPair && !isLegacy)
+        if (!isLegacy)
             return false;
     }
     return facts.source != facts.destination;
@@ -138,7 +144,7 @@ bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
     if (!counts(facts, mode))
         return false;
     into.frame = &frame;
-    into.sender = facts.source < facts.destination ? 0 : 1;
+    into.sender = isBefore(facts.source, facts.destination) ? 0 : 1;
     into.kind = kindOf(facts);
     if (facts.has & FrameFacts::ports) {
         into.ports[into.sender] = facts.sourcePort;
@@ -330,13 +336,13 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
     const auto moveOn = [&](std::size_t front) {
         const auto reaches = [&](std::size_t step) { return front >= step * gap && front - step * gap < kept; };
         const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
-        if (reaches(1))
+        if (reaches(1)) [[likely]]
             guessSession(at(1));
-        if (reaches(2))
+        if (reaches(2)) [[likely]]
             approachSession(at(2));
-        if (reaches(3))
+        if (reaches(3)) [[likely]]
             approachDetails(at(3));
-        if (reaches(stepsAfterReading))
+        if (reaches(stepsAfterReading)) [[likely]]
             settle(at(stepsAfterReading));
     };
     for (const auto& frame : frames) {

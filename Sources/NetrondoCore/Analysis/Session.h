@@ -20,9 +20,7 @@ struct FlowState {
         nextseqKnown = 2,
         lastackKnown = 4,
         windowSampled = 8,
-        carriedPayload = 16,
-        cameBeyondSyn = 32, ///< a segment without SYN was sent
-        isSpoilt = 64,      ///< it has a `TcpTrouble` or had a slow handshake
+        carriedPayload = 16
     };
     Counter64 frames;
     Counter64 bytes;

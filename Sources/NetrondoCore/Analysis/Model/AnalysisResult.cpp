@@ -34,8 +34,14 @@ PairList::Summary PairList::summary(std::size_t index) const
         table_->prefetchPair(order_[index + lookAhead]);
     const auto number = order_[index];
     const auto& totals = table_->pair(number);
-    return {table_->source(number), table_->destination(number), totals.packets, totals.bytes, number / 2,
-            totals.hasTcp,          table_->isSound(number)};
+    return {.source = table_->source(number),
+            .destination = table_->destination(number),
+            .packetCount = totals.packets,
+            .byteCount = totals.bytes,
+            .conversation = number / 2,
+            .hasTcp = totals.hasTcp,
+            .tcpScore = totals.tcpScore == PairTotals::noScore ? std::nullopt : std::optional<int>(totals.tcpScore),
+            .hasTcpComplaints = totals.hasTcpComplaints};
 }
 
 std::vector<CommPair> PairList::all() const

@@ -39,9 +39,8 @@ public:
         std::uint64_t byteCount = 0;
         std::uint32_t conversation = 0; ///< the same for both directions
         bool hasTcp = false;
-        /// Nothing at all is wrong with the TCP of either direction, and its score is the highest. False tells nothing:
-        /// `tcpQuality` does.
-        bool isTcpSound = false;
+        std::optional<int> tcpScore;   ///< of the TCP of both directions, as `tcpQuality` has it
+        bool hasTcpComplaints = false; ///< likewise: there is something to say of it
     };
     Summary summary(std::size_t index) const;
 

@@ -1,6 +1,7 @@
 // From the numbers of a conversation to the record in words.
 #include "Analysis/Model/ConversationTable.h"
 
+#include "Analysis/Tcp/Complaints.h"
 #include "Base/Prefetch.h"
 
 #include <algorithm>
@@ -127,19 +128,42 @@ void ConversationTable::sumUp()
 {
     group();
     totals_.resize(std::size_t{conversations.size()} * 2);
-    constexpr std::uint32_t lookAhead = 16; // sessions; they lie anywhere in memory
-    for (std::uint32_t i = 0; i < std::min<std::size_t>(lookAhead, grouped_.size()); ++i)
-        prefetch(&sessions[grouped_[i]]);
-    for (std::uint32_t conversation = 0; conversation < conversations.size(); ++conversation) {
-        for (auto at = starts_[conversation]; at < starts_[conversation + 1]; ++at) {
-            if (at + lookAhead < grouped_.size()) {
-                const auto* coming = &sessions[grouped_[at + lookAhead]];
-                prefetch(&coming->flows[0]);
-                prefetch(&coming->flows[1]);
-            }
+    // The sessions of a conversation lie anywhere in memory: they are asked for in two steps before their turn.
+    constexpr std::size_t gap = 12;
+    const auto approach = [&](std::size_t at) {
+        if (at < grouped_.size()) {
+            const auto number = grouped_[at];
+            prefetch(&sessions[number].flows[0]);
+            prefetch(&sessions[number].flows[1]);
+            prefetch(&details[number]);
         }
+        if (at >= gap && at - gap < grouped_.size())
+            tracker.prefetchHandshake(details[grouped_[at - gap]]);
+    };
+    for (std::size_t at = 0; at < 2 * gap; ++at)
+        approach(at);
+    for (std::uint32_t conversation = 0; conversation < conversations.size(); ++conversation) {
+        for (std::size_t at = starts_[conversation]; at < starts_[conversation + 1]; ++at)
+            approach(at + 2 * gap);
         for (const std::uint32_t side : {0u, 1u})
             totals_[conversation * 2 + side] = total(conversation * 2 + side);
+        judge(conversation);
+    }
+}
+
+void ConversationTable::judge(ConversationId conversation)
+{
+    if (!totals_[conversation * 2].hasTcp && !totals_[conversation * 2 + 1].hasTcp)
+        return;
+    TCPSessionQuality sum;
+    for (const auto number : sessionsOf(conversation)) {
+        for (const int side : {0, 1})
+            tracker.addWhatIsJudged(sessions[number], details[number], side, sum);
+    }
+    for (const std::uint32_t side : {0u, 1u}) {
+        auto& pair = totals_[conversation * 2 + side];
+        pair.tcpScore = static_cast<std::int8_t>(sum.score().value_or(PairTotals::noScore));
+        pair.hasTcpComplaints = hasComplaints(sum);
     }
 }
 
@@ -159,8 +183,6 @@ PairTotals ConversationTable::total(std::uint32_t pairNumber) const
         sum.bytes += flow.bytes;
         sum.hasTcp |= isTcp(session);
         sum.hasUdp |= isUdp(session);
-        sum.tcpCameBeyondSyn |= flow.knows(FlowState::cameBeyondSyn);
-        sum.tcpIsSpoilt |= flow.knows(FlowState::isSpoilt);
         const auto frame = flow.newestFrame();
         const auto [name, category] = nameOf(session, side);
         const auto ranksBefore = [&](bool isFirst, int rank, int rankSoFar, std::uint64_t frameSoFar) {

@@ -45,8 +45,10 @@ struct PairTotals {
     ProtocolCategory category = ProtocolCategory::unknown;
     bool hasTcp = false;
     bool hasUdp = false;
-    bool tcpCameBeyondSyn = false;
-    bool tcpIsSpoilt = false;
+    /// Of the TCP of both directions: its score, or `noScore` without TCP, and whether there is something to say of it.
+    std::int8_t tcpScore = noScore;
+    bool hasTcpComplaints = false;
+    static constexpr std::int8_t noScore = -1;
 };
 
 /// A pair is a conversation and a direction: number = conversation * 2 + direction.
@@ -76,13 +78,6 @@ public:
     /// The whole record in words, into `into`, whose memory is used again.
     void read(std::uint32_t pairNumber, CommPair& into) const;
 
-    /// True when nothing at all is wrong with the TCP of a conversation, in both directions, and its score is the
-    /// highest: the quick answer for most of them, without looking at the sessions. False tells nothing.
-    bool isSound(std::uint32_t pairNumber) const
-    {
-        const auto &there = pair(pairNumber), &back = pair(pairNumber ^ 1);
-        return (there.tcpCameBeyondSyn || back.tcpCameBeyondSyn) && !there.tcpIsSpoilt && !back.tcpIsSpoilt;
-    }
     /// Brings closer what `pair`, `source` and `destination` read.
     void prefetchPair(std::uint32_t number) const
     {
@@ -102,6 +97,7 @@ private:
     }
     void group();
     PairTotals total(std::uint32_t pairNumber) const;
+    void judge(ConversationId conversation);
     TCPSessionQuality qualityOf(std::uint32_t session, std::uint32_t side) const;
     void readPorts(std::uint32_t pairNumber, CommPair& into) const;
     void readQuality(std::uint32_t pairNumber, CommPair& into) const;

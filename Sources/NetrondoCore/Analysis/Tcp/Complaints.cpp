@@ -42,6 +42,11 @@ void addCosts(std::vector<Complaint>& found, const TCPSessionQuality& quality)
                      [](const Complaint& a, const Complaint& b) { return a.points > b.points; });
 }
 
+bool wasNeverAnswered(const TCPSessionQuality& quality)
+{
+    return quality.synCount > 0 && quality.synCount == quality.tcpPackets;
+}
+
 /// Says `detail` about a counter that is not zero.
 void addFact(std::vector<Complaint>& found, std::uint32_t count, const char* one, const char* many, const char* detail)
 {
@@ -51,11 +56,19 @@ void addFact(std::vector<Complaint>& found, std::uint32_t count, const char* one
 
 } // namespace
 
+bool hasComplaints(const TCPSessionQuality& quality)
+{
+    const auto off = quality.deductions();
+    return off.reset > 0 || off.retransmission > 0 || off.zeroWindow > 0 || off.handshake > 0
+        || wasNeverAnswered(quality) || quality.retransmitInfrastructure > 0 || quality.spuriousRetransmitCount > 0
+        || quality.ackedUnseenCount > 0 || quality.sackInvalidCount > 0;
+}
+
 std::vector<Complaint> complaints(const TCPSessionQuality& quality)
 {
     std::vector<Complaint> found;
     addCosts(found, quality);
-    if (quality.synCount > 0 && quality.synCount == quality.tcpPackets)
+    if (wasNeverAnswered(quality))
         found.push_back({0, "no answer", "no answer to any attempt to connect"});
     addFact(found, quality.retransmitInfrastructure, "packet", "packets",
             " seen twice: duplicated on the way, or captured twice");

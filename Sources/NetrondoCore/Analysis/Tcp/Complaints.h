@@ -16,6 +16,8 @@ struct Complaint {
 
 /// What cost most first; then, in a fixed order, what cost nothing.
 std::vector<Complaint> complaints(const TCPSessionQuality& quality);
+/// Whether there are any.
+bool hasComplaints(const TCPSessionQuality& quality);
 
 /// "2 resets −40, 2.1 % sent again −5.3": what spoiled the score, empty when nothing did.
 std::string briefly(const std::vector<Complaint>& complaints);

@@ -64,7 +64,6 @@ void TCPQualityTracker::start(const Step& step, int side)
 
 TcpTrouble& TCPQualityTracker::trouble(const Step& step)
 {
-    step.flow.known |= FlowState::isSpoilt;
     return numbered(troubles_, step.details.trouble[step.sender]);
 }
 
@@ -255,8 +254,6 @@ void TCPQualityTracker::shakeHands(const Step& step)
         return;
     if (side.rttMs == 0 || sample < side.rttMs)
         side.rttMs = sample;
-    if (sample > TCPSessionQuality::promptHandshakeMs)
-        step.flow.known |= FlowState::isSpoilt;
 }
 
 void TCPQualityTracker::observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment)
@@ -303,8 +300,6 @@ void TCPQualityTracker::observe(Session& session, SessionDetails& details, int s
     }
     if (isSyn)
         shakeHands(step);
-    else
-        flow.known |= FlowState::cameBeyondSyn;
 }
 
 TCPQualityTracker TCPQualityTracker::snapshot() const
@@ -316,42 +311,59 @@ TCPQualityTracker TCPQualityTracker::snapshot() const
     return copy;
 }
 
+const TcpHandshake::Side& TCPQualityTracker::handshakeOf(const SessionDetails& details, int side) const
+{
+    static const TcpHandshake none;
+    return (details.handshake ? handshakes_[details.handshake] : none).sides[side];
+}
+
+void TCPQualityTracker::addWhatIsJudged(const Session& session, const SessionDetails& details, int side,
+                                        TCPSessionQuality& sum) const
+{
+    if (!session.flows[side].knows(FlowState::exists))
+        return;
+    const auto& handshake = handshakeOf(details, side);
+    sum.tcpPackets += session.flows[side].frames;
+    sum.synCount += handshake.synCount;
+    if (handshake.rttMs > 0)
+        sum.rttMsEstimate = std::min(sum.rttMsEstimate.value_or(handshake.rttMs), handshake.rttMs);
+    if (!details.trouble[side])
+        return;
+    const auto& rare = troubles_[details.trouble[side]];
+    sum.rstCount += rare.rstCount;
+    sum.retransmitGuess += rare.retransmitGuess;
+    sum.retransmitInfrastructure += rare.retransmitInfrastructure;
+    sum.spuriousRetransmitCount += rare.spuriousRetransmitCount;
+    sum.ackedUnseenCount += rare.ackedUnseenCount;
+    sum.sackInvalidCount += rare.sackInvalidCount;
+    sum.zeroWindowCount += rare.zeroWindowCount;
+}
+
 TCPSessionQuality TCPQualityTracker::quality(const Session& session, const SessionDetails& details, int side) const
 {
     const auto& flow = session.flows[side];
-    static const TcpHandshake none;
-    const auto& handshake = (details.handshake ? handshakes_[details.handshake] : none).sides[side];
+    const auto& handshake = handshakeOf(details, side);
     TCPSessionQuality record;
-    record.tcpPackets = flow.frames;
-    record.synCount = handshake.synCount;
+    addWhatIsJudged(session, details, side, record);
     record.finCount = handshake.finCount;
     record.ackCount = narrowed(flow.frames - handshake.withoutAck);
     record.pshCount = flow.pshCount;
     if (details.trouble[side]) {
         const auto& rare = troubles_[details.trouble[side]];
-        record.rstCount = rare.rstCount;
         record.urgCount = rare.urgCount;
         record.eceCount = rare.eceCount;
         record.cwrCount = rare.cwrCount;
-        record.retransmitGuess = rare.retransmitGuess;
         record.retransmitEndpoint = rare.retransmitEndpoint;
-        record.retransmitInfrastructure = rare.retransmitInfrastructure;
         record.retransmitApplication = rare.retransmitApplication;
-        record.spuriousRetransmitCount = rare.spuriousRetransmitCount;
-        record.ackedUnseenCount = rare.ackedUnseenCount;
         record.sackPacketCount = rare.sackPacketCount;
         record.sackDSackCount = rare.sackDSackCount;
         record.sackUnseenCount = rare.sackUnseenCount;
-        record.sackInvalidCount = rare.sackInvalidCount;
         record.sackLeftoverCount = rare.sackLeftoverCount;
-        record.zeroWindowCount = rare.zeroWindowCount;
     }
     record.windowMin = flow.windowMin;
     record.windowMax = flow.windowMax;
     record.windowLast = flow.windowLast;
     record.hasWindowSample = flow.knows(FlowState::windowSampled);
-    if (handshake.rttMs > 0)
-        record.rttMsEstimate = handshake.rttMs;
 
     const auto fold = [&](const TcpOffer& offered, auto& mss, auto& scale, bool& sack, bool& timestamps, auto& extra) {
         if (offered.bits & TcpOffer::hasMss)

@@ -75,6 +75,10 @@ public:
     /// The record of one direction, with what its handshakes offered folded in.
     TCPSessionQuality quality(const Session& session, const SessionDetails& details, int side) const;
 
+    /// Adds to `sum` those counters of one direction, if there is any TCP in it, that make the score and the
+    /// complaints.
+    void addWhatIsJudged(const Session& session, const SessionDetails& details, int side, TCPSessionQuality& sum) const;
+
     /// For callers that observe many segments at once: bring closer what a segment from this flow is compared with.
     void prefetchRecent(const FlowState& flow) const { recent_.prefetch(flow.recent); }
     /// The same for a segment with SYN or FIN.
@@ -100,6 +104,7 @@ private:
     void start(const Step& step, int side);
     TcpTrouble& trouble(const Step& step);
     TcpHandshake& handshakeOf(const Step& step);
+    const TcpHandshake::Side& handshakeOf(const SessionDetails& details, int side) const;
     void countFlags(const Step& step);
     void sampleWindow(const Step& step);
     void acknowledge(const Step& step);

@@ -85,7 +85,7 @@ TCPSessionQuality::Deductions TCPSessionQuality::deductions() const
     taken.retransmission = std::min(static_cast<double>(retransmitGuess) / static_cast<double>(tcpPackets) * 250, 40.0);
     taken.zeroWindow = std::min(static_cast<double>(zeroWindowCount) * 4, 25.0);
     const double rtt = rttMsEstimate.value_or(0);
-    taken.handshake = rtt > 500 ? 30 : rtt > 200 ? 15 : rtt > promptHandshakeMs ? 5 : 0;
+    taken.handshake = rtt > 500 ? 30 : rtt > 200 ? 15 : rtt > 100 ? 5 : 0;
     return taken;
 }
 
@@ -94,8 +94,8 @@ std::optional<int> TCPSessionQuality::score() const
     if (tcpPackets == 0)
         return {};
     const auto taken = deductions();
-    const double score = highestScore - taken.reset - taken.retransmission - taken.zeroWindow - taken.handshake;
-    return std::clamp(static_cast<int>(score), 0, highestScore);
+    const double score = 100 - taken.reset - taken.retransmission - taken.zeroWindow - taken.handshake;
+    return std::clamp(static_cast<int>(score), 0, 100);
 }
 
 SessionQualityGrade TCPSessionQuality::grade(const QualityGradeThresholds& bands) const

@@ -82,8 +82,6 @@ struct TCPSessionQuality {
     /// Adds another record to this one: counters add up, windows widen, the smaller round trip stays.
     void merge(const TCPSessionQuality& other);
 
-    /// A handshake that takes no longer, in milliseconds, costs nothing.
-    static constexpr double promptHandshakeMs = 100;
     /// What was taken off a full score, and why.
     struct Deductions {
         double reset = 0;
@@ -92,8 +90,7 @@ struct TCPSessionQuality {
         double handshake = 0;
     };
     Deductions deductions() const;
-    static constexpr int highestScore = 100;
-    /// 0 to `highestScore`; nothing when no segment was seen.
+    /// 0 to 100; nothing when no segment was seen.
     std::optional<int> score() const;
     SessionQualityGrade grade(const QualityGradeThresholds& bands = {}) const;
 

@@ -150,40 +150,48 @@ struct IpxHeader {
     }
 };
 
+/// Ports, and the name and category that follow from them: what both transports begin with.
+void readPorts(const std::uint8_t* header, ProtocolName transport, ProtocolCategory category, FrameFacts& facts)
+{
+    const auto source = load::be16(header), destination = load::be16(header + 2);
+    const auto name = PortServices::serviceName(source, destination, transport);
+    facts.sourcePort = source;
+    facts.destinationPort = destination;
+    facts.name = name;
+    facts.category = PortServices::category(name, category);
+}
+
+/// The fields that a TCP header cut short still holds.
+std::uint8_t fieldsWithin(std::size_t length)
+{
+    return static_cast<std::uint8_t>(
+        FrameFacts::ports | (length >= 8 ? FrameFacts::tcpSeq : 0) | (length >= 12 ? FrameFacts::tcpAck : 0)
+        | (length >= 14 ? FrameFacts::tcpFlags : 0) | (length >= 16 ? FrameFacts::tcpWindow : 0));
+}
+
 void readTcp(Bytes segment, FrameFacts& facts)
 {
     facts.isTcp = true;
-    const auto* header = segment.data();
     if (segment.size() < 4)
         return;
-    facts.sourcePort = load::be16(header);
-    facts.destinationPort = load::be16(header + 2);
-    facts.has |= FrameFacts::ports;
-    facts.name = PortServices::serviceName(facts.sourcePort, facts.destinationPort, ProtocolName::tcp);
-    facts.category = PortServices::category(facts.name, ProtocolCategory::tcp);
-    // A header cut short gives the fields its bytes hold.
-    if (segment.size() >= 8)
-        facts.has |= FrameFacts::tcpSeq;
-    if (segment.size() >= 12)
-        facts.has |= FrameFacts::tcpAck;
-    if (segment.size() >= 14) {
-        facts.has |= FrameFacts::tcpFlags;
-        facts.flags = header[13];
-    }
-    if (segment.size() >= 16) {
-        facts.has |= FrameFacts::tcpWindow;
-        facts.window = load::be16(header + 14);
-    }
-    if (facts.has & FrameFacts::tcpSeq)
-        facts.seq = load::be32(header + 4);
-    if (facts.has & FrameFacts::tcpAck)
-        facts.ack = load::be32(header + 8);
+    const auto* header = segment.data();
+    const auto has = fieldsWithin(segment.size());
+    const std::uint8_t flags = has & FrameFacts::tcpFlags ? header[13] : 0;
+    const auto seq = has & FrameFacts::tcpSeq ? load::be32(header + 4) : 0;
+    const auto ack = has & FrameFacts::tcpAck ? load::be32(header + 8) : 0;
+    const auto window = has & FrameFacts::tcpWindow ? load::be16(header + 14) : std::uint16_t{0};
     const auto payload = tcpPayloadOffset(0, segment);
+    // Options are read on SYN segments only, which offer them; the SACK blocks of other segments stay unread.
+    if (flags & tcpFlag::syn && segment.size() > 20 && header[12] >> 4 > 5)
+        facts.tcpOptions = slice(segment, 20, (header[12] >> 4) * 4u - 20);
+    readPorts(header, ProtocolName::tcp, ProtocolCategory::tcp, facts);
+    facts.has |= has;
+    facts.flags = flags;
+    facts.window = window;
+    facts.seq = seq;
+    facts.ack = ack;
     if (payload)
         facts.payload = segment.subspan(*payload);
-    // Options are read on SYN segments only, which offer them; the SACK blocks of other segments stay unread.
-    if (facts.flags & tcpFlag::syn && segment.size() > 20 && header[12] >> 4 > 5)
-        facts.tcpOptions = slice(segment, 20, (header[12] >> 4) * 4u - 20);
 }
 
 void readUdp(Bytes datagram, FrameFacts& facts)
@@ -191,11 +199,8 @@ void readUdp(Bytes datagram, FrameFacts& facts)
     facts.isUdp = true;
     if (datagram.size() < 4)
         return;
-    facts.sourcePort = load::be16(datagram.data());
-    facts.destinationPort = load::be16(datagram.data() + 2);
+    readPorts(datagram.data(), ProtocolName::udp, ProtocolCategory::udp, facts);
     facts.has |= FrameFacts::ports;
-    facts.name = PortServices::serviceName(facts.sourcePort, facts.destinationPort, ProtocolName::udp);
-    facts.category = PortServices::category(facts.name, ProtocolCategory::udp);
     if (datagram.size() < 8)
         return;
     const std::size_t length = load::be16(datagram.data() + 4);
