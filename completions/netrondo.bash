@@ -2,10 +2,10 @@
 _netrondo() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local subcommand='' word options
-    local subcommands='analyze frames classify circle decode follow convert interfaces capture receive filter'
+    local subcommands='analyze frames classify expert circle decode follow convert interfaces capture receive filter'
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            analyze | frames | classify | circle | decode | follow | convert | interfaces | capture | receive | filter)
+            analyze | frames | classify | expert | circle | decode | follow | convert | interfaces | capture | receive | filter)
                 subcommand=$word
                 break
                 ;;
@@ -15,6 +15,8 @@ _netrondo() {
     case $previous in
         --mode) mapfile -t COMPREPLY < <(compgen -W 'l3IP l2MAC' -- "$current") && return ;;
         --strictness) mapfile -t COMPREPLY < <(compgen -W 'lenient balanced strict' -- "$current") && return ;;
+        --min-severity | --fail-on) mapfile -t COMPREPLY < <(compgen -W 'info note warning error' -- "$current") && return ;;
+        --layer) mapfile -t COMPREPLY < <(compgen -W 'capture L1 L2 L3 L4 L7' -- "$current") && return ;;
         --view) mapfile -t COMPREPLY < <(compgen -W 'hosts byProtocol' -- "$current") && return ;;
         --color) mapfile -t COMPREPLY < <(compgen -W 'protocol quality' -- "$current") && return ;;
         --theme) mapfile -t COMPREPLY < <(compgen -W 'light dark' -- "$current") && return ;;
@@ -31,6 +33,7 @@ _netrondo() {
         '') options+=' --version' ;;
         analyze) options+=' --mode --strictness --filter --json' ;;
         classify) options+=' --mode' ;;
+        expert) options+=' --json --min-severity --layer --preferences --fail-on' ;;
         circle)
             options+=' --mode --strictness --filter --json --svg --png --pdf --size --bytes --thickness --limit --inset'
             options+=' --names --optimize --view --color --theme'

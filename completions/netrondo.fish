@@ -1,11 +1,12 @@
 # fish completion for netrondo
-set -l subcommands analyze frames classify circle decode follow convert interfaces capture receive filter
+set -l subcommands analyze frames classify expert circle decode follow convert interfaces capture receive filter
 
 complete -c netrondo -s h -l help -d 'Show help'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -l version -d 'Show the version'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a analyze -d 'Who talked to whom, how much and how well'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a frames -d 'The frames as JSON Lines'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a classify -d 'What each frame says, as JSON Lines'
+complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a expert -d 'What is wrong, and what to do next'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a circle -d 'Who talks to whom as a circle'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a decode -d 'The packet list'
 complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a follow -d 'A pcap file that is still being written'
@@ -17,7 +18,7 @@ complete -c netrondo -n "not __fish_seen_subcommand_from $subcommands" -a filter
 
 complete -c netrondo -n '__fish_seen_subcommand_from analyze classify circle follow' -l mode -x -a 'l3IP l2MAC' -d 'What a host is'
 complete -c netrondo -n '__fish_seen_subcommand_from analyze circle follow' -l strictness -x -a 'lenient balanced strict' -d 'Where the grades begin'
-complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode follow interfaces' -l json -d 'Machine-readable output'
+complete -c netrondo -n '__fish_seen_subcommand_from analyze expert circle decode follow interfaces' -l json -d 'Machine-readable output'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l interval -x -d 'Seconds between two pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from follow' -l pulls -x -d 'How many pulls'
 complete -c netrondo -n '__fish_seen_subcommand_from filter; and not __fish_seen_subcommand_from check tree complete fields' -x -a 'check tree complete fields'
@@ -25,6 +26,10 @@ complete -c netrondo -n '__fish_seen_subcommand_from filter; and __fish_seen_sub
 complete -c netrondo -n '__fish_seen_subcommand_from analyze circle decode convert' -l filter -x -d 'Only the frames that this display filter selects'
 complete -c netrondo -n '__fish_seen_subcommand_from decode' -l from -x -d 'The first frame to show'
 complete -c netrondo -n '__fish_seen_subcommand_from decode capture' -l count -x -d 'How many frames'
+complete -c netrondo -n '__fish_seen_subcommand_from expert' -l min-severity -x -a 'info note warning error' -d 'Only what is this bad'
+complete -c netrondo -n '__fish_seen_subcommand_from expert' -l layer -x -a 'capture L1 L2 L3 L4 L7' -d 'Only findings of this layer'
+complete -c netrondo -n '__fish_seen_subcommand_from expert' -l preferences -r -d 'Thresholds and mutes'
+complete -c netrondo -n '__fish_seen_subcommand_from expert' -l fail-on -x -a 'info note warning error' -d 'Status 3 for a finding this bad'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l svg -r -d 'Write the picture as SVG'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l png -r -d 'Write the picture as PNG'
 complete -c netrondo -n '__fish_seen_subcommand_from circle' -l pdf -r -d 'Write the picture as PDF'

@@ -37,16 +37,14 @@ std::string linkTypesInWords(std::span<const LinkType> types)
     return text.empty() ? "no interface" : text;
 }
 
-CaptureFacts factsOf(const std::string& file, const CaptureReading& reader, std::uint64_t frames)
+CaptureFacts factsOf(const std::string& file, const CaptureReading& reader)
 {
     std::error_code isNoFile;
     const auto size = std::filesystem::is_regular_file(file, isNoFile) ? std::filesystem::file_size(file, isNoFile) : 0;
     return {.file = file == "-" ? "standard input" : file,
             .fileSize = size > 0 && !isNoFile ? std::optional(size) : std::nullopt,
             .format = std::string(rawValue(reader.format())),
-            .linkTypes = linkTypesInWords(reader.interfaceLinkTypes()),
-            .framesRead = frames,
-            .isNanosecond = reader.isNanosecond()};
+            .linkTypes = linkTypesInWords(reader.interfaceLinkTypes())};
 }
 
 int analyze(const Settings& settings)
@@ -57,14 +55,10 @@ int analyze(const Settings& settings)
     auto reader = CaptureFile::open(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
-    std::uint64_t frames = 0;
     const auto choice = choiceOf(*filter, (*reader)->isNanosecond());
     auto result = [&] {
         Progress progress;
-        const auto report = [&](std::uint64_t count) {
-            frames = count;
-            progress.show(count, (*reader)->position());
-        };
+        const auto report = [&](std::uint64_t count) { progress.show(count, (*reader)->position()); };
         return CaptureFile::analyze(**reader, settings.mode, ExpertPreferences{}, report, choice);
     }();
     if (!result)
@@ -77,7 +71,7 @@ int analyze(const Settings& settings)
         json.endLine();
     } else {
         Page page(out, screenWidth(STDOUT_FILENO), wantsColour(STDOUT_FILENO));
-        printSummary(page, factsOf(settings.file, **reader, frames), *result, settings.strictness);
+        printSummary(page, factsOf(settings.file, **reader), *result, settings.strictness);
     }
     return finish(out);
 }

@@ -14,6 +14,7 @@ struct Exit {
     static constexpr int done = 0;
     static constexpr int failed = 1;        ///< a capture could not be read or an output not written
     static constexpr int usage = 2;         ///< the command line is wrong
+    static constexpr int found = 3;         ///< `expert --fail-on` met such a finding
     static constexpr int interrupted = 130; ///< where a signal is to end it: what a shell makes of SIGINT
 };
 

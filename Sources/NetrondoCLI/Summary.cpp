@@ -23,6 +23,20 @@ void fact(Page& page, std::string_view label, std::string_view text)
     page.paragraph(text, labelWidth);
 }
 
+/// "3 errors, 1 warning, 12 notes"; netrondo expert says more.
+std::string findingsInWords(const CaptureExpertSummary& summary)
+{
+    std::string text;
+    const auto add = [&](Severity severity, const char* one, const char* many) {
+        if (const auto count = summary.count(severity))
+            text += (text.empty() ? "" : ", ") + counted(count, one, many);
+    };
+    add(Severity::error, "error", "errors");
+    add(Severity::warning, "warning", "warnings");
+    add(Severity::note, "note", "notes");
+    return text.empty() ? "nothing wrong" : text + " (netrondo expert says more)";
+}
+
 void printCapture(Page& page, const CaptureFacts& facts, const AnalysisResult& result, std::size_t conversations,
                   std::size_t hosts)
 {
@@ -34,17 +48,8 @@ void printCapture(Page& page, const CaptureFacts& facts, const AnalysisResult& r
         fact(page, "Start", pointInTime(*result.captureStartSeconds));
         fact(page, "Duration", timeSpan(result.durationSeconds));
     }
-    // pcapng readers take every time as microseconds: nanoseconds of today lie a thousand times too far from 1970.
-    if (facts.isNanosecond || result.captureStartSeconds > endOfCalendar)
-        fact(page, "Note",
-             "The file counts nanoseconds, which are read as microseconds: start, duration and rate are off.");
     fact(page, "Frames", fmt::format("{} ({})", grouped(result.totalPackets), bytes(result.totalBytes)));
-    if (facts.framesRead > result.totalPackets)
-        fact(page, "Left out",
-             fmt::format("{}: {}", counted(facts.framesRead - result.totalPackets, "frame", "frames"),
-                         result.mode == AnalysisMode::l3IP
-                             ? "not between two IP hosts, or cut too short (--mode l2MAC counts by MAC address)"
-                             : "not between two MAC addresses, or cut too short"));
+    printAccounting(page, result.expertSummary);
     if (result.durationSeconds > 0)
         fact(page, "Rate",
              fmt::format("{} frames/s, {}", rate(static_cast<double>(result.totalPackets) / result.durationSeconds),
@@ -52,6 +57,7 @@ void printCapture(Page& page, const CaptureFacts& facts, const AnalysisResult& r
     fact(page, "Found",
          fmt::format("{} of {}, {}", counted(conversations, "conversation", "conversations"),
                      counted(hosts, "host", "hosts"), counted(result.protocols.size(), "protocol", "protocols")));
+    fact(page, "Expert", findingsInWords(result.expertSummary));
 }
 
 /// A conversation in words: who spoke first, the other, and what went between them.
@@ -274,6 +280,21 @@ Tone tone(SessionQualityGrade grade)
 {
     constexpr std::array tones = {Tone::good, Tone::good, Tone::fair, Tone::poor, Tone::dim};
     return tones[static_cast<std::size_t>(grade)];
+}
+
+void printAccounting(Page& page, const CaptureExpertSummary& summary)
+{
+    const auto& accounting = summary.accounting;
+    auto text = fmt::format("{} = {} analysed + {} left out", grouped(accounting.read), grouped(accounting.analysed),
+                            grouped(accounting.read - accounting.analysed));
+    for (const auto& skip : accounting.skipped)
+        text += fmt::format("{} {} {}", &skip == &accounting.skipped.front() ? ":" : ",", grouped(skip.frames),
+                            skip.reason);
+    fact(page, "Read", text);
+    for (const auto& remark : summary.remarks)
+        fact(page, "Note", remark);
+    for (const auto& line : summary.cutOff)
+        fact(page, "Cut off", line);
 }
 
 void printSummary(Page& page, const CaptureFacts& facts, const AnalysisResult& result, QualityStrictness strictness)

@@ -16,14 +16,15 @@ struct CaptureFacts {
     std::optional<std::uint64_t> fileSize; ///< unknown for a pipe
     std::string format;
     std::string linkTypes;
-    std::uint64_t framesRead = 0;
-    bool isNanosecond = false;
 };
 
 /// Rows a table shows before it says how many more there are.
 constexpr std::size_t shownRows = 10;
 
 void printSummary(Page& page, const CaptureFacts& facts, const AnalysisResult& result, QualityStrictness strictness);
+
+/// Frames read, analysed and left out with the reasons, and what else the analysis has to say about the capture.
+void printAccounting(Page& page, const CaptureExpertSummary& summary);
 
 /// "192.0.2.7 (www.example.org)"; the address alone when it has no name.
 std::string hostText(const std::string& address, const std::optional<std::string>& name);

@@ -20,7 +20,8 @@ constexpr auto description =
     "to whom.\nWithout a subcommand it opens the desktop window, on FILE if given.\n";
 constexpr auto footer =
     "\nExit status: 0 done; 1 a capture could not be read or an output not written; 2 the command line "
-    "is wrong.\nExamples:\n  netrondo analyze office.pcapng\n  tcpdump -w - | netrondo analyze -\n"
+    "is wrong;\n3 `expert --fail-on` met such a finding.\nExamples:\n  netrondo analyze office.pcapng\n  tcpdump -w - "
+    "| netrondo analyze -\n"
     "See also: man netrondo";
 
 bool hasDisplay()

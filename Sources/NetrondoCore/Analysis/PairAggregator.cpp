@@ -32,6 +32,7 @@ struct ProtocolCount {
 struct Pending {
     FrameFacts facts;
     const CaptureFrame* frame = nullptr;
+    FrameScan scan;
     std::uint64_t hash = 0; ///< of the session
     std::uint32_t number = SlotIndex::none;
     Session* session = nullptr;
@@ -135,14 +136,18 @@ struct PairAggregator::State {
 
 bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
 {
-    expertScanner.scanFrame(frame);
+    into.scan = expertScanner.scanFrame(frame);
     auto& facts = into.facts;
-    if (!classify(frame, mode, facts))
+    if (!classify(frame, mode, facts)) {
+        expertScanner.skip(frame, FrameSkip::unclassified);
         return false;
+    }
     if (HostNameStore::mayHoldNames(facts)) [[unlikely]]
         table.names.harvest(facts);
-    if (!counts(facts, mode))
+    if (!counts(facts, mode)) {
+        expertScanner.skip(frame, facts.source == facts.destination ? FrameSkip::toItself : FrameSkip::notIp);
         return false;
+    }
     into.frame = &frame;
     into.sender = isBefore(facts.source, facts.destination) ? 0 : 1;
     into.kind = kindOf(facts);
@@ -171,6 +176,8 @@ void PairAggregator::State::guessSession(Pending& frame) const
     const auto& session = table.sessions[frame.number];
     prefetch(&session.flows[0]);
     prefetch(&session.flows[1]);
+    if (frame.kind == Session::Kind::tcp)
+        expertScanner.prefetch(frame.number);
 }
 
 void PairAggregator::State::approachSession(const Pending& frame) const
@@ -322,11 +329,13 @@ void PairAggregator::State::observe(const Pending& frame)
     segment.payloadDigest = frame.digest;
     segment.timestampSeconds = frame.frame->timestampSeconds;
     segment.timestampFraction = frame.frame->timestampFraction;
-    if (facts.tcpOptions.empty()) [[likely]]
-        return table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
-    const auto options = parseTcpOptions(facts.tcpOptions);
-    segment.options = &options;
-    table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
+    TCPOptions options;
+    if (!facts.tcpOptions.empty()) [[unlikely]] {
+        options = parseTcpOptions(facts.tcpOptions);
+        segment.options = &options;
+    }
+    const auto events = table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
+    expertScanner.scanSegment(frame.scan, facts, *frame.frame, frame.number, frame.sender, events);
 }
 
 void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
@@ -359,12 +368,12 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
 AnalysisResult PairAggregator::State::resultFrom(std::shared_ptr<ConversationTable> finished) const
 {
     finished->sumUp();
-    auto scanner = expertScanner; // a growing capture asks again: the findings so far are not used up
-    scanner.scanTransport(*finished, {});
-    scanner.emitArpFindings();
+    auto findings = expertScanner.begin(); // a growing capture asks again: the findings so far are not used up
+    expertScanner.scanTransport(*finished, findings);
+    expertScanner.emitArpFindings(findings);
 
     AnalysisResult result;
-    result.expertSummary = scanner.summary();
+    result.expertSummary = expertScanner.summary(std::move(findings));
     result.pairs = PairList(std::move(finished));
     for (std::size_t i = 0; i < protocolCounts.size(); ++i) {
         if (const auto& protocol = protocolCounts[i]; protocol.count > 0)
@@ -389,6 +398,21 @@ PairAggregator::PairAggregator(AnalysisMode mode, const ExpertPreferences& exper
 PairAggregator::~PairAggregator() = default;
 PairAggregator::PairAggregator(PairAggregator&&) noexcept = default;
 PairAggregator& PairAggregator::operator=(PairAggregator&&) noexcept = default;
+
+void PairAggregator::setNanosecond()
+{
+    state_->expertScanner.setNanosecond();
+}
+
+void PairAggregator::leaveOut(const CaptureFrame& frame)
+{
+    state_->expertScanner.leaveOut(frame);
+}
+
+std::array<Finding, 4> PairAggregator::latestFindings() const
+{
+    return state_->expertScanner.latest();
+}
 
 void PairAggregator::ingest(std::span<const CaptureFrame> frames)
 {

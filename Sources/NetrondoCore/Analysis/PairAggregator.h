@@ -6,6 +6,7 @@
 #include "Capture/CaptureFrame.h"
 #include "Dissection/Classify/AnalysisMode.h"
 
+#include <array>
 #include <memory>
 #include <span>
 
@@ -24,6 +25,13 @@ public:
     void ingest(const CaptureFrame& frame) { ingest(std::span(&frame, 1)); }
     /// The same for many frames, in order; several at once hide the memory's latency.
     void ingest(std::span<const CaptureFrame> frames);
+
+    /// A frame that the user does not want analysed: it counts as read, and later ones keep their numbers.
+    void leaveOut(const CaptureFrame& frame);
+    /// The fractions of the timestamps are nanoseconds; to be said before the first frame. Findings heed it.
+    void setNanosecond();
+    /// What the frame ingested last was found to be marked with.
+    std::array<Finding, 4> latestFindings() const;
 
     /// The result of the frames so far; the aggregator goes on.
     AnalysisResult result() const;

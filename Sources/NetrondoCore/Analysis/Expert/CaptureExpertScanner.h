@@ -1,27 +1,118 @@
-// Where the expert findings look at frames; the rules themselves are still to come.
+// Looks at every frame of a capture for what is wrong, and says at the end what it adds up to.
 #pragma once
 
+#include "Analysis/Expert/ApplicationScan.h"
+#include "Analysis/Expert/ArpScan.h"
 #include "Analysis/Expert/CaptureExpertSummary.h"
+#include "Analysis/Expert/CopyScan.h"
 #include "Analysis/Expert/ExpertPreferences.h"
-#include "Analysis/Tcp/TCPSessionQuality.h"
+#include "Analysis/Expert/IpScan.h"
+#include "Analysis/Expert/LinkScan.h"
+#include "Analysis/Expert/TcpScan.h"
 #include "Capture/CaptureFrame.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
 
 namespace netrondo {
 
 class ConversationTable;
 
-/// One per analysis. Its list of rules is empty, so every scan does nothing and the summary is empty; the calls stand
-/// where the analysis makes them.
+/// What the scan of a frame hands to the scan of its TCP segment.
+struct FrameScan {
+    Sighting at;
+    const std::uint8_t* options = nullptr; ///< of TCP
+    std::uint8_t optionsLength = 0;
+    std::uint8_t ttl = 0;
+    bool dontFragment = false;
+    CopyScan::Copy copy = CopyScan::Copy::none;
+};
+
+/// Why the analysis leaves a frame out.
+enum class FrameSkip : std::uint8_t {
+    unclassified, ///< no addresses that this mode counts
+    notIp,        ///< in IP mode
+    toItself,     ///< source and destination are the same host
+    filtered,     ///< the user’s filter declined it
+};
+
+/// One per analysis. Memory is bounded by the numbers of hosts and connections that the scans keep, not by frames but
+/// for 8 bytes a frame that has a finding.
 class CaptureExpertScanner {
 public:
-    explicit CaptureExpertScanner(const ExpertPreferences&) { }
+    explicit CaptureExpertScanner(const ExpertPreferences& preferences);
+    CaptureExpertScanner(const CaptureExpertScanner&) = delete;
+    CaptureExpertScanner& operator=(const CaptureExpertScanner&) = delete;
+
+    /// Fractions of timestamps are nanoseconds; to be said before the first frame.
+    void setNanosecond() { isNanosecond_ = true; }
 
     /// Link layer, ARP, network layer and above; also for frames that the analysis then leaves out.
-    void scanFrame(const CaptureFrame&) { }
+    FrameScan scanFrame(const CaptureFrame& frame);
+    /// A frame that scans and analysis leave out.
+    void leaveOut(const CaptureFrame& frame);
+    /// The frame scanned last does not count, for this reason.
+    void skip(const CaptureFrame& frame, FrameSkip why);
+    /// A TCP segment that the tracker has just counted.
+    void scanSegment(const FrameScan& scan, const FrameFacts& facts, const CaptureFrame& frame,
+                     std::uint32_t connection, int sender, TcpEvents events);
+    void prefetch(std::uint32_t connection) const { tcp_->prefetch(connection); }
+
+    // The end, for as many frames as came so far: called on the findings that `begin` gives, in this order.
+    FindingLog begin() const { return log_; }
     /// What only whole conversations show.
-    void scanTransport(const ConversationTable&, const QualityGradeThresholds&) { }
-    void emitArpFindings() { }
-    CaptureExpertSummary summary() const { return {}; }
+    void scanTransport(const ConversationTable& table, FindingLog& findings) const;
+    void emitArpFindings(FindingLog& findings) const;
+    CaptureExpertSummary summary(FindingLog&& findings) const;
+
+    /// The findings of the newest frame so far.
+    std::array<Finding, 4> latest() const { return log_.latest(frames_); }
+
+private:
+    /// Frames skipped for one reason.
+    struct Skipped {
+        FrameSkip why;
+        bool isLinkType; ///< else `number` is an EtherType
+        std::uint16_t number;
+        std::uint64_t frames;
+        Sighting first;
+    };
+    /// How a host’s checksums look.
+    struct Sender {
+        std::uint32_t checked = 0, wrong = 0;
+        Sighting first, last;
+    };
+
+    /// The reader took nanoseconds for microseconds: no capture begins after the year 9999.
+    bool isBeyondCalendar() const;
+    Sighting arrive(const CaptureFrame& frame);
+    void scanTime(const Sighting& at, double before);
+    void scanChecksum(const FrameSight& sight);
+    void finishCapture(FindingLog& findings) const;
+    void finishAccounting(CaptureExpertSummary& summary) const;
+    std::vector<std::string> remarks() const;
+
+    // Large and shared by pointer: the scanner’s owner moves.
+    ExpertPreferences preferences_;
+    FindingLog log_;
+    std::unique_ptr<CopyScan> copies_;
+    std::unique_ptr<LinkScan> link_;
+    std::unique_ptr<ArpScan> arp_;
+    std::unique_ptr<IpScan> ip_;
+    std::unique_ptr<TcpScan> tcp_;
+    std::unique_ptr<ApplicationScan> application_;
+    BoundedTable<Address, Sender> senders_{4096};
+
+    std::uint32_t frames_ = 0;
+    std::uint64_t beyond_ = 0; ///< frames whose numbers no longer fit
+    std::uint64_t skippedFrames_ = 0;
+    std::vector<Skipped> skipped_;
+    std::uint64_t truncated_ = 0, checked_ = 0, wrongChecksums_ = 0;
+    double start_ = 0, last_ = 0;
+    double largestStep_ = 0, backward_ = 0;
+    double absoluteStart_ = 0;
+    bool isNanosecond_ = false;
 };
 
 } // namespace netrondo

@@ -113,7 +113,7 @@ void TCPQualityTracker::sampleWindow(const Step& step)
     }
     flow.windowLast = window;
     if (window == 0 && !(step.segment.flags & tcpFlag::fin)) [[unlikely]]
-        ++trouble(step).zeroWindowCount;
+        count(step, trouble(step).zeroWindowCount, tcpEvent::zeroWindow);
 }
 
 void TCPQualityTracker::examineSack(const Step& step)
@@ -155,7 +155,7 @@ void TCPQualityTracker::acknowledge(const Step& step)
     auto& reverse = step.reverse;
     const auto ack = *step.segment.ack;
     if (reverse.knows(FlowState::nextseqKnown) && isAfter(ack, reverse.nextseq)) [[unlikely]]
-        ++trouble(step).ackedUnseenCount;
+        count(step, trouble(step).ackedUnseenCount, tcpEvent::ackedUnseen);
     if (step.segment.options && !step.segment.options->sackBlocks().empty())
         examineSack(step);
     if (!reverse.knows(FlowState::lastackKnown) || isAfter(ack, reverse.lastack)) {
@@ -178,7 +178,7 @@ void TCPQualityTracker::checkRetransmission(const Step& step, const SegmentFinge
             return;
         const auto length = sequenceLength(segment);
         if (length && isAtOrBefore(segment.seq + length, flow.lastack)) [[unlikely]] {
-            ++trouble(step).spuriousRetransmitCount;
+            count(step, trouble(step).spuriousRetransmitCount, tcpEvent::spuriousRetransmission);
             return;
         }
     }
@@ -190,16 +190,16 @@ void TCPQualityTracker::checkRetransmission(const Step& step, const SegmentFinge
         auto& counters = trouble(step);
         if (fingerprint.ipId && fingerprint.ipId == earlier->ipId) {
             // The same IP packet seen again: something on the way duplicated it. Deliberately not part of the guess.
-            ++counters.retransmitInfrastructure;
+            count(step, counters.retransmitInfrastructure, tcpEvent::infrastructureRetransmission);
         } else {
             ++counters.retransmitGuess;
-            ++counters.retransmitEndpoint;
+            count(step, counters.retransmitEndpoint, tcpEvent::endpointRetransmission);
         }
         return;
     }
     // The same bytes in new sequence space: the application said it twice. Deliberately not part of the guess either.
     if (segment.payloadLength > 0 && recent_.hasPayloadElsewhere(flow.recent, fingerprint))
-        ++trouble(step).retransmitApplication;
+        count(step, trouble(step).retransmitApplication, tcpEvent::applicationRetransmission);
 }
 
 TcpOffer TCPQualityTracker::offer(const TCPOptions& options)
@@ -256,10 +256,11 @@ void TCPQualityTracker::shakeHands(const Step& step)
         side.rttMs = sample;
 }
 
-void TCPQualityTracker::observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment)
+TcpEvents TCPQualityTracker::observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment)
 {
+    TcpEvents events = 0;
     auto& flow = session.flows[sender];
-    const Step step{session, details, segment, sender, flow, session.flows[1 - sender]};
+    const Step step{session, details, segment, sender, flow, session.flows[1 - sender], events};
     const bool isRst = segment.flags & tcpFlag::rst;
     const bool isSyn = segment.flags & tcpFlag::syn;
 
@@ -300,6 +301,7 @@ void TCPQualityTracker::observe(Session& session, SessionDetails& details, int s
     }
     if (isSyn)
         shakeHands(step);
+    return events;
 }
 
 TCPQualityTracker TCPQualityTracker::snapshot() const

@@ -33,6 +33,13 @@ struct TcpSegment {
     std::uint64_t timestampFraction = 0;
 };
 
+/// What the tracker counted for one segment, beside its flags: a bit for each of the counters of trouble.
+using TcpEvents = std::uint8_t;
+namespace tcpEvent {
+constexpr TcpEvents endpointRetransmission = 1, infrastructureRetransmission = 2, applicationRetransmission = 4,
+                    spuriousRetransmission = 8, ackedUnseen = 16, zeroWindow = 32;
+} // namespace tcpEvent
+
 /// What a SYN or SYN+ACK offered, in short.
 struct TcpOffer {
     enum : std::uint8_t { present = 1, hasMss = 2, hasWindowScale = 4, sackPermitted = 8, timestamps = 16 };
@@ -69,8 +76,8 @@ struct TcpTrouble {
 class TCPQualityTracker {
 public:
     /// Feeds one segment, in capture order, sent by host `sender` (0 or 1) of the session, whose owner has counted it
-    /// in `frames` already.
-    void observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment);
+    /// in `frames` already. Tells what was counted, so that marks of frames and counters agree.
+    TcpEvents observe(Session& session, SessionDetails& details, int sender, const TcpSegment& segment);
 
     /// The record of one direction, with what its handshakes offered folded in.
     TCPSessionQuality quality(const Session& session, const SessionDetails& details, int side) const;
@@ -100,7 +107,13 @@ private:
         int sender;
         FlowState& flow;
         FlowState& reverse;
+        TcpEvents& events;
     };
+    static void count(const Step& step, Counter32& counter, TcpEvents event)
+    {
+        ++counter;
+        step.events |= event;
+    }
     void start(const Step& step, int side);
     TcpTrouble& trouble(const Step& step);
     TcpHandshake& handshakeOf(const Step& step);

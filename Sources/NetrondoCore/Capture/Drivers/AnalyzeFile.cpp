@@ -12,6 +12,18 @@ namespace {
 
 constexpr std::uint64_t progressInterval = 10'000;
 
+void ingestChosen(std::span<const CaptureFrame> frames, const FrameChoice& choice, PairAggregator& aggregator)
+{
+    while (!frames.empty()) {
+        const auto declined = std::find_if_not(frames.begin(), frames.end(), std::cref(choice));
+        const auto chosen = static_cast<std::size_t>(declined - frames.begin());
+        aggregator.ingest(frames.first(chosen));
+        if (declined != frames.end())
+            aggregator.leaveOut(*declined);
+        frames = frames.subspan(std::min(chosen + 1, frames.size()));
+    }
+}
+
 } // namespace
 
 CaptureResult<AnalysisResult> analyze(const std::filesystem::path& path, AnalysisMode mode,
@@ -26,6 +38,8 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
                                       const FrameChoice& choice)
 {
     PairAggregator aggregator(mode, expertPreferences);
+    if (reader.isNanosecond())
+        aggregator.setNanosecond();
     std::array<CaptureFrame, 256> frames;
     std::uint64_t count = 0;
     while (true) {
@@ -34,10 +48,10 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
         NR_TRY(const auto got, reader.nextBatch(std::span(frames).first(room)));
         if (got == 0)
             break;
-        auto kept = frames.begin() + static_cast<std::ptrdiff_t>(got);
         if (choice)
-            kept = std::remove_if(frames.begin(), kept, std::not_fn(std::cref(choice)));
-        aggregator.ingest({frames.begin(), kept});
+            ingestChosen(std::span(frames).first(got), choice, aggregator);
+        else
+            aggregator.ingest(std::span(frames).first(got));
         count += got;
         if (progress && count % progressInterval == 0)
             progress(count);

@@ -1,0 +1,343 @@
+// The scans in their order, and the summary of what they found.
+#include "Analysis/Expert/CaptureExpertScanner.h"
+
+#include "Analysis/Expert/RollUp.h"
+#include "Analysis/Model/ConversationTable.h"
+#include "Base/Units.h"
+#include "Dissection/Wire/EtherType.h"
+#include "Dissection/Wire/InternetChecksum.h"
+#include "Dissection/Wire/IpProtocol.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <limits>
+
+namespace netrondo {
+namespace {
+
+constexpr std::size_t maxSkipReasons = 64;
+
+bool isAnalysed(LinkType type)
+{
+    return type != LinkType::ieee80211 && type != LinkType::ieee80211Radio && type != LinkType::unknown;
+}
+
+/// What runs the network itself, and is no unknown traffic although no hosts are counted for it.
+bool isKnownType(std::uint16_t type)
+{
+    using namespace etherType;
+    constexpr std::uint16_t known[] = {arp,      rarp,           lldp, eapol,     slowProtocols, macControl, ptp,
+                                       loopback, pppoeDiscovery, aarp, wakeOnLan, macsec,        profinet,   appleTalk,
+                                       ipx,      ipxOld};
+    return type < firstType || std::find(std::begin(known), std::end(known), type) != std::end(known);
+}
+
+std::string typeInWords(std::uint16_t type)
+{
+    using namespace etherType;
+    const char* name = type == arp ? "ARP"
+        : type == lldp             ? "LLDP"
+        : type == eapol            ? "802.1X"
+        : type == slowProtocols    ? "slow protocols"
+        : type == macControl       ? "MAC control"
+        : type == loopback         ? "loopback test"
+        : type == ipv4             ? "IPv4"
+        : type == etherType::ipv6  ? "IPv6"
+                                   : nullptr;
+    if (type == 0)
+        return "too short for an EtherType";
+    if (type < firstType)
+        return "IEEE 802.3 with LLC";
+    return name ? fmt::format("EtherType 0x{:04x} ({})", type, name) : fmt::format("EtherType 0x{:04x}", type);
+}
+
+} // namespace
+
+CaptureExpertScanner::CaptureExpertScanner(const ExpertPreferences& preferences)
+    : preferences_(preferences)
+    , copies_(std::make_unique<CopyScan>(preferences_))
+    , link_(std::make_unique<LinkScan>(preferences_))
+    , arp_(std::make_unique<ArpScan>(preferences_))
+    , ip_(std::make_unique<IpScan>(preferences_))
+    , tcp_(std::make_unique<TcpScan>(preferences_))
+    , application_(std::make_unique<ApplicationScan>(preferences_))
+{ }
+
+bool CaptureExpertScanner::isBeyondCalendar() const
+{
+    return absoluteStart_ > units::endOfCalendar;
+}
+
+Sighting CaptureExpertScanner::arrive(const CaptureFrame& frame)
+{
+    const auto fraction = static_cast<double>(frame.timestampFraction);
+    auto seconds = static_cast<double>(frame.timestampSeconds) + fraction / (isNanosecond_ ? 1e9 : 1e6);
+    if (frames_ == 0) {
+        absoluteStart_ = seconds;
+        start_ = seconds;
+    }
+    seconds -= start_;
+    if (isBeyondCalendar())
+        seconds /= 1000;
+    if (frames_ == std::numeric_limits<std::uint32_t>::max())
+        ++beyond_;
+    else
+        ++frames_;
+    const Sighting at{frames_, seconds};
+    if (frames_ > 1)
+        scanTime(at, last_);
+    last_ = seconds;
+    // Scans count on from the start; what an earlier clock says is as good as the start itself.
+    return {frames_, std::max(seconds, 0.0)};
+}
+
+void CaptureExpertScanner::scanTime(const Sighting& at, double before)
+{
+    const auto step = at.seconds - before;
+    if (step >= -preferences_.timeBackMilliseconds / 1000 && step <= preferences_.timeGapSeconds) [[likely]]
+        return;
+    const auto usual = std::abs(before) / at.frame;
+    if (step > 0 && step < 100 * usual)
+        return;
+    auto& finding = log_.record(Finding::capTime, {}, at);
+    finding.measured = std::abs(step) > std::abs(finding.measured) ? step : finding.measured;
+    finding.threshold = preferences_.timeBackMilliseconds;
+    finding.detail = fmt::format("Time {} {} times", step < 0 ? "runs back or jumps" : "jumps forward", finding.count);
+}
+
+FrameScan CaptureExpertScanner::scanFrame(const CaptureFrame& frame)
+{
+    const FrameSight sight{frame, outlineOf(frame), arrive(frame)};
+    FrameScan result;
+    result.at = sight.at;
+    if (frame.capturedLength < frame.originalLength) [[unlikely]] {
+        ++truncated_;
+        log_.record(Finding::capTruncated, {}, sight.at);
+    }
+    result.copy = copies_->scan(sight, log_);
+    link_->scan(sight, log_);
+    if (sight.outline.network == FrameOutline::Network::arp && result.copy == CopyScan::Copy::none)
+        arp_->scan(sight, log_);
+    if (!sight.isIp())
+        return result;
+    ip_->scan(sight, result.copy, log_);
+    result.ttl = sight.ttl();
+    result.dontFragment = sight.isIpv6() || (sight.network()[6] & 0x40);
+    const auto transport = sight.transport();
+    if (sight.outline.ipProtocol == ipProtocol::tcp) {
+        if (transport.size() > 20) {
+            const auto length = std::min<std::size_t>((transport[12] >> 4) * 4u, transport.size());
+            if (length > 20) {
+                result.options = transport.data() + 20;
+                result.optionsLength = static_cast<std::uint8_t>(length - 20);
+            }
+        }
+    } else if (sight.outline.ipProtocol == ipProtocol::udp && result.copy == CopyScan::Copy::none) {
+        application_->scanDatagram(sight, *arp_, log_);
+    }
+    constexpr std::uint64_t enough = 20'000; // to know which hosts leave checksums to their cards
+    if (checked_ < enough)
+        scanChecksum(sight);
+    return result;
+}
+
+void CaptureExpertScanner::leaveOut(const CaptureFrame& frame)
+{
+    arrive(frame);
+    skip(frame, FrameSkip::filtered);
+}
+
+void CaptureExpertScanner::scanChecksum(const FrameSight& sight)
+{
+    const auto protocol = sight.outline.ipProtocol;
+    const auto transport = sight.transport();
+    const bool isTcp = protocol == ipProtocol::tcp;
+    if ((!isTcp && protocol != ipProtocol::udp) || transport.size() < (isTcp ? 20 : 8)
+        || sight.frame.capturedLength < sight.frame.originalLength
+        || (sight.isIpv4() && load::be16(sight.network() + 6) & 0x3fff)
+        || (sight.isIpv6() && sight.network()[6] != protocol))
+        return;
+    if (!isTcp && (load::be16(transport.data() + 6) == 0 || load::be16(transport.data() + 4) != transport.size()))
+        return;
+    ++checked_;
+    const auto sum =
+        InternetChecksum::fold(InternetChecksum::pseudoHeader(sight.source(), sight.destination(), protocol,
+                                                              static_cast<std::uint32_t>(transport.size()))
+                               + InternetChecksum::sum(transport));
+    auto* sender = senders_.at(sight.source());
+    if (!sender)
+        return;
+    ++sender->checked;
+    if (sum == 0xffff)
+        return;
+    ++wrongChecksums_;
+    if (sender->wrong++ == 0)
+        sender->first = sight.at;
+    sender->last = sight.at;
+}
+
+void CaptureExpertScanner::skip(const CaptureFrame& frame, FrameSkip why)
+{
+    const auto type = outlineOf(frame).etherType;
+    ++skippedFrames_;
+    const bool isLinkType = why == FrameSkip::unclassified && !isAnalysed(frame.linkType);
+    const bool hasNumber = why == FrameSkip::unclassified || why == FrameSkip::notIp;
+    const Skipped key{why,
+                      isLinkType,
+                      isLinkType      ? static_cast<std::uint16_t>(frame.linkType)
+                          : hasNumber ? static_cast<std::uint16_t>(type < etherType::firstType && type ? 1 : type)
+                                      : std::uint16_t{0},
+                      1,
+                      {frames_, last_}};
+    const auto known = std::find_if(skipped_.begin(), skipped_.end(), [&](const Skipped& other) {
+        return other.why == key.why && other.isLinkType == key.isLinkType && other.number == key.number;
+    });
+    if (known != skipped_.end())
+        ++known->frames;
+    else if (skipped_.size() < maxSkipReasons)
+        skipped_.push_back(key);
+}
+
+void CaptureExpertScanner::scanSegment(const FrameScan& scan, const FrameFacts& facts, const CaptureFrame& frame,
+                                       std::uint32_t connection, int sender, TcpEvents events)
+{
+    const SegmentSight sight{facts,
+                             scan.at,
+                             connection,
+                             sender,
+                             events,
+                             scan.copy,
+                             scan.ttl,
+                             scan.dontFragment,
+                             scan.options ? Bytes(scan.options, scan.optionsLength) : Bytes{}};
+    tcp_->scan(sight, log_);
+    if (!facts.payload.empty() && scan.copy == CopyScan::Copy::none)
+        application_->scanSegment(sight, frame.seconds(), log_);
+}
+
+void CaptureExpertScanner::scanTransport(const ConversationTable& table, FindingLog& findings) const
+{
+    tcp_->finish(table, *ip_, last_, findings);
+}
+
+void CaptureExpertScanner::emitArpFindings(FindingLog& findings) const
+{
+    arp_->finish(findings, last_);
+}
+
+void CaptureExpertScanner::finishCapture(FindingLog& findings) const
+{
+    if (auto* cut = findings.find(Finding::capTruncated, {})) {
+        cut->measured = 100.0 * static_cast<double>(truncated_) / frames_;
+        cut->threshold = preferences_.truncatedPercent;
+        if (cut->measured < preferences_.truncatedPercent)
+            FindingLog::withdraw(*cut);
+    }
+    for (const auto& skipped : skipped_) {
+        if (skipped.why != FrameSkip::unclassified
+            || (!skipped.isLinkType && (skipped.number == 1 || isKnownType(skipped.number))))
+            continue;
+        auto& finding = findings.record(Finding::capUnanalysed, {}, skipped.first);
+        finding.count += skipped.frames - 1;
+        finding.measured = static_cast<double>(finding.count);
+        const auto what =
+            skipped.isLinkType ? fmt::format("link type {}", skipped.number) : typeInWords(skipped.number);
+        finding.detail += (finding.detail.empty() ? "" : ", ") + fmt::format("{} ({})", what, skipped.frames);
+    }
+    for (const auto& [address, sender] : senders_.entries()) {
+        const auto share = 100.0 * sender.wrong / sender.checked;
+        if (sender.wrong < 3 || share < preferences_.offloadPercent)
+            continue;
+        findings.record(Finding::capOffload, {address, {}, 0}, sender.first);
+        auto& finding = findings.record(Finding::capOffload, {address, {}, 0}, sender.last);
+        finding.count = sender.wrong;
+        finding.measured = share;
+        finding.threshold = preferences_.offloadPercent;
+    }
+}
+
+std::vector<std::string> CaptureExpertScanner::remarks() const
+{
+    std::vector<std::string> lines;
+    if (isNanosecond_ || isBeyondCalendar())
+        lines.push_back(
+            "The file counts nanoseconds, which are read as microseconds: start, duration and rate are off.");
+    for (const auto& skipped : skipped_) {
+        if (skipped.isLinkType)
+            lines.push_back(fmt::format("{} of {} not analysed.", units::counted(skipped.frames, "frame", "frames"),
+                                        displayName(static_cast<LinkType>(skipped.number))));
+    }
+    return lines;
+}
+
+void CaptureExpertScanner::finishAccounting(CaptureExpertSummary& summary) const
+{
+    auto& accounting = summary.accounting;
+    accounting.read = frames_ + beyond_;
+    accounting.analysed = accounting.read - skippedFrames_;
+    std::uint64_t told = 0;
+    for (const auto& skipped : skipped_) {
+        std::string reason;
+        switch (skipped.why) {
+        case FrameSkip::unclassified:
+            reason = skipped.isLinkType
+                ? fmt::format("{} is not analysed", displayName(static_cast<LinkType>(skipped.number)))
+                : typeInWords(skipped.number);
+            break;
+        case FrameSkip::notIp: reason = "not IP: " + typeInWords(skipped.number); break;
+        case FrameSkip::toItself: reason = "from a host to itself"; break;
+        case FrameSkip::filtered: reason = "left out by the filter"; break;
+        }
+        told += skipped.frames;
+        const auto same = std::find_if(accounting.skipped.begin(), accounting.skipped.end(),
+                                       [&](const auto& other) { return other.reason == reason; });
+        if (same != accounting.skipped.end())
+            same->frames += skipped.frames;
+        else
+            accounting.skipped.push_back({std::move(reason), skipped.frames});
+    }
+    if (told < skippedFrames_)
+        accounting.skipped.push_back({"other reasons", skippedFrames_ - told});
+    std::stable_sort(accounting.skipped.begin(), accounting.skipped.end(),
+                     [](const auto& a, const auto& b) { return a.frames > b.frames; });
+}
+
+CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
+{
+    copies_->finish(findings);
+    link_->finish(findings);
+    ip_->finish(findings, last_);
+    application_->finish(findings, last_);
+    finishCapture(findings);
+
+    CaptureExpertSummary summary;
+    auto& list = summary.findings;
+    list = std::move(findings.records());
+    std::erase_if(list, [](const auto& finding) { return finding.count == 0; });
+    rollUp(list);
+    const bool missesFrames = std::any_of(list.begin(), list.end(), [](const auto& finding) {
+        return finding.finding == Finding::capLoss || finding.finding == Finding::capOneway;
+    });
+    for (auto& finding : list) {
+        std::sort(finding.evidence.begin(), finding.evidence.end());
+        finding.evidence.erase(std::unique(finding.evidence.begin(), finding.evidence.end()), finding.evidence.end());
+        if (missesFrames && finding.kind().layer == ExpertLayer::transport)
+            finding.confidence /= 2; // what looks lost may only be missing here
+        for (const auto frame : finding.evidence)
+            findings.annotate(frame, finding.finding);
+    }
+    std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) {
+        return std::tuple(b.severity, b.confidence, b.count, a.finding)
+            < std::tuple(a.severity, a.confidence, a.count, b.finding);
+    });
+    applyMutes(list, preferences_.mutes);
+    summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
+    summary.remarks = remarks();
+    summary.cutOff = findings.cutOff();
+    if (beyond_)
+        summary.cutOff.push_back(fmt::format("{} frames beyond number {} carry no marks", beyond_, frames_));
+    finishAccounting(summary);
+    return summary;
+}
+
+} // namespace netrondo

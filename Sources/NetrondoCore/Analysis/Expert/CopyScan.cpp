@@ -1,0 +1,117 @@
+// A small table of fingerprints, each overwritten by the next one that falls on its place.
+#include "Analysis/Expert/CopyScan.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace netrondo {
+namespace {
+
+std::uint64_t word(Bytes bytes, std::size_t at)
+{
+    std::uint64_t value = 0;
+    if (at < bytes.size())
+        std::memcpy(&value, bytes.data() + at, std::min<std::size_t>(8, bytes.size() - at));
+    return value;
+}
+
+/// Mixes as the hash of addresses does, but the same in every run: which fingerprints displace which shows in results.
+std::uint64_t mix(std::uint64_t a, std::uint64_t b)
+{
+    const auto product = static_cast<Uint128>(a ^ 0x9e3779b97f4a7c15) * (b ^ 0xd1b54a32d192ed03);
+    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+bool isGroup(std::uint64_t mac)
+{
+    return mac >> 40 & 1;
+}
+
+} // namespace
+
+// All of a packet that stays the same on its way: a router changes the time to live, the header checksum and the MAC
+// addresses, and a VLAN tag may come or go. The transport's checksum stands for the payload.
+std::uint64_t CopyScan::fingerprintOf(const FrameSight& sight)
+{
+    const auto bytes = slice(sight.data(), sight.outline.networkOffset);
+    std::uint64_t header, addresses;
+    std::size_t next;
+    if (sight.isIpv4()) {
+        header = word(bytes, 0) ^ std::uint64_t{bytes[9]} << 56;
+        addresses = word(bytes, 12);
+        next = 20;
+    } else if (sight.isIpv6()) {
+        header = load::be64(bytes.data()) & ~std::uint64_t{0xff};
+        addresses = mix(word(bytes, 8) ^ word(bytes, 24), word(bytes, 16) + word(bytes, 32));
+        next = 40;
+    } else {
+        header = sight.frame.originalLength;
+        addresses = mix(word(bytes, 0), word(bytes, 8));
+        next = 16;
+    }
+    return mix(mix(header, addresses) ^ word(bytes, next), mix(word(bytes, next + 8), word(bytes, next + 16))) | 1;
+}
+
+CopyScan::Copy CopyScan::scan(const FrameSight& sight, FindingLog& log)
+{
+    ++frames_;
+    const bool isGroupFrame = isGroup(sight.destinationMac());
+    if (!sight.isIp() && !isGroupFrame)
+        return Copy::none;
+    const auto fingerprint = fingerprintOf(sight);
+    auto& seen = seen_[fingerprint >> 32 & (seen_.size() - 1)];
+    const auto seconds = sight.at.seconds;
+    const auto place = static_cast<std::uint32_t>(sight.frame.interfaceID);
+    const std::uint8_t ttl = sight.isIp() ? sight.ttl() : 0;
+    if (seen.fingerprint != fingerprint || seconds - seen.first > 1 || seconds < seen.first) {
+        seen = {fingerprint, sight.sourceMac(), seconds, seconds, sight.at.frame, place, ttl, 1, 1};
+        return Copy::none;
+    }
+    const bool isNear = sight.at.frame - seen.frame <= 64 && seconds - seen.last <= 0.010;
+    const bool isSamePlace = place == seen.place && sight.sourceMac() == seen.sourceMac;
+    auto copy = Copy::none;
+    if (ttl == seen.ttl && isSamePlace) {
+        if (isNear) {
+            copy = Copy::same;
+            ++same_;
+            log.record(Finding::capDupes, {}, sight.at);
+        }
+        seen.copies = static_cast<std::uint8_t>(std::min(seen.copies + 1, 255));
+        if (isGroupFrame && seen.copies >= preferences_.frameLoopCopies) {
+            auto& loop = log.record(Finding::ethLoop, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
+            loop.measured = std::max<double>(loop.measured, seen.copies);
+            loop.threshold = preferences_.frameLoopCopies;
+            if (loop.detail.empty())
+                loop.detail = sight.destinationMac() == 0xffffffffffff ? "broadcast" : "multicast";
+        }
+    } else if (ttl < seen.ttl) {
+        copy = Copy::along;
+        seen.ttl = ttl;
+        seen.passages = static_cast<std::uint8_t>(std::min(seen.passages + 1, 255));
+        // Captured at several points, a packet is seen with several times to live; only in a loop does the same
+        // station send it again.
+        if (isSamePlace && seen.passages > preferences_.packetLoopPassages) {
+            auto& loop = log.record(Finding::ipLoop, {sight.source(), sight.destination(), 0}, sight.at);
+            loop.measured = std::max<double>(loop.measured, seen.passages);
+            loop.threshold = preferences_.packetLoopPassages;
+        }
+    } else if (isNear && !isSamePlace) {
+        copy = Copy::along;
+    }
+    seen.frame = sight.at.frame;
+    seen.last = seconds;
+    return copy;
+}
+
+void CopyScan::finish(FindingLog& log) const
+{
+    auto* dupes = log.find(Finding::capDupes, {});
+    if (!dupes)
+        return;
+    dupes->measured = 100.0 * static_cast<double>(same_) / static_cast<double>(frames_);
+    dupes->threshold = preferences_.duplicatePercent;
+    if (dupes->measured < preferences_.duplicatePercent || same_ < 20)
+        log.withdraw(*dupes);
+}
+
+} // namespace netrondo

@@ -1,0 +1,88 @@
+// What goes wrong on the link: stations, sizes, storms, spanning tree, neighbours.
+#pragma once
+
+#include "Analysis/Expert/BoundedTable.h"
+#include "Analysis/Expert/FrameSight.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace netrondo {
+
+class LinkScan {
+public:
+    explicit LinkScan(const ExpertPreferences& preferences) : preferences_(preferences) { }
+
+    void scan(const FrameSight& sight, FindingLog& log);
+    void finish(FindingLog& log) const;
+
+private:
+    /// What is known of a MAC address.
+    struct Station {
+        bool sent = false;
+        std::uint16_t vlan = 0; ///< of the last frame that carried a tag
+        Address lastIp;         ///< its sender then
+        BurstCount moves, pauses;
+        std::uint32_t received = 0; ///< frames
+        Sighting firstReceived;
+        std::uint32_t small = 0, padded = 0, sentLarge = 0, receivedLarge = 0;
+        std::uint32_t identityRequests = 0; ///< EAP, since the station’s last answer
+    };
+    /// Broadcasts, or multicasts, of the running second.
+    struct Storm {
+        double second = -1;
+        std::uint32_t count = 0;
+        Sighting first;
+        std::uint64_t group = 0; ///< the destination of the majority
+        std::uint32_t majority = 0;
+        std::uint32_t worst = 0;
+        Sighting worstFirst, worstLast;
+        bool worstIsOneStream = false;
+    };
+    struct Tree {
+        std::int64_t interface = 0;
+        std::uint64_t root = 0, rootBefore = 0;
+        double changed = -1e300; ///< when the root did
+    };
+    /// What a neighbour announces of its end of the link.
+    struct Neighbour {
+        std::int64_t interface = 0;
+        std::uint64_t mac = 0;
+        bool isCdp = false;
+        std::optional<std::uint16_t> nativeVlan;
+        std::optional<std::uint32_t> mtu;
+        std::optional<bool> fullDuplex;
+        Sighting first;
+    };
+
+    void scanStations(const FrameSight& sight, FindingLog& log);
+    void scanSizes(const FrameSight& sight, Station& source, FindingLog& log);
+    void countGroup(Storm& storm, const FrameSight& sight);
+    void scanCheckSequence(const FrameSight& sight, FindingLog& log);
+    void scanPause(const FrameSight& sight, Station& source, FindingLog& log);
+    void scanBridge(Bytes bpdu, const FrameSight& sight, FindingLog& log);
+    void scanRoot(std::uint64_t root, std::uint16_t maxAge, const FrameSight& sight, FindingLog& log);
+    void scanDot1x(Bytes packet, const FrameSight& sight, FindingLog& log);
+    void scanLldp(Bytes packet, const FrameSight& sight);
+    void scanCdp(Bytes packet, const FrameSight& sight);
+    Neighbour* neighbour(const FrameSight& sight, bool isCdp);
+    void finishStorm(const Storm& storm, const char* what, FindingLog& log) const;
+    void finishFlood(FindingLog& log) const;
+    void finishNeighbours(FindingLog& log) const;
+
+    const ExpertPreferences& preferences_;
+    BoundedTable<Address, Station> stations_{65'536};
+    Storm broadcasts_, multicasts_;
+    std::uint64_t unicasts_ = 0;
+    std::uint64_t small_ = 0, padded_ = 0;
+    std::uint32_t trailers_ = 0, rightTrailers_ = 0;
+    double treeChanged_ = -1e300; ///< last BPDU that said so
+    BurstCount treeChanges_;
+    std::vector<Tree> trees_;
+    std::vector<Neighbour> neighbours_;
+};
+
+} // namespace netrondo

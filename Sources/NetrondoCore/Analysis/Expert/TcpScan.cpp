@@ -1,0 +1,810 @@
+// The rules about TCP (RFC 9293; RFC 2018, 5681 and 6298 on repetition; RFC 7323 on options).
+#include "Analysis/Expert/TcpScan.h"
+
+#include "Analysis/Model/ConversationTable.h"
+#include "Dissection/Classify/PortServices.h"
+#include "Dissection/Wire/TcpHeader.h"
+#include "Dissection/Wire/TcpOptions.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <map>
+
+namespace netrondo {
+namespace {
+
+using Copy = CopyScan::Copy;
+
+constexpr std::uint64_t floorOfShares = 20; // below, a single segment would be many percent
+
+bool isAfter(std::uint32_t a, std::uint32_t b)
+{
+    return static_cast<std::int32_t>(a - b) > 0;
+}
+
+std::uint32_t sequenceLength(const FrameFacts& facts)
+{
+    return static_cast<std::uint32_t>(facts.payload.size()) + (facts.flags & tcpFlag::syn ? 1 : 0)
+        + (facts.flags & tcpFlag::fin ? 1 : 0);
+}
+
+} // namespace
+
+int TcpScan::server(const FrameFacts& facts, int sender)
+{
+    const bool sourceServes = PortServices::serviceOf(facts.sourcePort).has_value();
+    const bool destinationServes = PortServices::serviceOf(facts.destinationPort).has_value();
+    if (sourceServes != destinationServes)
+        return sourceServes ? sender : 1 - sender;
+    return facts.sourcePort < facts.destinationPort ? sender : 1 - sender;
+}
+
+TcpScan::SideTrouble& TcpScan::trouble(Connection& connection, int side)
+{
+    if (connection.trouble == 0) {
+        if (troubles_.size() == 0)
+            troubles_.append();
+        connection.trouble = troubles_.append();
+    }
+    return troubles_[connection.trouble].sides[side];
+}
+
+Subject TcpScan::subject(const Context& at)
+{
+    const auto& facts = at.sight.facts;
+    const int serves = at.connection.is(Connection::synSeen) || at.connection.is(Connection::synAckSeen)
+        ? 1 - at.connection.client
+        : server(facts, at.sight.sender);
+    return {facts.source, facts.destination, serves == at.sight.sender ? facts.sourcePort : facts.destinationPort};
+}
+
+Subject TcpScan::reversed(const Context& at)
+{
+    const auto forward = subject(at);
+    return {forward.b, forward.a, forward.port};
+}
+
+// The tracker's events are marked as they are counted, whatever they turn out to mean.
+void TcpScan::note(const SegmentSight& sight, FindingLog& log)
+{
+    constexpr std::pair<TcpEvents, Finding> marks[] = {{tcpEvent::endpointRetransmission, Finding::tcpRetxEndpoint},
+                                                       {tcpEvent::infrastructureRetransmission, Finding::tcpRetxInfra},
+                                                       {tcpEvent::applicationRetransmission, Finding::tcpRetxApp},
+                                                       {tcpEvent::spuriousRetransmission, Finding::tcpSpurious},
+                                                       {tcpEvent::ackedUnseen, Finding::tcpAckedUnseen},
+                                                       {tcpEvent::zeroWindow, Finding::tcpZerowin}};
+    for (const auto& [event, finding] : marks) {
+        if (sight.events & event)
+            log.annotate(sight.at.frame, finding);
+    }
+}
+
+void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
+{
+    while (connections_.size() <= sight.connection)
+        connections_.append();
+    auto& connection = connections_[sight.connection];
+    if (sight.events) [[unlikely]]
+        note(sight, log);
+    ++segments_;
+    const Context at{
+        sight, connection, connection.sides[sight.sender], connection.sides[1 - sight.sender], tick(sight.at.seconds),
+        log};
+    const auto flags = sight.facts.flags;
+    if (sight.copy != Copy::none) [[unlikely]] {
+        constexpr auto seenTwice = tcpEvent::infrastructureRetransmission | tcpEvent::spuriousRetransmission;
+        if (sight.copy == Copy::same && sight.events & seenTwice) {
+            log.record(Finding::tcpRetxInfra, subject(at), sight.at);
+            connection.state |= Connection::troubled;
+        }
+        return; // what follows counts what hosts did, and this they did once
+    }
+    if ((flags & (tcpFlag::syn | tcpFlag::fin | tcpFlag::rst)) || !(flags & tcpFlag::ack)) [[unlikely]] {
+        scanFlags(at);
+        if (flags & tcpFlag::syn)
+            scanSyn(at);
+    }
+    scanTtl(at);
+    if (flags & tcpFlag::rst) [[unlikely]] {
+        scanReset(at);
+        connection.last = at.now;
+        return;
+    }
+    if (connection.trouble) [[unlikely]] {
+        auto& others = trouble(connection, 1 - sight.sender);
+        others.keepAlives = 0; // somebody is there
+        others.idle = 0;
+        if (!others.peerIsAlive && others.largeResent) { // what counts is what it does not get while it speaks
+            others.peerIsAlive = true;
+            others.largeResent = 0;
+        }
+    }
+    if (connection.is(Connection::synAckSeen) && sight.sender == connection.client)
+        connection.state |= Connection::established;
+    if (flags & tcpFlag::ack)
+        scanAcknowledgment(at);
+    if (sequenceLength(sight.facts))
+        scanData(at);
+    scanWindow(at);
+    connection.last = at.now;
+}
+
+void TcpScan::scanFlags(const Context& at)
+{
+    using namespace tcpFlag;
+    const auto flags = at.sight.facts.flags & (fin | syn | rst | psh | tcpFlag::ack | urg);
+    const char* what = flags == 0                                         ? "none at all"
+        : (flags & (syn | fin)) == (syn | fin)                            ? "SYN and FIN"
+        : (flags & (syn | rst)) == (syn | rst)                            ? "SYN and RST"
+        : (flags & (fin | psh | urg | tcpFlag::ack)) == (fin | psh | urg) ? "FIN, PSH and URG without ACK"
+                                                                          : nullptr;
+    if (!what)
+        return;
+    auto& finding = at.log.report(Finding::tcpBadflags, subject(at), at.sight.at);
+    finding.measured = static_cast<double>(finding.count);
+    finding.detail = what;
+}
+
+void TcpScan::scanSyn(const Context& at)
+{
+    auto& connection = at.connection;
+    const auto& facts = at.sight.facts;
+    const bool isAnswer = facts.flags & tcpFlag::ack;
+    if (!isAnswer) {
+        if (connection.is(Connection::synSeen) && connection.isn != facts.seq) {
+            const auto silence = seconds(at.now - connection.last);
+            const bool wasUsed = connection.is(Connection::established);
+            connection.client = static_cast<std::uint8_t>(at.sight.sender);
+            if (wasUsed && silence < preferences_.reuseSeconds) {
+                auto& finding = at.log.report(Finding::tcpReuse, subject(at), at.sight.at);
+                finding.measured = silence;
+                finding.threshold = preferences_.reuseSeconds;
+            }
+            connection = {};
+        }
+        connection.client = static_cast<std::uint8_t>(at.sight.sender);
+        if (connection.synCount++ == 0) {
+            connection.firstSyn = at.now;
+            connection.synFrame = at.sight.at.frame;
+        }
+        connection.synCount = std::max<std::uint8_t>(connection.synCount, 1); // 256 of them are as good as 255
+        connection.isn = facts.seq;
+        connection.lastSyn = at.now;
+        connection.state |= Connection::synSeen;
+    } else {
+        connection.client = static_cast<std::uint8_t>(1 - at.sight.sender);
+        if (!connection.is(Connection::synAckSeen)) {
+            connection.synAck = at.now;
+            connection.synAckFrame = at.sight.at.frame;
+        }
+        if (!connection.is(Connection::synAckSeen) && connection.is(Connection::synSeen)) {
+            const auto took = at.now - connection.lastSyn;
+            connection.roundTrip = static_cast<std::uint16_t>(std::min<Tick>(took, 0xffff));
+            const auto inMs = seconds(took) * 1000;
+            if (inMs > preferences_.handshakeMilliseconds && inMs < 60'000) {
+                auto& finding = at.log.report(Finding::tcpSlowhandshake, reversed(at), at.sight.at);
+                finding.measured = std::max(finding.measured, inMs);
+                finding.threshold = preferences_.handshakeMilliseconds;
+                finding.severity = finding.measured > preferences_.handshakeErrorMilliseconds ? Severity::error
+                    : finding.measured > preferences_.handshakeWarnMilliseconds               ? Severity::warning
+                                                                                              : Severity::note;
+            }
+        }
+        connection.state |= Connection::synAckSeen;
+    }
+    const auto options = parseTcpOptions(at.sight.options);
+    at.me.known |= Side::offered;
+    at.me.shift = options.windowScale ? std::min<std::uint8_t>(*options.windowScale, 14) : 0xff;
+}
+
+void TcpScan::scanReset(const Context& at)
+{
+    auto& connection = at.connection;
+    const auto& facts = at.sight.facts;
+    if (connection.is(Connection::wasReset) || connection.is(Connection::refused))
+        return;
+    const auto flags = facts.flags;
+    if (flags & tcpFlag::ack && connection.is(Connection::synSeen) && !connection.is(Connection::synAckSeen)
+        && at.sight.sender != connection.client && facts.ack == connection.isn + 1) {
+        connection.state |= Connection::refused;
+        auto& finding = at.log.report(Finding::tcpRefused, reversed(at), at.sight.at);
+        finding.measured = static_cast<double>(finding.count);
+        return;
+    }
+    const bool wasOpen = !connection.is(Connection::synSeen) || connection.is(Connection::established);
+    connection.state |= Connection::wasReset;
+    if (!wasOpen)
+        return; // a request that was given up
+    if (at.me.ttl && std::abs(int{at.sight.ttl} - int{at.me.ttl}) >= preferences_.resetTtlShift) {
+        auto& finding = at.log.report(Finding::tcpRstInjected, subject(at), at.sight.at);
+        finding.measured = std::abs(int{at.sight.ttl} - int{at.me.ttl});
+        finding.threshold = preferences_.resetTtlShift;
+        return;
+    }
+    const auto silence = seconds(at.now - connection.last);
+    if (connection.last && silence >= preferences_.idleSeconds) {
+        auto& finding = at.log.report(Finding::tcpIdle, subject(at), at.sight.at);
+        finding.measured = std::max(finding.measured, silence);
+        finding.threshold = preferences_.idleSeconds;
+        return;
+    }
+    // What was sent and not acknowledged; after a FIN of either side the data was done with.
+    std::uint32_t outstanding = 0;
+    for (const auto& [from, to] : {std::pair(&at.me, &at.peer), std::pair(&at.peer, &at.me)}) {
+        if (from->knows(Side::sent) && to->knows(Side::acked) && isAfter(from->nextSeq, to->ackSent))
+            outstanding += from->nextSeq - to->ackSent;
+    }
+    const bool isClosing = at.me.knows(Side::fin) || at.peer.knows(Side::fin);
+    auto& finding = at.log.report(Finding::tcpRst, subject(at), at.sight.at);
+    finding.measured = std::max<double>(finding.measured, outstanding);
+    if (outstanding && !isClosing) {
+        finding.severity = Severity::warning;
+        finding.detail = "Data was on its way.";
+    } else if (finding.detail.empty() && isClosing) {
+        finding.detail = "The connection was being closed.";
+    }
+}
+
+void TcpScan::scanAcknowledgment(const Context& at)
+{
+    const auto& facts = at.sight.facts;
+    auto& me = at.me;
+    const bool isBare = facts.payload.empty() && !(facts.flags & (tcpFlag::syn | tcpFlag::fin));
+    const bool isSame = me.knows(Side::acked) && facts.ack == me.ackSent;
+    if (at.sight.events & tcpEvent::ackedUnseen) [[unlikely]] {
+        if (ackedUnseen_++ == 0)
+            ackedUnseenFirst_ = at.sight.at;
+        at.log.record(Finding::tcpAckedUnseen, subject(at), at.sight.at).measured += 1;
+    }
+    if (isSame && isBare && facts.window == me.window && at.peer.knows(Side::sent)
+        && isAfter(at.peer.nextSeq, facts.ack)) {
+        me.dupAcks = static_cast<std::uint8_t>(std::min(me.dupAcks + 1, 255));
+        if (me.dupAcks >= preferences_.duplicateAcks) {
+            auto& finding = at.log.report(Finding::tcpDupack, subject(at), at.sight.at);
+            finding.measured = static_cast<double>(finding.count);
+            finding.threshold = preferences_.duplicateAcks;
+        }
+    } else if (!isSame && (!me.knows(Side::acked) || isAfter(facts.ack, me.ackSent))) {
+        me.dupAcks = 0;
+        me.ackSent = facts.ack;
+        me.known |= Side::acked;
+        if (at.connection.trouble) [[unlikely]] {
+            auto& others = trouble(at.connection, 1 - at.sight.sender);
+            others.largeResent = 0;
+            others.doublings = 0;
+        }
+        // A delayed acknowledgment comes after 40 ms or 200 ms; somebody may have waited for it.
+        if (isBare && at.peer.knows(Side::sent) && facts.ack == at.peer.nextSeq && !at.peer.knows(Side::full)) {
+            const auto took = seconds(at.now - at.peer.lastData) * 1000;
+            if ((took >= 35 && took <= 45) || (took >= 190 && took <= 210)) [[unlikely]]
+                trouble(at.connection, 1 - at.sight.sender).delayedAck = at.now;
+        }
+    }
+}
+
+void TcpScan::scanData(const Context& at)
+{
+    const auto& facts = at.sight.facts;
+    auto& me = at.me;
+    const auto length = sequenceLength(facts);
+    const auto end = facts.seq + length;
+    const bool isKeepAlive = at.peer.knows(Side::acked) && facts.seq == at.peer.ackSent - 1 && facts.payload.size() <= 1
+        && !(facts.flags & (tcpFlag::syn | tcpFlag::fin));
+    if (isKeepAlive) [[unlikely]] {
+        if (at.peer.window == 0) // it asks for room
+            return;
+        auto& mine = trouble(at.connection, at.sight.sender);
+        if (mine.keepAlives++ == 0)
+            mine.keepAlive = at.sight.at;
+        if (mine.keepAlives >= preferences_.keepAlives) {
+            if (mine.keepAlives == static_cast<std::uint8_t>(preferences_.keepAlives))
+                at.log.record(Finding::tcpKeepalive, subject(at), mine.keepAlive);
+            auto& finding = at.log.report(Finding::tcpKeepalive, subject(at), at.sight.at);
+            finding.measured = mine.keepAlives;
+            finding.threshold = preferences_.keepAlives;
+        }
+        return;
+    }
+    if (facts.flags & tcpFlag::fin)
+        me.known |= Side::fin;
+    if (!facts.payload.empty() || facts.flags & tcpFlag::syn)
+        ++me.dataSegments;
+    const bool isAhead = !me.knows(Side::sent) || isAfter(end, me.nextSeq);
+    constexpr auto resent =
+        tcpEvent::endpointRetransmission | tcpEvent::spuriousRetransmission | tcpEvent::infrastructureRetransmission;
+    if (at.sight.events & resent) [[unlikely]] {
+        scanResent(at, true);
+    } else if (at.sight.events & tcpEvent::applicationRetransmission) [[unlikely]] {
+        constexpr std::size_t small = 64; // keystrokes, keep-alives and the like repeat by nature
+        if (facts.payload.size() >= small && server(facts, at.sight.sender) != at.sight.sender)
+            at.log.record(Finding::tcpRetxApp, subject(at), at.sight.at);
+    } else if (!isAhead && !facts.payload.empty()) [[unlikely]] {
+        // It fills a hole: it was overtaken, or its first copy was lost before the capture point. The identification
+        // of IPv4 tells which, where the sender counts it; else only what came sooner than any repetition could.
+        const bool hasId = facts.has & FrameFacts::ipv4Id && facts.identification && me.ipId;
+        const auto roundTrip =
+            at.connection.roundTrip ? Tick{at.connection.roundTrip} : milliseconds(preferences_.outOfOrderMilliseconds);
+        const bool wasOvertaken =
+            hasId ? static_cast<std::int16_t>(facts.identification - me.ipId) < 0 : at.now - me.lastAdvance < roundTrip;
+        if (wasOvertaken) {
+            at.log.report(Finding::tcpOoo, subject(at), at.sight.at);
+            at.connection.state |= Connection::troubled;
+        } else {
+            scanResent(at, false);
+        }
+    } else if (at.connection.trouble && !facts.payload.empty()) [[unlikely]] {
+        auto& mine = trouble(at.connection, at.sight.sender);
+        if (mine.delayedAck && at.now - mine.delayedAck < milliseconds(5)
+            && ++mine.stalls >= preferences_.delayedAckStalls) {
+            auto& finding = at.log.report(Finding::tcpDelayedack, subject(at), at.sight.at);
+            finding.count = mine.stalls;
+            finding.measured = mine.stalls;
+            finding.threshold = preferences_.delayedAckStalls;
+        }
+        mine.delayedAck = 0;
+    }
+    if (at.connection.last && at.now - at.connection.last >= milliseconds(preferences_.idleSeconds * 1000)) [[unlikely]]
+        trouble(at.connection, at.sight.sender).idle = at.now - at.connection.last;
+    if (isAhead) {
+        me.nextSeq = end;
+        me.lastAdvance = at.now;
+        me.ipId = facts.identification;
+    }
+    me.lastData = at.now;
+    me.known |= Side::sent;
+    constexpr std::size_t fullSize = 1200; // no segment of a host that has more to say is smaller
+    me.known =
+        static_cast<std::uint8_t>(facts.payload.size() >= fullSize ? me.known | Side::full : me.known & ~Side::full);
+    me.kilobytes += static_cast<std::uint32_t>((facts.payload.size() + 1023) / 1024);
+    // Bytes on the way against the room the receiver gave, where its scale is known.
+    if (at.peer.knows(Side::acked) && at.peer.knows(Side::offered) && at.me.knows(Side::offered) && at.peer.window) {
+        const bool isScaled = at.peer.shift != 0xff && at.me.shift != 0xff;
+        const auto room = std::uint32_t{at.peer.window} << (isScaled ? at.peer.shift : 0);
+        if (isAfter(me.nextSeq, at.peer.ackSent) && me.nextSeq - at.peer.ackSent >= room && !facts.payload.empty()
+            && !(facts.flags & tcpFlag::syn)) [[unlikely]] {
+            auto& finding = at.log.report(Finding::tcpWinfull, subject(at), at.sight.at);
+            finding.measured = std::max<double>(finding.measured, me.nextSeq - at.peer.ackSent);
+            at.connection.state |= Connection::troubled;
+        }
+    }
+}
+
+// A segment that was sent again. `isKnownCopy`: the tracker remembers or knows that it was acknowledged; else it fills
+// a hole, so that its first copy never came by.
+void TcpScan::scanResent(const Context& at, bool isKnownCopy)
+{
+    const auto& facts = at.sight.facts;
+    const auto events = at.sight.events;
+    auto& connection = at.connection;
+    connection.state |= Connection::troubled;
+    if (facts.flags & tcpFlag::syn) // told by the rules about handshakes
+        return;
+    const auto whom = subject(at);
+    if (events & tcpEvent::infrastructureRetransmission) {
+        at.log.record(Finding::tcpRetxInfra, whom, at.sight.at);
+        return;
+    }
+    if (events & tcpEvent::spuriousRetransmission) {
+        at.log.record(Finding::tcpSpurious, whom, at.sight.at);
+        return;
+    }
+    if (isKnownCopy)
+        at.log.record(Finding::tcpRetxEndpoint, whom, at.sight.at);
+    const auto wait = at.now - at.me.lastData;
+    const auto timeout = std::max<Tick>(milliseconds(preferences_.timeoutMilliseconds), 2u * connection.roundTrip);
+    if (at.peer.dupAcks >= preferences_.duplicateAcks) {
+        at.log.report(Finding::tcpFastretx, whom, at.sight.at).measured += 1;
+        return;
+    }
+    if (wait < timeout || at.peer.window == 0)
+        return;
+    auto& mine = trouble(connection, at.sight.sender);
+    const bool isSame = mine.resentSeq == facts.seq && mine.wait;
+    mine.doublings =
+        static_cast<std::uint8_t>(isSame && wait > mine.wait + mine.wait / 2 ? std::min(mine.doublings + 1, 255)
+                                      : isSame                               ? mine.doublings
+                                                                             : 0);
+    if (mine.largeResent == 0)
+        mine.peerIsAlive = false;
+    if (at.me.knows(Side::full) && at.sight.dontFragment && facts.payload.size() >= 1200)
+        mine.largeResent = static_cast<std::uint8_t>(std::min(mine.largeResent + 1, 255));
+    mine.resentSeq = facts.seq;
+    mine.wait = wait;
+    auto& finding = at.log.report(Finding::tcpRto, whom, at.sight.at);
+    finding.measured = std::max(finding.measured, seconds(wait) * 1000);
+    finding.threshold = preferences_.timeoutMilliseconds;
+    if (mine.doublings >= preferences_.timeoutDoublings) {
+        finding.severity = Severity::error;
+        finding.detail = "The waits doubled again and again: the connection was lost.";
+    }
+    if (mine.largeResent >= preferences_.blackholeRepeats && mine.peerIsAlive) {
+        auto& hole = at.log.report(Finding::ipBlackhole, {whom.a, whom.b, 0}, at.sight.at);
+        hole.measured = std::max<double>(hole.measured, mine.largeResent);
+        hole.threshold = preferences_.blackholeRepeats;
+        hole.confidence = 0.6;
+    }
+    if (mine.idle) {
+        auto& idle = at.log.report(Finding::tcpIdle, whom, at.sight.at);
+        idle.measured = seconds(mine.idle);
+        idle.threshold = preferences_.idleSeconds;
+        idle.confidence = 0.7;
+        mine.idle = 0;
+    }
+}
+
+void TcpScan::scanWindow(const Context& at)
+{
+    const auto& facts = at.sight.facts;
+    at.me.window = facts.window;
+    if (at.sight.events & tcpEvent::zeroWindow && !(facts.flags & tcpFlag::syn)) [[unlikely]] {
+        auto& mine = trouble(at.connection, at.sight.sender);
+        if (!mine.isClosed) {
+            mine.isClosed = true;
+            mine.closedAt = at.now;
+        }
+        auto& finding = at.log.record(Finding::tcpZerowin, subject(at), at.sight.at);
+        finding.threshold = preferences_.frozenSeconds;
+        if (static_cast<double>(finding.count) >= preferences_.frozenTimes)
+            finding.severity = Severity::error;
+    }
+    if (!at.connection.trouble) [[likely]]
+        return;
+    auto& mine = trouble(at.connection, at.sight.sender);
+    if (!mine.isClosed)
+        return;
+    const auto closed = at.now - mine.closedAt;
+    if (auto* finding = at.log.find(Finding::tcpZerowin, subject(at))) {
+        finding->measured = std::max(finding->measured, seconds(closed));
+        if (finding->measured >= preferences_.frozenSeconds)
+            finding->severity = Severity::error;
+        if (facts.window != 0)
+            finding->detail = fmt::format("It opened again in frame {}.", at.sight.at.frame);
+    }
+    mine.isClosed = facts.window == 0;
+}
+
+void TcpScan::scanTtl(const Context& at)
+{
+    auto& me = at.me;
+    if (at.sight.ttl == me.ttl) [[likely]]
+        return;
+    if (me.ttl == 0) {
+        me.ttl = at.sight.ttl;
+        return;
+    }
+    const auto shift = std::abs(int{at.sight.ttl} - int{me.ttl});
+    constexpr int longestDetour = 32; // beyond it a host has set another first value
+    if (shift < preferences_.ttlShift || shift > longestDetour || at.sight.facts.flags & tcpFlag::rst)
+        return;
+    auto& mine = trouble(at.connection, at.sight.sender);
+    mine.otherTtlRun =
+        mine.otherTtl == at.sight.ttl ? static_cast<std::uint8_t>(mine.otherTtlRun + 1) : std::uint8_t{1};
+    mine.otherTtl = at.sight.ttl;
+    if (mine.otherTtlRun < 3)
+        return;
+    auto& finding =
+        at.log.report(Finding::ipTtlChange, {at.sight.facts.source, at.sight.facts.destination, 0}, at.sight.at);
+    finding.measured = shift;
+    finding.threshold = preferences_.ttlShift;
+    me.ttl = at.sight.ttl;
+    mine.otherTtlRun = 0;
+}
+
+namespace {
+
+/// The ends of a connection as the findings name them.
+struct Ends {
+    Address hosts[2];
+    std::uint16_t ports[2];
+    int server;
+};
+
+Ends endsOf(const ConversationTable& table, std::uint32_t number, bool knowsClient, int client)
+{
+    const auto& session = table.sessions[number];
+    Ends ends{{table.addresses.address(session.hostKind, session.hosts[0]),
+               table.addresses.address(session.hostKind, session.hosts[1])},
+              {session.ports[0], session.ports[1]},
+              0};
+    FrameFacts facts;
+    facts.sourcePort = ends.ports[0];
+    facts.destinationPort = ends.ports[1];
+    ends.server = knowsClient ? 1 - client : TcpScan::server(facts, 0);
+    return ends;
+}
+
+} // namespace
+
+// Shares are of all connections between the same hosts for the same service, as the findings are.
+void TcpScan::finishShares(const ConversationTable& table, FindingLog& log) const
+{
+    constexpr Finding shared[] = {Finding::tcpRetxEndpoint, Finding::tcpRetxInfra, Finding::tcpSpurious,
+                                  Finding::tcpOoo, Finding::tcpWinfull};
+    if (std::none_of(std::begin(shared), std::end(shared), [&](auto finding) { return log.has(finding); }))
+        return;
+    std::vector<std::uint64_t> segments(log.records().size());
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        const auto ends =
+            endsOf(table, number, connection.state & (Connection::synSeen | Connection::synAckSeen), connection.client);
+        for (const int side : {0, 1}) {
+            if (!connection.sides[side].dataSegments)
+                continue;
+            for (const auto finding : shared) {
+                if (const auto* record =
+                        log.find(finding, {ends.hosts[side], ends.hosts[1 - side], ends.ports[ends.server]}))
+                    segments[static_cast<std::size_t>(record - log.records().data())] +=
+                        connection.sides[side].dataSegments;
+            }
+        }
+    }
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        auto& record = log.records()[i];
+        const auto all = std::max(segments[i], record.count);
+        const auto share =
+            100.0 * static_cast<double>(record.count) / static_cast<double>(std::max<std::uint64_t>(all, 1));
+        const auto grade = [&](double warning, double error) {
+            record.measured = share;
+            record.threshold = warning;
+            constexpr std::uint64_t few = 3; // one or two are what a tail probe or a busy moment makes
+            if (all < floorOfShares || record.count < few) {
+                record.severity = Severity::note;
+                return;
+            }
+            record.severity = share >= error ? Severity::error : share >= warning ? Severity::warning : Severity::note;
+        };
+        switch (record.finding) {
+        case Finding::tcpRetxEndpoint:
+            grade(preferences_.retransmissionPercent, preferences_.retransmissionErrorPercent);
+            record.detail = fmt::format("Of {} segments.", all);
+            break;
+        case Finding::tcpRetxInfra: grade(preferences_.duplicatedPercent, 1e9); break;
+        case Finding::tcpSpurious: grade(preferences_.spuriousPercent, 1e9); break;
+        case Finding::tcpOoo: grade(preferences_.outOfOrderPercent, 1e9); break;
+        case Finding::tcpWinfull:
+            if (share < 10 || all < floorOfShares) // a window that is full now and then is how TCP works
+                FindingLog::withdraw(record);
+            break;
+        default: break;
+        }
+    }
+}
+
+void TcpScan::finishOpenings(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const
+{
+    const bool seesOneWay = log.has(Finding::capOneway);
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        if (!(connection.state & (Connection::synSeen | Connection::synAckSeen))
+            || connection.state & (Connection::established | Connection::refused | Connection::wasReset))
+            continue;
+        const auto ends = endsOf(table, number, true, connection.client);
+        const auto& client = ends.hosts[1 - ends.server];
+        const auto& server = ends.hosts[ends.server];
+        const Subject subject{client, server, ends.ports[ends.server]};
+        const bool answered = connection.is(Connection::synAckSeen);
+        const auto since = answered ? seconds(connection.synAck) : seconds(connection.firstSyn);
+        if (end - since < preferences_.synSeconds)
+            continue;
+        if (answered) {
+            // The clients of a flood are made up: it is about the service.
+            auto& finding =
+                log.record(Finding::tcpHalfopen, {{}, server, subject.port}, {connection.synAckFrame, since});
+            finding.measured = static_cast<double>(finding.count);
+            finding.threshold = preferences_.halfOpen;
+            if (static_cast<double>(finding.count) >= preferences_.synFlood)
+                finding.severity = Severity::error;
+        } else if (connection.synCount >= 2 && !seesOneWay && !ip.isUnreachable(server)) {
+            auto& finding = log.record(Finding::tcpSynNoanswer, subject, {connection.synFrame, since});
+            finding.count += connection.synCount - 1u;
+            finding.measured = std::max(finding.measured, std::min(end, seconds(connection.last)) - since);
+            finding.threshold = preferences_.synSeconds;
+        }
+    }
+    for (auto& record : log.records()) {
+        if (record.finding == Finding::tcpHalfopen && record.measured < preferences_.halfOpen)
+            FindingLog::withdraw(record);
+    }
+}
+
+void TcpScan::finishTransfers(const ConversationTable& table, FindingLog& log) const
+{
+    std::uint64_t all = 0, oneWay = 0;
+    Sighting firstOneWay;
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        ++all;
+        for (const int side : {0, 1}) {
+            const auto& from = connection.sides[side];
+            const auto& to = connection.sides[1 - side];
+            if (from.dataSegments >= 10 && !to.knows(Side::sent) && !to.knows(Side::acked) && to.ttl == 0
+                && oneWay++ == 0)
+                firstOneWay = {connection.synFrame ? connection.synFrame : 1, seconds(connection.lastSyn)};
+        }
+        if (!connection.is(Connection::established))
+            continue;
+        const auto largest = std::max(connection.sides[0].kilobytes, connection.sides[1].kilobytes);
+        const auto& client = connection.sides[connection.client];
+        const auto& server = connection.sides[1 - connection.client];
+        const bool clientScales = client.knows(Side::offered) && client.shift != 0xff;
+        const bool serverScales = server.knows(Side::offered) && server.shift != 0xff;
+        const auto roundTrip = seconds(connection.roundTrip) * 1000;
+        if (client.knows(Side::offered) && server.knows(Side::offered) && clientScales != serverScales
+            && largest >= 1000 && roundTrip >= preferences_.longRoundTripMilliseconds) {
+            const auto ends = endsOf(table, number, true, connection.client);
+            auto& finding = log.record(Finding::tcpOptions,
+                                       {ends.hosts[1 - ends.server], ends.hosts[ends.server], ends.ports[ends.server]},
+                                       {connection.synAckFrame, seconds(connection.synAck)});
+            finding.measured = roundTrip;
+            finding.threshold = preferences_.longRoundTripMilliseconds;
+            finding.detail =
+                clientScales ? "the server does not scale its window" : "the client does not scale its window";
+            finding.severity = Severity::warning;
+        }
+    }
+    if (all && 100.0 * static_cast<double>(oneWay) / static_cast<double>(all) >= preferences_.onewayPercent && oneWay) {
+        auto& finding = log.record(Finding::capOneway, {}, firstOneWay);
+        finding.count = oneWay;
+        finding.measured = 100.0 * static_cast<double>(oneWay) / static_cast<double>(all);
+        finding.threshold = preferences_.onewayPercent;
+    }
+    const auto unseen =
+        100.0 * static_cast<double>(ackedUnseen_) / static_cast<double>(std::max<std::uint64_t>(segments_, 1));
+    if (ackedUnseen_ >= floorOfShares / 4 && segments_ >= floorOfShares && unseen >= preferences_.captureLossPercent) {
+        auto& finding = log.record(Finding::capLoss, {}, ackedUnseenFirst_);
+        finding.count = ackedUnseen_;
+        finding.measured = unseen;
+        finding.threshold = preferences_.captureLossPercent;
+    }
+    for (auto& record : log.records()) {
+        if (record.finding == Finding::tcpRetxApp) {
+            record.measured = static_cast<double>(record.count);
+            record.threshold = preferences_.repeatedPayloads;
+            if (record.measured < preferences_.repeatedPayloads)
+                FindingLog::withdraw(record);
+        }
+    }
+}
+
+// A refusal that the client gets around at once (it tries the server's other address), or that ends when the service
+// has started, is worth a note.
+void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) const
+{
+    if (!log.has(Finding::tcpRefused))
+        return;
+    struct Opening {
+        Address client, server;
+        std::uint32_t clientMac, serverMac;
+        std::uint16_t port;
+        double seconds;
+        bool succeeded;
+    };
+    std::vector<Opening> openings;
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        if (!connection.is(Connection::established) && !connection.is(Connection::refused))
+            continue;
+        const auto ends = endsOf(table, number, true, connection.client);
+        const auto& macs = table.conversations[table.details[number].conversation].origins[connection.client].others;
+        openings.push_back({ends.hosts[1 - ends.server], ends.hosts[ends.server], macs[0], macs[1],
+                            ends.ports[ends.server], seconds(connection.firstSyn),
+                            connection.is(Connection::established)});
+    }
+    std::vector<const Opening*> successes;
+    for (const auto& opening : openings) {
+        if (opening.succeeded)
+            successes.push_back(&opening);
+    }
+    for (const auto& refused : openings) {
+        auto* record =
+            refused.succeeded ? nullptr : log.find(Finding::tcpRefused, {refused.client, refused.server, refused.port});
+        if (!record)
+            continue;
+        constexpr double atOnce = 3;
+        const bool isGotAround = std::any_of(successes.begin(), successes.end(), [&](const Opening* other) {
+            return other->port == refused.port && other->clientMac && other->clientMac == refused.clientMac
+                && other->serverMac == refused.serverMac && other->server != refused.server
+                && other->seconds >= refused.seconds && other->seconds - refused.seconds < atOnce;
+        });
+        const auto toTheSame = [&](bool after) {
+            return std::any_of(successes.begin(), successes.end(), [&](const Opening* other) {
+                // Where both sides serve, as with BGP, the other one may have opened it.
+                const bool isSame = other->server == refused.server
+                    || (other->server == refused.client && other->client == refused.server);
+                return other->port == refused.port && isSame && (other->seconds > refused.seconds) == after;
+            });
+        };
+        const bool hasStarted = toTheSame(true) && !toTheSame(false);
+        if (isGotAround || hasStarted)
+            record->severity = Severity::note;
+    }
+}
+
+// Who opens many connections that fail: to many ports of one host, or to one port of many hosts.
+void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog& log) const
+{
+    struct Attempt {
+        Address client, server;
+        std::uint16_t port;
+        bool failed;
+        Sighting at;
+    };
+    std::vector<Attempt> attempts;
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        if (!connection.is(Connection::synSeen))
+            continue;
+        const auto ends = endsOf(table, number, true, connection.client);
+        const auto opened = seconds(connection.firstSyn);
+        const bool failed = connection.is(Connection::refused)
+            || (!connection.is(Connection::synAckSeen) && end - opened >= preferences_.synSeconds);
+        attempts.push_back({ends.hosts[1 - ends.server],
+                            ends.hosts[ends.server],
+                            ends.ports[ends.server],
+                            failed,
+                            {connection.synFrame, opened}});
+    }
+    constexpr double span = 60;
+    const auto search = [&](auto sameTarget, auto differs, Finding finding, double wanted, auto subjectOf) {
+        for (std::size_t from = 0; from < attempts.size();) {
+            auto to = from + 1;
+            while (to < attempts.size() && attempts[to].client == attempts[from].client
+                   && sameTarget(attempts[to], attempts[from]))
+                ++to;
+            // Within the group by time: the most different targets within the span.
+            const std::span group(attempts.data() + from, to - from);
+            from = to;
+            if (static_cast<double>(group.size()) < wanted)
+                continue;
+            std::sort(group.begin(), group.end(), [](const auto& a, const auto& b) { return a.at.frame < b.at.frame; });
+            std::map<std::uint64_t, std::uint32_t> within;
+            std::size_t start = 0, most = 0, failures = 0;
+            for (std::size_t i = 0; i < group.size(); ++i) {
+                ++within[differs(group[i])];
+                for (; group[i].at.seconds - group[start].at.seconds > span; ++start) {
+                    if (--within[differs(group[start])] == 0)
+                        within.erase(differs(group[start]));
+                }
+                most = std::max(most, within.size());
+                failures += group[i].failed;
+            }
+            const auto share = 100.0 * static_cast<double>(failures) / static_cast<double>(group.size());
+            if (static_cast<double>(most) < wanted || share < preferences_.scanFailedPercent)
+                continue;
+            const auto subject = subjectOf(group.front());
+            for (const auto& attempt : group)
+                log.record(finding, subject, attempt.at);
+            auto* record = log.find(finding, subject);
+            if (!record)
+                continue;
+            record->count = failures;
+            record->measured = static_cast<double>(most);
+            record->threshold = wanted;
+            record->detail = fmt::format("{}", group.front().port);
+        }
+    };
+    const auto order = [&](auto less) { std::sort(attempts.begin(), attempts.end(), less); };
+    order([](const auto& a, const auto& b) { return std::tie(a.client, a.server) < std::tie(b.client, b.server); });
+    search([](const auto& a, const auto& b) { return a.server == b.server; },
+           [](const auto& a) { return std::uint64_t{a.port}; }, Finding::scanPort, preferences_.scannedPorts,
+           [](const auto& a) {
+               return Subject{a.client, a.server, 0};
+           });
+    order([](const auto& a, const auto& b) { return std::tie(a.client, a.port) < std::tie(b.client, b.port); });
+    search([](const auto& a, const auto& b) { return a.port == b.port; },
+           [](const auto& a) { return hashOf(a.server); }, Finding::scanHost, preferences_.scannedHosts,
+           [](const auto& a) {
+               return Subject{a.client, {}, a.port};
+           });
+}
+
+void TcpScan::finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const
+{
+    finishTransfers(table, log);
+    finishShares(table, log);
+    finishOpenings(table, ip, end, log);
+    finishRefusals(table, log);
+    finishScans(table, end, log);
+}
+
+} // namespace netrondo
