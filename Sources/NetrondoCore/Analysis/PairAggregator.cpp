@@ -28,12 +28,12 @@ struct ProtocolCount {
     ProtocolCategory category = ProtocolCategory::unknown; ///< of the first frame
 };
 
-/// A frame that counts, on its way through the steps.
+/// A frame on its way through the steps. One that does not count goes along, so that the scans see all in their order.
 struct Pending {
     FrameFacts facts;
     const CaptureFrame* frame = nullptr;
-    FrameScan scan;
-    std::uint64_t hash = 0; ///< of the session
+    std::optional<FrameSkip> skip; ///< why it does not count
+    std::uint64_t hash = 0;        ///< of the session
     std::uint32_t number = SlotIndex::none;
     Session* session = nullptr;
     std::uint64_t digest = 0;
@@ -129,26 +129,26 @@ struct PairAggregator::State {
     ConversationId conversationOf(const Pending& frame);
     void startPair(const Pending& frame, double time);
     void count(const Pending& frame);
-    void observe(const Pending& frame);
+    void observe(const Pending& frame, const FrameScan& scan);
 
     AnalysisResult resultFrom(std::shared_ptr<ConversationTable> finished) const;
 };
 
 bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
 {
-    into.scan = expertScanner.scanFrame(frame);
+    into.frame = &frame;
     auto& facts = into.facts;
     if (!classify(frame, mode, facts)) {
-        expertScanner.skip(frame, FrameSkip::unclassified);
+        into.skip = FrameSkip::unclassified;
         return false;
     }
     if (HostNameStore::mayHoldNames(facts)) [[unlikely]]
         table.names.harvest(facts);
     if (!counts(facts, mode)) {
-        expertScanner.skip(frame, facts.source == facts.destination ? FrameSkip::toItself : FrameSkip::notIp);
+        into.skip = facts.source == facts.destination ? FrameSkip::toItself : FrameSkip::notIp;
         return false;
     }
-    into.frame = &frame;
+    into.skip.reset();
     into.sender = isBefore(facts.source, facts.destination) ? 0 : 1;
     into.kind = kindOf(facts);
     if (facts.has & FrameFacts::ports) {
@@ -215,10 +215,13 @@ void PairAggregator::State::approachDetails(const Pending& frame) const
 
 void PairAggregator::State::settle(Pending& frame)
 {
+    const auto scan = expertScanner.scanFrame(*frame.frame);
+    if (frame.skip)
+        return expertScanner.skip(*frame.frame, *frame.skip);
     findSession(frame);
     count(frame);
     if (frame.kind == Session::Kind::tcp)
-        observe(frame);
+        observe(frame, scan);
 }
 
 void PairAggregator::State::findSession(Pending& frame)
@@ -313,7 +316,7 @@ void PairAggregator::State::count(const Pending& frame)
     flow.setNewestFrame(totalPackets);
 }
 
-void PairAggregator::State::observe(const Pending& frame)
+void PairAggregator::State::observe(const Pending& frame, const FrameScan& scan)
 {
     const auto& facts = frame.facts;
     TcpSegment segment;
@@ -335,34 +338,33 @@ void PairAggregator::State::observe(const Pending& frame)
         segment.options = &options;
     }
     const auto events = table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
-    expertScanner.scanSegment(frame.scan, facts, *frame.frame, frame.number, frame.sender, events);
+    expertScanner.scanSegment(scan, facts, *frame.frame, frame.number, frame.sender, events);
 }
 
 void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
 {
-    std::size_t kept = 0;
+    std::size_t begun = 0;
     // Each call moves every frame on by one place, the newest being at `front`; who reaches a step takes it.
     const auto moveOn = [&](std::size_t front) {
-        const auto reaches = [&](std::size_t step) { return front >= step * gap && front - step * gap < kept; };
+        const auto reaches = [&](std::size_t step) { return front >= step * gap && front - step * gap < begun; };
         const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
-        if (reaches(1)) [[likely]]
+        if (reaches(1) && !at(1).skip) [[likely]]
             guessSession(at(1));
-        if (reaches(2)) [[likely]]
+        if (reaches(2) && !at(2).skip) [[likely]]
             approachSession(at(2));
-        if (reaches(3)) [[likely]]
+        if (reaches(3) && !at(3).skip) [[likely]]
             approachDetails(at(3));
         if (reaches(stepsAfterReading)) [[likely]]
             settle(at(stepsAfterReading));
     };
     for (const auto& frame : frames) {
-        auto& next = pending[kept % underWay];
-        if (!read(frame, next))
-            continue;
-        sessionIndex.prefetch(next.hash);
-        moveOn(kept++);
+        auto& next = pending[begun % underWay];
+        if (read(frame, next))
+            sessionIndex.prefetch(next.hash);
+        moveOn(begun++);
     }
     for (std::size_t i = 0; i < gap * stepsAfterReading; ++i)
-        moveOn(kept + i);
+        moveOn(begun + i);
 }
 
 AnalysisResult PairAggregator::State::resultFrom(std::shared_ptr<ConversationTable> finished) const

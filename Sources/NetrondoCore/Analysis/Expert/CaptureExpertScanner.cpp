@@ -327,8 +327,8 @@ CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
             findings.annotate(frame, finding.finding);
     }
     std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) {
-        return std::tuple(b.severity, b.confidence, b.count, a.finding)
-            < std::tuple(a.severity, a.confidence, a.count, b.finding);
+        return std::tuple(b.severity, b.confidence, b.count, a.finding, a.firstFrame)
+            < std::tuple(a.severity, a.confidence, a.count, b.finding, b.firstFrame);
     });
     applyMutes(list, preferences_.mutes);
     summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
