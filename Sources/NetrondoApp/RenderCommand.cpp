@@ -1,6 +1,7 @@
 // The pictures of `netrondo circle`.
 #include "RenderCommand.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Analysis/PairAggregator.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
@@ -87,7 +88,8 @@ int render(const Options& options)
         return fail(file, reader.error().errorDescription());
     CaptureFile::FrameChoice choice;
     if (*filter)
-        choice = [selector = std::make_shared<FrameSelector>(**filter, (*reader)->isNanosecond())](
+        choice = [selector =
+                      std::make_shared<FrameSelector>(**filter, (*reader)->isNanosecond(), historyFor(**filter))](
                      const CaptureFrame& frame) { return selector->next(frame); };
     const auto result = CaptureFile::analyze(**reader, mode, ExpertPreferences{}, {}, choice);
     if (!result)

@@ -1,4 +1,5 @@
 // `netrondo decode`: the packet list of a capture as text, or its decode trees as JSON Lines.
+#include "Analysis/Expert/TcpHistory.h"
 #include "Capture/CaptureFile.h"
 #include "Dissection/Decode/PacketList.h"
 #include "Dissection/Decode/Render.h"
@@ -78,7 +79,9 @@ int run(const Wishes& wishes)
         return fail(wishes.file, reader.error());
     TextOutput out(STDOUT_FILENO);
     Writer writer(out, wishes.json);
-    FrameSelector selector(*filter, (*reader)->isNanosecond());
+    // Trees show what earlier frames tell of a frame; the list does not, and costs less without.
+    const bool needsHistory = wishes.json || (*filter && (*filter)->readsFindings());
+    FrameSelector selector(*filter, (*reader)->isNanosecond(), needsHistory ? followHistory() : FrameHistory{});
     DecodedFrame decoded;
     std::uint64_t number = 0, written = 0;
     std::array<CaptureFrame, 64> frames;

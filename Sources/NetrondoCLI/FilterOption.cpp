@@ -1,6 +1,7 @@
 // The option and its message.
 #include "FilterOption.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "Subcommands.h"
 #include "TextWidth.h"
@@ -19,9 +20,8 @@ CaptureFile::FrameChoice choiceOf(const std::optional<DisplayFilter>& filter, bo
 {
     if (!filter)
         return {};
-    return [selector = std::make_shared<FrameSelector>(*filter, isNanosecond)](const CaptureFrame& frame) {
-        return selector->next(frame);
-    };
+    return [selector = std::make_shared<FrameSelector>(*filter, isNanosecond, historyFor(*filter))](
+               const CaptureFrame& frame) { return selector->next(frame); };
 }
 
 int fail(const DisplayFilter::CompileError& error)

@@ -1,5 +1,6 @@
 #include "Tasks/CaptureSession.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Capture/Drivers/GrowingPcapAnalyzer.h"
@@ -53,7 +54,8 @@ CaptureFile::FrameChoice choiceOf(const std::optional<TimeSpan>& span,
         return [span = *span](const CaptureFrame& frame) { return span.holds(frame.seconds()); };
     }
     // The selector numbers frames: it hears of those outside the span as well.
-    return [span, selector = std::make_shared<FrameSelector>(*filter, isNanosecond)](const CaptureFrame& frame) {
+    return [span, selector = std::make_shared<FrameSelector>(*filter, isNanosecond, historyFor(*filter))](
+               const CaptureFrame& frame) {
         if (span && !span->holds(frame.seconds())) {
             selector->skip(frame);
             return false;

@@ -63,21 +63,18 @@ CaptureExpertScanner::CaptureExpertScanner(const ExpertPreferences& preferences)
     , application_(std::make_unique<ApplicationScan>(preferences_))
 { }
 
-bool CaptureExpertScanner::isBeyondCalendar() const
-{
-    return absoluteStart_ > units::endOfCalendar;
-}
-
 Sighting CaptureExpertScanner::arrive(const CaptureFrame& frame)
 {
-    const auto fraction = static_cast<double>(frame.timestampFraction);
-    auto seconds = static_cast<double>(frame.timestampSeconds) + fraction / (isNanosecond_ ? 1e9 : 1e6);
+    const double unit = isNanosecond_ ? 1e9 : 1e6;
     if (frames_ == 0) {
-        absoluteStart_ = seconds;
-        start_ = seconds;
+        startSeconds_ = frame.timestampSeconds;
+        startFraction_ = frame.timestampFraction;
+        isBeyondCalendar_ = frame.seconds() > units::endOfCalendar;
     }
-    seconds -= start_;
-    if (isBeyondCalendar())
+    // Differences of whole numbers first: a second count of today leaves a double no more than microseconds.
+    auto seconds = static_cast<double>(static_cast<std::int64_t>(frame.timestampSeconds - startSeconds_))
+        + static_cast<double>(static_cast<std::int64_t>(frame.timestampFraction - startFraction_)) / unit;
+    if (isBeyondCalendar_)
         seconds /= 1000;
     if (frames_ == std::numeric_limits<std::uint32_t>::max())
         ++beyond_;
@@ -259,7 +256,7 @@ void CaptureExpertScanner::finishCapture(FindingLog& findings) const
 std::vector<std::string> CaptureExpertScanner::remarks() const
 {
     std::vector<std::string> lines;
-    if (isNanosecond_ || isBeyondCalendar())
+    if (isNanosecond_ || isBeyondCalendar_)
         lines.push_back(
             "The file counts nanoseconds, which are read as microseconds: start, duration and rate are off.");
     for (const auto& skipped : skipped_) {

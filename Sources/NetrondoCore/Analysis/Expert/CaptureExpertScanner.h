@@ -84,8 +84,6 @@ private:
         Sighting first, last;
     };
 
-    /// The reader took nanoseconds for microseconds: no capture begins after the year 9999.
-    bool isBeyondCalendar() const;
     Sighting arrive(const CaptureFrame& frame);
     void scanTime(const Sighting& at, double before);
     void scanChecksum(const FrameSight& sight);
@@ -109,10 +107,10 @@ private:
     std::uint64_t skippedFrames_ = 0;
     std::vector<Skipped> skipped_;
     std::uint64_t truncated_ = 0, checked_ = 0, wrongChecksums_ = 0;
-    double start_ = 0, last_ = 0;
-    double largestStep_ = 0, backward_ = 0;
-    double absoluteStart_ = 0;
+    std::uint64_t startSeconds_ = 0, startFraction_ = 0;
+    double last_ = 0;
     bool isNanosecond_ = false;
+    bool isBeyondCalendar_ = false; ///< the reader took nanoseconds for microseconds: no capture begins after 9999
 };
 
 } // namespace netrondo

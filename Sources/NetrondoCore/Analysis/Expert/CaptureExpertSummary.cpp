@@ -26,6 +26,13 @@ std::string hostText(const Address& host)
 
 std::string placeholder(std::string_view name, const ExpertFinding& finding)
 {
+    // A number with its word in the singular and the plural: {n:time:times}.
+    if (const auto colon = name.find(':'); colon != name.npos) {
+        const auto words = name.substr(colon + 1);
+        const auto middle = words.find(':');
+        const auto digits = placeholder(name.substr(0, colon), finding);
+        return digits + ' ' + std::string(digits == "1" ? words.substr(0, middle) : words.substr(middle + 1));
+    }
     if (name == "a")
         return hostText(finding.hosts[0]);
     if (name == "b")

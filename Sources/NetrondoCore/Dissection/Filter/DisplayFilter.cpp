@@ -5,6 +5,7 @@
 #include "Dissection/Filter/FilterProgram.h"
 #include "Dissection/Filter/Parser.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace netrondo {
@@ -166,6 +167,14 @@ bool DisplayFilter::matches(const DecodedFrame& frame) const
 std::span<const FilterNode> DisplayFilter::nodes() const
 {
     return content_->nodes;
+}
+
+bool DisplayFilter::readsFindings() const
+{
+    using Kind = DisplayFilterExtractor::Kind;
+    return std::ranges::any_of(program().tests(), [](const FilterTest& test) {
+        return test.field->extractor.kind == Kind::expert || test.field->extractor.kind == Kind::experts;
+    });
 }
 
 const FilterProgram& DisplayFilter::program() const

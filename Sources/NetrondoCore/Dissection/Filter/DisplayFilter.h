@@ -64,6 +64,9 @@ public:
     /// Whether the frame is one of those the filter selects.
     bool matches(const DecodedFrame& frame) const;
 
+    /// Whether it asks for findings, some of which only the frames before can tell.
+    bool readsFindings() const;
+
     std::span<const Node> nodes() const;
     const Node& root() const { return nodes().back(); }
     const FilterProgram& program() const;

@@ -8,13 +8,21 @@
 
 namespace netrondo {
 
-FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond)
-    : filter_(std::move(filter)), decoder_(isNanosecond)
+FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history)
+    : filter_(std::move(filter)), decoder_(isNanosecond), history_(std::move(history))
 { }
+
+void FrameSelector::decode(const CaptureFrame& frame, DecodedFrame& decoded)
+{
+    decoder_.decodeCounted(frame, decoded);
+    markHistory(decoded, marks_);
+}
 
 void FrameSelector::skip(const CaptureFrame& frame)
 {
     decoder_.skip(frame);
+    if (history_)
+        marks_ = history_(frame);
 }
 
 bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
@@ -23,7 +31,7 @@ bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
     const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen == false)
         return false;
-    decoder_.decodeCounted(frame, decoded);
+    decode(frame, decoded);
     return seen || filter_->matches(decoded);
 }
 
@@ -33,7 +41,7 @@ bool FrameSelector::next(const CaptureFrame& frame)
     const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen)
         return *seen;
-    decoder_.decodeCounted(frame, scratch_);
+    decode(frame, scratch_);
     return filter_->matches(scratch_);
 }
 

@@ -2,6 +2,7 @@
 // A message spread over frames that were not decoded is not put together.
 #pragma once
 
+#include "Dissection/Decode/FrameHistory.h"
 #include "Dissection/Decode/PacketDecoder.h"
 #include "Dissection/Filter/DisplayFilter.h"
 
@@ -13,7 +14,8 @@ namespace netrondo {
 class FrameSelector {
 public:
     /// Without a filter every frame is selected. `isNanosecond`: the file says that its fractions are nanoseconds.
-    FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond);
+    /// `history`, where there is one, marks every frame that is decoded.
+    FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history = {});
 
     /// Counts a frame that nobody asks about.
     void skip(const CaptureFrame& frame);
@@ -25,8 +27,12 @@ public:
     bool next(const CaptureFrame& frame);
 
 private:
+    void decode(const CaptureFrame& frame, DecodedFrame& decoded);
+
     std::optional<DisplayFilter> filter_;
     PacketDecoder decoder_;
+    FrameHistory history_;
+    std::span<const Expert> marks_; ///< of the frame counted last; the history's
     DecodedFrame scratch_;
 };
 

@@ -154,8 +154,8 @@ void decode(Layer& tcp)
                  synchronize, finish);
     tcp.skip(2);
     const auto room = tcp.read(window);
-    // A window of 0 in a segment that opens or resets says nothing about the receiver's room.
-    if (room == 0 && !tcp.stopped() && !(word & (tcpFlag::syn | tcpFlag::fin | tcpFlag::rst)) && !tcp.isQuoted())
+    // A window of 0 in a segment that closes or resets says nothing about the receiver's room.
+    if (room == 0 && !tcp.stopped() && !(word & (tcpFlag::fin | tcpFlag::rst)) && !tcp.isQuoted())
         tcp.mark(Expert::tcpZeroWindow);
     checksums::readTransport(tcp, checksum, 6, Expert::tcpChecksum);
     tcp.read(urgentPointer);
