@@ -1,6 +1,7 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
 #include "Targets/Decode.h"
+#include "Targets/Families.h"
 #include "Targets/Filter.h"
 #include "Targets/Gzip.h"
 #include "Targets/HostNames.h"
@@ -25,6 +26,14 @@ constexpr FuzzTarget targets[] = {
     {"Aggregate", fuzz::aggregate},
     {"Classify", fuzz::classify},
     {"Decode", fuzz::decode},
+    {"DecodeFiles", fuzz::decodeFiles},
+    {"DecodeLegacy", fuzz::decodeLegacy},
+    {"DecodeLink", fuzz::decodeLink},
+    {"DecodeNames", fuzz::decodeNames},
+    {"DecodeNetwork", fuzz::decodeNetwork},
+    {"DecodeRouting", fuzz::decodeRouting},
+    {"DecodeTalk", fuzz::decodeTalk},
+    {"DecodeWeb", fuzz::decodeWeb},
     {"Filter", fuzz::filter},
     {"FilterEvaluate", fuzz::filterEvaluate},
     {"Gzip", fuzz::gzip},

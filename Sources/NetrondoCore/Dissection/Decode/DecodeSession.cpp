@@ -43,10 +43,10 @@ void DecodeSession::forget(const ConnectionKey& key)
     connections_.erase(found);
 }
 
-bool DecodeSession::knowsProtocol(const ConnectionKey& key) const
+const Protocol* DecodeSession::protocolOf(const ConnectionKey& key) const
 {
     const auto found = connections_.find(key);
-    return found != connections_.end() && found->second.protocol;
+    return found == connections_.end() ? nullptr : found->second.protocol;
 }
 
 DecodeSession::Connection& DecodeSession::connect(const ConnectionKey& key)
@@ -145,26 +145,12 @@ void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
 bool DecodeSession::Datagram::fill(const DatagramPiece& piece)
 {
     const auto end = piece.offset + piece.bytes.size();
-    if (end > maxDatagramSize || (size && end > size))
+    if (end > maxDatagramSize || (size && end > size) || (piece.isLast && pieces.end() > end))
         return false;
-    if (piece.isLast) {
-        if (!ranges.empty() && ranges.back().to > end)
-            return false;
+    if (piece.isLast)
         size = end;
-    }
-    if (bytes.size() < end)
-        bytes.resize(end);
-    std::ranges::copy(piece.bytes, bytes.begin() + static_cast<std::ptrdiff_t>(piece.offset));
-    Range merged{piece.offset, static_cast<std::uint32_t>(end)};
-    std::erase_if(ranges, [&](const Range& range) {
-        if (range.from > merged.to || range.to < merged.from)
-            return false;
-        merged.from = std::min(merged.from, range.from);
-        merged.to = std::max(merged.to, range.to);
-        return true;
-    });
-    ranges.insert(std::ranges::lower_bound(ranges, merged.from, {}, &Range::from), merged);
-    return size && ranges.size() == 1 && ranges[0].from == 0 && ranges[0].to == size;
+    pieces.add(piece.offset, piece.bytes);
+    return size && pieces.beginning().size() == size;
 }
 
 Bytes DecodeSession::datagram(const DatagramPiece& piece)
@@ -177,15 +163,15 @@ Bytes DecodeSession::datagram(const DatagramPiece& piece)
     if (found == datagrams_.end()) {
         if (datagrams_.size() == maxDatagrams)
             datagrams_.pop_front();
-        datagrams_.push_back({piece.source, piece.destination, piece.identification, piece.protocol, now_, 0, {}, {}});
+        datagrams_.push_back({piece.source, piece.destination, piece.identification, piece.protocol, now_, 0, {}});
         found = datagrams_.end() - 1;
     }
     if (!found->fill(piece))
         return {};
-    wholeDatagram_ = std::move(found->bytes);
+    wholeDatagram_ = std::move(found->pieces);
     datagrams_.erase(found);
-    keep(ContextKind::datagram, nullptr, 0, wholeDatagram_);
-    return wholeDatagram_;
+    keep(ContextKind::datagram, nullptr, 0, wholeDatagram_.beginning());
+    return wholeDatagram_.beginning();
 }
 
 } // namespace netrondo

@@ -4,6 +4,7 @@
 
 #include "Base/Address.h"
 #include "Dissection/Decode/FrameContexts.h"
+#include "Dissection/Decode/PieceBuffer.h"
 #include "Dissection/Decode/Protocol.h"
 
 #include <array>
@@ -105,12 +106,15 @@ public:
     void leaveStream(const StreamOutcome& outcome, Bytes payload);
     /// A connection between these two begins: what was known of an earlier one does not hold.
     void forget(const ConnectionKey& key);
-    /// Whether a payload's protocol is known by what came before it.
-    bool knowsProtocol(const ConnectionKey& key) const;
+    /// The protocol of a connection, known by what came before; or null.
+    const Protocol* protocolOf(const ConnectionKey& key) const;
+    /// From here on the connection's payloads are this protocol's.
+    void learn(const ConnectionKey& key, const Protocol& protocol) { connect(key).protocol = &protocol; }
     /// Whether the segment repeats bytes that were seen before.
     bool isRepeated() const { return isRepeated_; }
 
-    /// The memory of one way of a connection, to be filled by its protocol; null past the bound.
+    /// The memory of one way of a connection, to be filled by its protocol; null past the bound. What is about both
+    /// ways is kept with way 0.
     std::unique_ptr<ProtocolMemory>* memory(const ConnectionPlace& place);
 
     /// Takes a piece; the datagram's whole payload once all of its pieces are there, else nothing.
@@ -145,11 +149,7 @@ private:
         std::uint8_t protocol;
         std::int64_t started;
         std::size_t size; ///< 0 until the last piece has come
-        std::vector<std::uint8_t> bytes;
-        struct Range {
-            std::uint32_t from, to;
-        };
-        std::vector<Range> ranges; ///< what has come, in order and apart
+        PieceBuffer pieces;
 
         bool fill(const DatagramPiece& piece);
     };
@@ -175,7 +175,7 @@ private:
     std::vector<std::uint8_t> before_;
 
     std::deque<Datagram> datagrams_;
-    std::vector<std::uint8_t> wholeDatagram_;
+    PieceBuffer wholeDatagram_;
 };
 
 } // namespace netrondo

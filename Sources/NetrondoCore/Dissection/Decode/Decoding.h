@@ -20,6 +20,7 @@ struct PendingLayer {
     std::uint8_t nodeFlags;
     bool isStream;               ///< a piece of a byte stream: its last message may go on in a later piece
     bool isSegment = false;      ///< what follows TCP's header: what it leaves unfinished is kept for the next segment
+    bool isPiece = false;        ///< of a message that is known to go on in another segment
     bool isBare = false;         ///< without the framing that the protocol has elsewhere
     std::uint32_t continued = 0; ///< so many first bytes belong to a message that began in an earlier segment
 };

@@ -41,6 +41,7 @@ enum class Wire : std::uint8_t {
     flags16,    ///< the same in two bytes
     flags,      ///< the same, worked out by a dissector
     checksum16, ///< a checksum with the outcome of its verification (`ChecksumOutcome`)
+    checksum32, ///< the same in four bytes; what it should be is not kept
     mac,
     ipv4,
     ipv6,
@@ -78,6 +79,7 @@ constexpr std::size_t sizeOf(Wire wire)
     case Wire::hex32:
     case Wire::leHex32:
     case Wire::ipv4:
+    case Wire::checksum32:
     case Wire::seconds: return 4;
     case Wire::u48:
     case Wire::mac: return 6;

@@ -21,6 +21,7 @@ Layer::Layer(Decoding& decoding, const PendingLayer& place)
     , isSegment_(place.isSegment)
     , isBare_(place.isBare)
     , continued_(place.continued)
+    , shortWindows_(place.isPiece)
 { }
 
 std::uint64_t Layer::stopAt(const Field& field, std::size_t need)
@@ -142,8 +143,9 @@ void Layer::handOver(const Protocol& protocol, std::size_t count)
     const auto size = static_cast<std::uint32_t>(std::min(count, left()));
     const auto onWire = static_cast<std::uint32_t>(std::min(count, leftOnWire()));
     const auto flags = static_cast<std::uint8_t>(flags_ | (decoding_.quotes ? Node::quoted : 0));
-    const bool goesOn = isStream_ && leftOnWire() <= count; // a message that is all there is no piece of one
-    decoding_.pending[decoding_.pendingCount++] = {&protocol, offset_, offset_ + size, offset_ + onWire, flags, goesOn};
+    auto& next = decoding_.pending[decoding_.pendingCount++];
+    next = {&protocol, offset_, offset_ + size, offset_ + onWire, flags, isStream_ && leftOnWire() < count};
+    next.isPiece = next.isStream && count != SIZE_MAX;
     passedCut_ = passedCut_ || onWire > size;
     offset_ += size;
 }
@@ -188,6 +190,8 @@ bool Layer::handOverPayload(Transport transport, std::uint16_t sourcePort, std::
     if (!leftOnWire())
         return false;
     const auto* protocol = Dissector::application(rest(), transport, sourcePort, destinationPort);
+    if (!protocol)
+        protocol = protocolOfConnection(transport);
     if (!protocol) {
         handOverData();
         return false;
@@ -196,19 +200,29 @@ bool Layer::handOverPayload(Transport transport, std::uint16_t sourcePort, std::
     return true;
 }
 
+/// By earlier datagrams of the connection.
+const Protocol* Layer::protocolOfConnection(Transport transport)
+{
+    if (!decoding_.session || isQuoted()) {
+        const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::stream) : nullptr;
+        return found ? found->context.protocol : nullptr;
+    }
+    const auto* protocol = decoding_.session->protocolOf(placeIn(transport).key);
+    if (protocol)
+        decoding_.session->keep(ContextKind::stream, protocol, 0, {});
+    return protocol;
+}
+
 void Layer::handOverOwn(const Protocol& protocol, std::size_t offset, std::size_t count)
 {
     if (stopped_ || decoding_.pendingCount == Decoding::maxPending)
         return;
     const auto end = static_cast<std::uint32_t>(offset + count);
-    decoding_.pending[decoding_.pendingCount++] = {&protocol,
-                                                   static_cast<std::uint32_t>(offset),
-                                                   end,
-                                                   end,
-                                                   static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
-                                                   isStream_,
-                                                   false,
-                                                   isBare_};
+    auto& next = decoding_.pending[decoding_.pendingCount++];
+    next = {
+        &protocol, static_cast<std::uint32_t>(offset), end, end, static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
+        isStream_};
+    next.isBare = isBare_;
 }
 
 void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,
@@ -273,18 +287,15 @@ bool Layer::handOverDatagram(const DatagramPiece& piece, Claim claim, const Fiel
         whole = decoding_.session->datagram(piece);
     else if (const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::datagram) : nullptr)
         whole = decoding_.contexts->bytesOf(*found);
-    const auto room = whole.empty() ? std::span<std::uint8_t>() : tree_.makeBytes(whole.size());
-    if (room.empty())
+    if (whole.empty())
         return false;
-    std::ranges::copy(whole, room.begin());
     const auto size = std::min(piece.bytes.size(), left());
     add(together, whole.size(), offset_, size);
     offset_ += static_cast<std::uint32_t>(size);
     decoding_.isFragment = false;
     handedOver_ = true;
     const auto* protocol = Dissector::claimant(claim.table, claim.low);
-    handOverOwn(protocol ? *protocol : Dissector::dataProtocol(),
-                static_cast<std::size_t>(room.data() - tree_.ownBytes().data()), room.size());
+    handOverCopy(protocol ? *protocol : Dissector::dataProtocol(), whole);
     return true;
 }
 
@@ -296,12 +307,29 @@ void Layer::beginConnection(std::uint16_t sourcePort, std::uint16_t destinationP
                                       .key);
 }
 
-std::unique_ptr<ProtocolMemory>* Layer::memorySlot(Transport transport)
+ConnectionPlace Layer::placeIn(Transport transport)
+{
+    return ConnectionPlace::of(transport, decoding_.networkSource, summary().sourcePort, decoding_.networkDestination,
+                               summary().destinationPort);
+}
+
+std::unique_ptr<ProtocolMemory>* Layer::memorySlot(Transport transport, Ways ways)
 {
     if (!decoding_.session || isQuoted() || decoding_.session->isRepeated())
         return nullptr;
-    return decoding_.session->memory(ConnectionPlace::of(transport, decoding_.networkSource, summary().sourcePort,
-                                                         decoding_.networkDestination, summary().destinationPort));
+    auto place = placeIn(transport);
+    if (ways == Ways::both)
+        place.way = 0;
+    return decoding_.session->memory(place);
+}
+
+void Layer::handOverCopy(const Protocol& protocol, Bytes bytes)
+{
+    const auto room = tree_.makeBytes(bytes.size());
+    if (room.empty())
+        return;
+    std::ranges::copy(bytes, room.begin());
+    handOverOwn(protocol, static_cast<std::size_t>(room.data() - tree_.ownBytes().data()), room.size());
 }
 
 void Layer::leaveMessage()

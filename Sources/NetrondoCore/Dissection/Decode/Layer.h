@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string_view>
 
 namespace netrondo {
@@ -197,16 +198,40 @@ public:
     bool handOverDatagram(const DatagramPiece& piece, Claim claim, const Field& together);
     /// A connection between the ends of this segment begins.
     void beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort);
-    /// What the protocol keeps of this way of the connection; null when frames are not followed.
-    template <typename T> T* memory(Transport transport)
+    /// What the protocol keeps of this way of the connection, or of both; null when frames are not followed, and for a
+    /// segment that only repeats what was seen.
+    enum class Ways { one, both };
+    template <typename T> T* memory(Transport transport, Ways ways)
     {
-        auto* const place = memorySlot(transport);
+        auto* const place = memorySlot(transport, ways);
         if (!place)
             return nullptr;
         if (!*place)
             *place = std::make_unique<T>();
         return dynamic_cast<T*>(place->get());
     }
+
+    /// From the low end of the connection to the high one (0), or back (1).
+    std::uint8_t way(Transport transport) { return placeIn(transport).way; }
+    /// From here on the connection's payloads are this protocol's, whatever they look like.
+    void learn(Transport transport, const Protocol& protocol)
+    {
+        if (decoding_.session)
+            decoding_.session->learn(placeIn(transport).key, protocol);
+    }
+    /// Keeps what this layer had from its memory, for when the frame is decoded out of turn; then `kept` gives it back.
+    void keep(Bytes bytes)
+    {
+        if (decoding_.session)
+            decoding_.session->keep(ContextKind::protocol, nullptr, 0, bytes);
+    }
+    std::optional<Bytes> kept()
+    {
+        const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::protocol) : nullptr;
+        return found ? std::optional(decoding_.contexts->bytesOf(*found)) : std::nullopt;
+    }
+    /// Copies bytes into the tree's own and hands them over.
+    void handOverCopy(const Protocol& protocol, Bytes bytes);
 
     // What layers know of each other.
     Decoding& frame() { return decoding_; }
@@ -253,7 +278,9 @@ private:
         }
     }
     std::uint64_t stopAt(const Field& field, std::size_t need);
-    std::unique_ptr<ProtocolMemory>* memorySlot(Transport transport);
+    const Protocol* protocolOfConnection(Transport transport);
+    ConnectionPlace placeIn(Transport transport);
+    std::unique_ptr<ProtocolMemory>* memorySlot(Transport transport, Ways ways);
     bool handOverTogether(const Protocol& protocol, Bytes before, const Field& together);
     void leaveMessage();
 
@@ -269,11 +296,11 @@ private:
     bool isSegment_;
     bool isBare_;
     std::uint32_t continued_;
+    std::uint16_t windows_ = 0;  ///< windows that are open
+    std::uint16_t shortWindows_; ///< those of them whose bytes are not all there; the message itself counts as one
     std::uint32_t message_ = 0;
     bool hasMessage_ = false;
-    std::uint16_t windows_ = 0;      ///< windows that are open
-    std::uint16_t shortWindows_ = 0; ///< those of them whose bytes are not all there
-    std::uint64_t missing_ = 0;      ///< how many bytes the unfinished message is known to lack
+    std::uint64_t missing_ = 0; ///< how many bytes the unfinished message is known to lack
     std::uint64_t goesOn_ = 0;
     bool stopped_ = false;
     bool handedOver_ = false;

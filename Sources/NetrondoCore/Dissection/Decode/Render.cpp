@@ -40,7 +40,12 @@ bool checksumName(const Node& node, TextSink& out)
     case ChecksumOutcome::correct: out.put("correct"); break;
     case ChecksumOutcome::offloaded: out.put("left to the network card"); break;
     case ChecksumOutcome::absent: out.put("not used"); break;
-    case ChecksumOutcome::wrong: out.put("wrong, should be 0x"); out.putHex(node.number >> 16 & 0xffff, 4);
+    case ChecksumOutcome::wrong:
+        out.put("wrong");
+        if (node.field->wire == Wire::checksum32)
+            break;
+        out.put(", should be 0x");
+        out.putHex(node.number >> 16 & 0xffff, 4);
     }
     return true;
 }
@@ -83,6 +88,7 @@ bool value(const DecodeTree& tree, const Node& node, TextSink& out)
     case Wire::leHex16:
     case Wire::flags16: out.put("0x"), out.putHex(node.number, 4); return true;
     case Wire::checksum16: out.put("0x"), out.putHex(node.number & 0xffff, 4); return true;
+    case Wire::checksum32: out.put("0x"), out.putHex(node.number & 0xffff'ffff, 8); return true;
     case Wire::hex24: out.put("0x"), out.putHex(node.number, 6); return true;
     case Wire::hex32:
     case Wire::leHex32: out.put("0x"), out.putHex(node.number, 8); return true;

@@ -162,11 +162,12 @@ std::optional<bool> FrameGlance::has(Place place)
 
 bool FrameGlance::isKnownConnection() const
 {
-    return session_ && isTcp_ && !payload_.empty()
-        && session_->knowsProtocol(ConnectionPlace::of(Transport::tcp, source(isIpv6_ ? Place::ipv6 : Place::ip),
-                                                       sourcePort(), destination(isIpv6_ ? Place::ipv6 : Place::ip),
-                                                       destinationPort())
-                                       .key);
+    if (!session_ || payload_.empty())
+        return false;
+    const auto network = isIpv6_ ? Place::ipv6 : Place::ip;
+    return session_->protocolOf(ConnectionPlace::of(isTcp_ ? Transport::tcp : Transport::udp, source(network),
+                                                    sourcePort(), destination(network), destinationPort())
+                                    .key);
 }
 
 Address FrameGlance::source(Place place) const

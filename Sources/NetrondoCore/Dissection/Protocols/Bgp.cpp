@@ -1,5 +1,6 @@
 // Border Gateway Protocol version 4 (RFC 4271, capabilities RFC 5492).
 #include "Dissection/Protocols/MadeText.h"
+#include "Dissection/Protocols/Prefix.h"
 #include "Dissection/Protocols/Protocols.h"
 
 #include <algorithm>
@@ -29,6 +30,15 @@ constexpr NamedValue attributeTypes[] = {{1, "ORIGIN"},
 constexpr NamedValue origins[] = {{0, "IGP"}, {1, "EGP"}, {2, "incomplete"}};
 constexpr NamedValue parameterTypes[] = {{1, "authentication"}, {2, "capabilities"}};
 
+constexpr NamedValue segmentTypes[] = {
+    {1, "set"}, {2, "sequence"}, {3, "confederation sequence"}, {4, "confederation set"}};
+constexpr NamedValue families[] = {{1, "IPv4"}, {2, "IPv6"}, {25, "L2VPN"}, {16388, "link state"}};
+constexpr NamedValue subFamilies[] = {{1, "unicast"}, {2, "multicast"}, {4, "labelled"}, {70, "EVPN"}, {128, "VPN"}};
+constexpr NamedValue capabilities[] = {
+    {1, "multiprotocol"},     {2, "route refresh"},          {5, "extended next hop"}, {6, "extended messages"},
+    {64, "graceful restart"}, {65, "4-byte AS numbers"},     {69, "additional paths"}, {70, "enhanced route refresh"},
+    {73, "host name"},        {128, "route refresh (Cisco)"}};
+
 constexpr Field message{"bgp.message", "Message", Wire::number, types};
 constexpr Field marker{"bgp.marker", "Marker", Wire::bytes};
 constexpr Field length{"bgp.length", "Length", Wire::u16};
@@ -52,6 +62,22 @@ constexpr Field attributeLength16{"bgp.attribute_len", "Length", Wire::u16};
 constexpr Field origin{"bgp.origin", "Origin", Wire::u8, origins};
 constexpr Field nextHop{"bgp.next_hop", "Next hop", Wire::ipv4};
 constexpr Field metric{"bgp.metric", "Metric", Wire::u32};
+constexpr Field segment{"bgp.path_segment", "Path segment", Wire::number, segmentTypes};
+constexpr Field segmentType{"bgp.segment_type", "Type", Wire::u8, segmentTypes};
+constexpr Field segmentCount{"bgp.segment_count", "Number of systems", Wire::u8};
+constexpr Field system16{"bgp.path_as", "Autonomous system", Wire::u16};
+constexpr Field system32{"bgp.path_as", "Autonomous system", Wire::u32};
+constexpr Field community{"bgp.community", "Community", Wire::madeText};
+constexpr Field originator{"bgp.originator", "Originator or cluster", Wire::ipv4};
+constexpr Field family{"bgp.afi", "Address family", Wire::u16, families};
+constexpr Field subFamily{"bgp.safi", "Subsequent address family", Wire::u8, subFamilies};
+constexpr Field nextHopLength{"bgp.next_hop_len", "Next hop length", Wire::u8};
+constexpr Field nextHop6{"bgp.next_hop", "Next hop", Wire::ipv6};
+constexpr Field attachments{"bgp.snpa", "Points of attachment", Wire::u8};
+constexpr Field capability{"bgp.capability", "Capability", Wire::number, capabilities};
+constexpr Field capabilityCode{"bgp.capability_code", "Code", Wire::u8, capabilities};
+constexpr Field capabilityLength{"bgp.capability_len", "Length", Wire::u8};
+constexpr Field reserved{"bgp.reserved", "Reserved", Wire::u8};
 constexpr Field attributeData{"bgp.attribute_data", "Value", Wire::bytes};
 constexpr Field route{"bgp.nlri", "Reachable route", Wire::madeText};
 constexpr Field errorCode{"bgp.error", "Error", Wire::u8, errors};
@@ -59,23 +85,94 @@ constexpr Field errorSubcode{"bgp.error_subcode", "Subcode", Wire::u8};
 constexpr Field data{"bgp.data", "Data", Wire::bytes};
 constexpr Field continuation{"bgp.continuation", "Continuation of a message", Wire::bytes};
 
-void readRoutes(Layer& bgp, const Field& field)
+void readRoutes(Layer& bgp, const Field& field, Address::Kind kind = Address::Kind::ipv4)
 {
     while (bgp.more()) {
-        const std::size_t bits = bgp.peek8(), size = (bits + 7) / 8;
-        if (bits > 32)
-            return bgp.reject(field);
-        if (bgp.left() < 1 + size)
-            return bgp.skip(1 + size);
-        std::uint32_t address = 0;
-        for (std::size_t i = 0; i < size; ++i)
-            address |= std::uint32_t{bgp.peek8(1 + i)} << (24 - 8 * i);
-        char text[Address::maxText];
-        MadeText prefix;
-        prefix.put({text, Address::ipv4(address).write(text)});
-        prefix.add("/{}", bits);
-        bgp.addText(field, prefix, bgp.offset(), 1 + size);
-        bgp.skip(1 + size);
+        const std::size_t bits = bgp.peek8();
+        bgp.skip(1);
+        prefix::read(bgp, field, kind, bits, prefix::bytesFor(bits), 1);
+    }
+}
+
+/// Whether the path's segments come out even with numbers of so many bytes.
+bool fits(Bytes path, std::size_t width)
+{
+    std::size_t at = 0;
+    while (path.size() - at >= 2) {
+        const auto size = 2 + width * path[at + 1];
+        if (nameIn(segmentTypes, path[at]).empty() || size > path.size() - at)
+            return false;
+        at += size;
+    }
+    return at == path.size();
+}
+
+/// Nothing in the message says how wide its numbers are (RFC 6793). A path that fits both ways has short ones: in wide
+/// ones no segment would begin where it does.
+bool hasWideNumbers(Bytes path)
+{
+    return fits(path, 4) && !fits(path, 2);
+}
+
+void readPath(Layer& bgp, bool isWide)
+{
+    while (bgp.more(2)) {
+        const Layer::Group group(bgp, segment, bgp.peek8());
+        bgp.read(segmentType);
+        const auto numbers = bgp.read(segmentCount);
+        for (std::uint64_t i = 0; i < numbers && bgp.more(); ++i)
+            bgp.read(isWide ? system32 : system16);
+    }
+}
+
+void readCommunities(Layer& bgp)
+{
+    while (bgp.more(4)) {
+        MadeText text;
+        text.add("{}:{}", bgp.peek16(), bgp.peek16(2));
+        bgp.addText(community, text, bgp.offset(), 4);
+        bgp.skip(4);
+    }
+}
+
+void readReachable(Layer& bgp, bool isWithdrawn)
+{
+    const auto which = bgp.read(family), sub = bgp.read(subFamily);
+    const auto kind = which == 2 ? Address::Kind::ipv6 : Address::Kind::ipv4;
+    if (!isWithdrawn) {
+        const auto size = bgp.read(nextHopLength);
+        const Layer::Window hops(bgp, size);
+        while (which == 2 && bgp.more(16))
+            bgp.read(nextHop6);
+        while (which == 1 && bgp.more(4))
+            bgp.read(nextHop);
+        if (bgp.more())
+            bgp.readRest(attributeData);
+    }
+    if (!isWithdrawn)
+        bgp.read(attachments);
+    if ((which == 1 || which == 2) && (sub == 1 || sub == 2))
+        readRoutes(bgp, isWithdrawn ? withdrawn : route, kind);
+}
+
+void readOriginators(Layer& bgp)
+{
+    while (bgp.more(4))
+        bgp.read(originator);
+}
+
+void readCapabilities(Layer& bgp)
+{
+    while (bgp.more(2)) {
+        const Layer::Group group(bgp, capability, bgp.peek8());
+        const auto kind = bgp.read(capabilityCode);
+        const Layer::Window content(bgp, bgp.read(capabilityLength));
+        if (kind == 1)
+            bgp.read(family, reserved, subFamily);
+        else if (kind == 65)
+            bgp.read(system32);
+        if (bgp.more())
+            bgp.readRest(parameterData);
     }
 }
 
@@ -92,6 +189,14 @@ void readAttributes(Layer& bgp)
             bgp.read(nextHop);
         else if (kind == 4 || kind == 5)
             bgp.read(metric);
+        else if (kind == 2 || kind == 17)
+            readPath(bgp, kind == 17 || hasWideNumbers(bgp.rest()));
+        else if (kind == 8)
+            readCommunities(bgp);
+        else if (kind == 9 || kind == 10)
+            readOriginators(bgp);
+        else if (kind == 14 || kind == 15)
+            readReachable(bgp, kind == 15);
         if (bgp.more())
             bgp.readRest(attributeData);
     }
@@ -115,8 +220,12 @@ void readOpen(Layer& bgp)
     bgp.read(version, myAs, holdTime, identifier);
     const Layer::Window parameters(bgp, bgp.read(parametersLength));
     while (bgp.more()) {
-        bgp.read(parameterType);
-        bgp.readBytes(parameterData, bgp.read(parameterLength));
+        const auto kind = bgp.read(parameterType);
+        const Layer::Window content(bgp, bgp.read(parameterLength));
+        if (kind == 2)
+            readCapabilities(bgp);
+        if (bgp.more())
+            bgp.readRest(parameterData);
     }
 }
 

@@ -17,17 +17,28 @@ std::uint16_t expectedSum(std::uint64_t total, std::uint16_t sent)
 
 ChecksumOutcome read(Layer& layer, const Field& field, Bytes covered, std::uint64_t pseudoHeader, Expert wrong)
 {
+    const auto sent = layer.left() >= 2 ? layer.peek16() : std::uint16_t{0};
+    const auto total = InternetChecksum::sum(covered) + pseudoHeader;
+    if (pseudoHeader && InternetChecksum::fold(total) != 0xffff && sent == InternetChecksum::fold(pseudoHeader)) {
+        layer.read(field);
+        if (layer.stopped())
+            return ChecksumOutcome::unchecked;
+        layer.tree().at(layer.tree().size() - 1).number =
+            verdict(sent, expectedSum(total, sent), ChecksumOutcome::offloaded);
+        return ChecksumOutcome::offloaded;
+    }
+    return readSum(layer, field, total, wrong);
+}
+
+ChecksumOutcome readSum(Layer& layer, const Field& field, std::uint64_t total, Expert wrong)
+{
     const auto sent = static_cast<std::uint16_t>(layer.read(field));
     if (layer.stopped())
         return ChecksumOutcome::unchecked;
-    const auto total = InternetChecksum::sum(covered) + pseudoHeader;
-    auto outcome = ChecksumOutcome::correct;
-    if (InternetChecksum::fold(total) != 0xffff) {
-        outcome = pseudoHeader && sent == InternetChecksum::fold(pseudoHeader) ? ChecksumOutcome::offloaded
-                                                                               : ChecksumOutcome::wrong;
-    }
+    const bool isCorrect = InternetChecksum::fold(total) == 0xffff;
+    const auto outcome = isCorrect ? ChecksumOutcome::correct : ChecksumOutcome::wrong;
     layer.tree().at(layer.tree().size() - 1).number = verdict(sent, expectedSum(total, sent), outcome);
-    if (outcome == ChecksumOutcome::wrong)
+    if (!isCorrect)
         layer.mark(wrong);
     return outcome;
 }

@@ -15,6 +15,9 @@ constexpr std::uint64_t verdict(std::uint16_t sent, std::uint16_t expected, Chec
 /// what else counts (the pseudo-header) should be all ones. Tells the outcome; a wrong sum marks the node.
 ChecksumOutcome read(Layer& layer, const Field& field, Bytes covered, std::uint64_t pseudoHeader, Expert wrong);
 
+/// The same for whoever adds up the covered bytes himself.
+ChecksumOutcome readSum(Layer& layer, const Field& field, std::uint64_t total, Expert wrong);
+
 /// The same for a transport under IP: adds the pseudo-header, leaves fragments, cut frames and quotes unjudged, and
 /// knows the half-made sums of a sender that leaves the rest to its network card.
 ChecksumOutcome readTransport(Layer& layer, const Field& field, std::uint8_t protocol, Expert wrong);

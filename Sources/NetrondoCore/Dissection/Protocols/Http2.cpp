@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <nghttp2/nghttp2.h>
+#include <vector>
 
 namespace netrondo::http2 {
 namespace {
@@ -73,36 +74,100 @@ std::string_view view(const std::uint8_t* bytes, std::size_t size)
     return asText({bytes, size});
 }
 
-/// Each frame is unpacked by itself: a header that stands for an entry which an earlier frame put into the
-/// connection's table cannot be told, and ends the list.
-void unpack(Layer& http2, Bytes block, std::uint32_t at)
+/// What one way of a connection has told about its headers so far (RFC 7541, 2.3).
+struct HeaderTable : ProtocolMemory {
+    bool isFromStart = false; ///< false when the capture began in the middle: then nothing before a frame is known
+    std::unique_ptr<nghttp2_hd_inflater, void (*)(nghttp2_hd_inflater*)> inflater = newInflater();
+
+    static std::unique_ptr<nghttp2_hd_inflater, void (*)(nghttp2_hd_inflater*)> newInflater()
+    {
+        nghttp2_hd_inflater* raw = nullptr;
+        nghttp2_hd_inflate_new(&raw);
+        return {raw, nghttp2_hd_inflate_del};
+    }
+};
+
+void addHeader(Layer& http2, std::string_view name, std::string_view value, std::uint32_t at, std::size_t size)
 {
-    nghttp2_hd_inflater* raw = nullptr;
-    if (nghttp2_hd_inflate_new(&raw) != 0)
-        return;
-    const std::unique_ptr<nghttp2_hd_inflater, void (*)(nghttp2_hd_inflater*)> inflater(raw, nghttp2_hd_inflate_del);
-    while (!http2.tree().full()) {
+    const auto node = http2.tree().size();
+    MadeText text;
+    text.add("{}: {}", name, value);
+    http2.addText(header, text, at, size);
+    if (const auto* known = fieldOf(name))
+        http2.addText(*known, value, at, size);
+    http2.tree().close(node);
+}
+
+/// Headers as they are kept for a frame that is decoded again: how many bytes each took, then its name and value.
+class UnpackedHeaders {
+public:
+    void add(std::size_t size, std::string_view name, std::string_view value)
+    {
+        for (const auto number : {size, name.size(), value.size()})
+            for (int shift = 0; shift < 32; shift += 8)
+                bytes_.push_back(static_cast<std::uint8_t>(number >> shift));
+        bytes_.insert(bytes_.end(), name.begin(), name.end());
+        bytes_.insert(bytes_.end(), value.begin(), value.end());
+    }
+    Bytes bytes() const { return bytes_; }
+
+    static void show(Layer& http2, Bytes bytes, std::uint32_t at)
+    {
+        while (bytes.size() >= 12) {
+            const std::size_t size = load::le32(&bytes[0]), name = load::le32(&bytes[4]), value = load::le32(&bytes[8]);
+            if (name == 0) {
+                http2.add(unknownHeader, 0, at, size);
+            } else {
+                addHeader(http2, asText(bytes.subspan(12, name)), asText(bytes.subspan(12 + name, value)), at, size);
+                at += static_cast<std::uint32_t>(size);
+            }
+            bytes = bytes.subspan(12 + name + value);
+        }
+    }
+
+private:
+    std::vector<std::uint8_t> bytes_;
+};
+
+/// A block by itself cannot tell a header that stands for an entry of an earlier one; that ends the list.
+void unpack(Layer& http2, nghttp2_hd_inflater* inflater, Bytes block, std::uint32_t at, bool isLast,
+            UnpackedHeaders& kept)
+{
+    while (inflater && !http2.tree().full()) {
         nghttp2_nv pair{};
         int outcome = 0;
-        const auto used = nghttp2_hd_inflate_hd2(raw, &pair, &outcome, block.data(), block.size(), 1);
+        const auto used = nghttp2_hd_inflate_hd2(inflater, &pair, &outcome, block.data(), block.size(), isLast);
         if (used < 0) {
             http2.add(unknownHeader, 0, at, block.size());
+            kept.add(block.size(), {}, {});
             return;
         }
+        const auto size = static_cast<std::size_t>(used);
         if (outcome & NGHTTP2_HD_INFLATE_EMIT) {
             const auto name = view(pair.name, pair.namelen), value = view(pair.value, pair.valuelen);
-            const auto node = http2.tree().size();
-            MadeText text;
-            text.add("{}: {}", name, value);
-            http2.addText(header, text, at, static_cast<std::size_t>(used));
-            if (const auto* known = fieldOf(name))
-                http2.addText(*known, value, at, static_cast<std::size_t>(used));
-            http2.tree().close(node);
+            addHeader(http2, name, value, at, size);
+            kept.add(size, name, value);
         }
-        block = block.subspan(static_cast<std::size_t>(used));
+        block = block.subspan(size);
         at += static_cast<std::uint32_t>(used);
+        if (outcome & NGHTTP2_HD_INFLATE_FINAL)
+            nghttp2_hd_inflate_end_headers(inflater);
         if (outcome & NGHTTP2_HD_INFLATE_FINAL || (used == 0 && !(outcome & NGHTTP2_HD_INFLATE_EMIT)))
             return;
+    }
+}
+
+void unpackBlock(Layer& http2, Bytes block, std::uint32_t at, bool isFirst, bool isLast)
+{
+    if (const auto kept = http2.kept())
+        return UnpackedHeaders::show(http2, *kept, at);
+    UnpackedHeaders unpacked;
+    auto* const table = http2.memory<HeaderTable>(Transport::tcp, Layer::Ways::one);
+    if (table && table->isFromStart) {
+        unpack(http2, table->inflater.get(), block, at, isLast, unpacked);
+        http2.keep(unpacked.bytes());
+    } else if (isFirst) {
+        unpack(http2, HeaderTable::newInflater().get(), block, at, true, unpacked);
     }
 }
 
@@ -116,8 +181,18 @@ void readHeaders(Layer& http2, std::uint64_t kind, std::uint64_t bits)
     const bool complete = http2.left() == http2.leftOnWire() && padding <= http2.left();
     const auto at = http2.offset();
     const auto block = http2.readBytes(headerBlock, http2.left() - (complete ? padding : 0));
-    if (complete && kind != 9)
-        unpack(http2, block, at);
+    if (complete)
+        unpackBlock(http2, block, at, kind != 9, bits & 0x04);
+}
+
+/// A connection's first frame each way says so (RFC 9113, 3.4); headers before it were not captured.
+void noteStart(Layer& http2, std::uint64_t kind, std::uint64_t bits)
+{
+    if (kind != 4 || bits & 1)
+        return;
+    auto* const table = http2.memory<HeaderTable>(Transport::tcp, Layer::Ways::one);
+    if (table)
+        table->isFromStart = true;
 }
 
 void readBody(Layer& http2, std::uint64_t kind, std::uint64_t bits)
@@ -165,6 +240,7 @@ void decode(Layer& http2)
         if (kind == 0 && size > http2.leftOnWire()) // contents are not looked into
             http2.goesOn(size - http2.leftOnWire());
         const Layer::Window content(http2, size);
+        noteStart(http2, kind, bits);
         readBody(http2, kind, bits);
     }
 }

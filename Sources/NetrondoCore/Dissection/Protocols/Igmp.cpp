@@ -67,7 +67,7 @@ void decode(Layer& igmp)
     if (igmp.isCut() || igmp.frame().isFragment || igmp.isQuoted())
         igmp.read(checksum);
     else
-        checksums::read(igmp, checksum, igmp.whole(), 0, Expert::icmpChecksum);
+        checksums::read(igmp, checksum, igmp.whole(), 0, Expert::igmpChecksum);
     if (kind == 0x22)
         return readRecords(igmp);
     igmp.read(group);

@@ -186,6 +186,10 @@ namespace {
 constexpr NamedValue types[] = {{1, "RTMP response"}, {2, "NBP"}, {3, "ATP"}, {4, "AEP"},
                                 {5, "RTMP request"},  {6, "ZIP"}, {7, "ADSP"}};
 
+constexpr NamedValue nameFunctions[] = {{1, "broadcast request"}, {2, "lookup"}, {3, "lookup reply"}, {4, "forward"}};
+constexpr NamedValue transactionFunctions[] = {{1, "request"}, {2, "response"}, {3, "release"}};
+constexpr NamedValue echoFunctions[] = {{1, "request"}, {2, "reply"}};
+
 constexpr Field length{"ddp.len", "Hops and length", Wire::hex16};
 constexpr Field checksum{"ddp.checksum", "Checksum", Wire::hex16};
 constexpr Field destinationNetwork{"ddp.dst_net", "Destination network", Wire::u16};
@@ -195,15 +199,98 @@ constexpr Field sourceNode{"ddp.src_node", "Source node", Wire::u8};
 constexpr Field destinationSocket{"ddp.dst_socket", "Destination socket", Wire::u8};
 constexpr Field sourceSocket{"ddp.src_socket", "Source socket", Wire::u8};
 constexpr Field type{"ddp.type", "Type", Wire::u8, types};
+constexpr Field nameByte{"ddp.nbp", "Function and count", Wire::hex8};
+constexpr Field nameFunction{"ddp.nbp.function", "Function", Wire::bits, nameFunctions, 0xf0};
+constexpr Field nameCount{"ddp.nbp.count", "Number of names", Wire::bits, {}, 0x0f};
+constexpr Field nameId{"ddp.nbp.id", "Transaction", Wire::u8};
+constexpr Field nameEntry{"ddp.nbp.name", "Name", Wire::madeText};
+constexpr Field entryNetwork{"ddp.nbp.network", "Network", Wire::u16};
+constexpr Field entryNode{"ddp.nbp.node", "Node", Wire::u8};
+constexpr Field entrySocket{"ddp.nbp.socket", "Socket", Wire::u8};
+constexpr Field enumerator{"ddp.nbp.enumerator", "Enumerator", Wire::u8};
+constexpr Field transactionByte{"ddp.atp", "Control", Wire::hex8};
+constexpr Field transactionFunction{"ddp.atp.function", "Function", Wire::bits, transactionFunctions, 0xc0};
+constexpr Field transactionBitmap{"ddp.atp.bitmap", "Bitmap or sequence", Wire::hex8};
+constexpr Field transactionId{"ddp.atp.id", "Transaction", Wire::u16};
+constexpr Field transactionUser{"ddp.atp.user", "User bytes", Wire::hex32};
+constexpr Field senderNetwork{"ddp.rtmp.network", "Sender’s network", Wire::u16};
+constexpr Field senderIdLength{"ddp.rtmp.id_len", "ID length (bits)", Wire::u8};
+constexpr Field senderNode{"ddp.rtmp.node", "Sender’s node", Wire::u8};
+constexpr Field route{"ddp.rtmp.route", "Route", Wire::group};
+constexpr Field routeNetwork{"ddp.rtmp.route_network", "Network", Wire::u16};
+constexpr Field routeDistance{"ddp.rtmp.distance", "Distance and range", Wire::hex8};
+constexpr Field routeEnd{"ddp.rtmp.route_end", "Last network of the range", Wire::u16};
+constexpr Field routeVersion{"ddp.rtmp.version", "Version", Wire::hex8};
+constexpr Field echoFunction{"ddp.aep.function", "Echo", Wire::u8, echoFunctions};
+constexpr Field rest{"ddp.data", "Data", Wire::bytes};
+
+/// Object, type and zone, each led by its length (Inside AppleTalk, chapter 7): "Spooler:LaserWriter@*".
+void readEntityName(Layer& ddp)
+{
+    MadeText text;
+    std::size_t at = 0;
+    for (const std::string_view behind : {":", "@", ""}) {
+        const auto part = slice(ddp.rest(), at + 1, ddp.peek8(at));
+        text.put(asText(part));
+        text.put(behind);
+        at += 1u + ddp.peek8(at);
+    }
+    if (at > ddp.left())
+        return ddp.skip(at);
+    ddp.addText(nameEntry, text, ddp.offset(), at);
+    ddp.skip(at);
+}
+
+void readNames(Layer& ddp)
+{
+    const auto count = ddp.readParts(nameByte, nameFunction, nameCount) & 15;
+    ddp.read(nameId);
+    for (std::uint64_t i = 0; i < count && ddp.more(); ++i) {
+        ddp.read(entryNetwork, entryNode, entrySocket, enumerator);
+        readEntityName(ddp);
+    }
+}
+
+/// Routes are single networks, or with the high bit of the distance a range that ends behind it.
+void readRoutes(Layer& ddp)
+{
+    ddp.read(senderNetwork, senderIdLength, senderNode);
+    while (ddp.more(3)) {
+        const Layer::Group group(ddp, route);
+        ddp.read(routeNetwork);
+        if (ddp.read(routeDistance) & 0x80)
+            ddp.read(routeEnd, routeVersion);
+    }
+}
+
+void readMessage(Layer& ddp, std::uint64_t kind)
+{
+    switch (kind) {
+    case 1: readRoutes(ddp); break;
+    case 2: readNames(ddp); break;
+    case 3:
+        ddp.readParts(transactionByte, transactionFunction);
+        ddp.read(transactionBitmap, transactionId, transactionUser);
+        break;
+    case 4: ddp.read(echoFunction); break;
+    default: break;
+    }
+    if (ddp.more())
+        ddp.readRest(rest);
+}
 
 void decode(Layer& ddp)
 {
     const auto size = ddp.read(length) & 0x3ff;
     ddp.read(checksum, destinationNetwork, sourceNetwork);
-    ddp.read(destinationNode, sourceNode, destinationSocket, sourceSocket, type);
+    ddp.read(destinationNode, sourceNode, destinationSocket, sourceSocket);
+    const auto kind = ddp.read(type);
     if (size < 13)
         return ddp.reject(length);
-    ddp.handOverData(size - 13);
+    {
+        const Layer::Window message(ddp, size - 13);
+        readMessage(ddp, kind);
+    }
     ddp.endHere();
 }
 
@@ -211,6 +298,10 @@ void describe(const LayerView& ddp, TextSink& out)
 {
     out("{} {}.{}:{} → {}.{}:{}", ddp[type], ddp[sourceNetwork], ddp[sourceNode], ddp[sourceSocket],
         ddp[destinationNetwork], ddp[destinationNode], ddp[destinationSocket]);
+    if (const auto what = ddp[nameFunction] ? ddp[nameFunction] : ddp[transactionFunction])
+        out(", {}", what);
+    if (const auto name = ddp[nameEntry])
+        out(" {}", name);
 }
 
 constexpr Claim claims[] = {etherType(0x809b)};

@@ -43,13 +43,14 @@ static_assert(wellFormed(protocol));
 namespace slow {
 namespace {
 constexpr NamedValue subtypes[] = {{1, "LACP"}, {2, "Marker"}, {3, "OAM"}, {10, "OSSP"}};
+constexpr NamedValue parts[] = {{0, "end"}, {1, "actor"}, {2, "partner"}, {3, "collector"}};
 constexpr NamedValue states[] = {{0x01, "active"},          {0x02, "short timeout"}, {0x04, "aggregation"},
                                  {0x08, "synchronization"}, {0x10, "collecting"},    {0x20, "distributing"},
                                  {0x40, "defaulted"},       {0x80, "expired"}};
 
 constexpr Field subtype{"slow.subtype", "Subtype", Wire::u8, subtypes};
 constexpr Field version{"slow.version", "Version", Wire::u8};
-constexpr Field part{"slow.part", "Part", Wire::u8};
+constexpr Field part{"slow.part", "Part", Wire::u8, parts};
 constexpr Field length{"slow.len", "Length", Wire::u8};
 constexpr Field systemPriority{"slow.system_priority", "System priority", Wire::u16};
 constexpr Field system{"slow.system", "System", Wire::mac};
@@ -57,6 +58,8 @@ constexpr Field key{"slow.key", "Key", Wire::hex16};
 constexpr Field portPriority{"slow.port_priority", "Port priority", Wire::u16};
 constexpr Field port{"slow.port", "Port", Wire::u16};
 constexpr Field state{"slow.state", "State", Wire::flags8, states};
+constexpr Field collectorDelay{"slow.collector_delay", "Collector’s largest delay (10 µs)", Wire::u16};
+constexpr Field transaction{"slow.transaction", "Transaction", Wire::hex32};
 constexpr Field data{"slow.data", "Data", Wire::bytes};
 
 void decode(Layer& slow)
@@ -68,6 +71,10 @@ void decode(Layer& slow)
         slow.read(key, portPriority, port, state);
         slow.skip(3);
     }
+    if (kind == 1 && slow.more(16) && slow.peek8() == 3)
+        slow.read(part, length, collectorDelay), slow.skip(12);
+    if (kind == 2 && slow.more(16))
+        slow.read(part, length, port, system, transaction);
     if (slow.more())
         slow.readRest(data);
 }

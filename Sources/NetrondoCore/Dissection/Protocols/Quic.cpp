@@ -1,6 +1,10 @@
-// QUIC (RFC 9000, 9369): headers, and what the Initial packets of clients say before keys are agreed on.
+// QUIC (RFC 9000, 9369): headers, and what the Initial packets of both ends say before keys are agreed on.
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/QuicCrypto.h"
+#include "Dissection/Protocols/TlsHandshake.h"
+
+#include <algorithm>
+#include <array>
 
 namespace netrondo {
 namespace {
@@ -75,15 +79,74 @@ std::uint64_t typeOf(std::uint8_t first, std::uint32_t numbered)
     return numbered == version2 ? (bits + 3) % 4 : bits; // version 2 shuffles the types (RFC 9369, 3.2)
 }
 
-/// Decrypts a client's Initial packet into the tree's own bytes, for the layer of its frames.
+/// What both ends of a connection start from: the client's first destination ID, and the handshake as far as it came.
+struct Handshake : ProtocolMemory {
+    static constexpr std::size_t maxId = 20;
+    std::array<std::uint8_t, maxId> id;
+    std::size_t idLength = 0; ///< 0 while no packet of the client was opened
+    std::uint8_t clientWay = 0;
+    struct Way {
+        PieceBuffer pieces;
+        std::size_t told = 0; ///< messages up to here were shown
+    };
+    std::array<Way, 2> ways;
+
+    Bytes clientId() const { return Bytes(id).first(idLength); }
+    void begin(Bytes clientsId, std::uint8_t way)
+    {
+        idLength = std::min(clientsId.size(), maxId);
+        std::copy_n(clientsId.begin(), idLength, id.begin());
+        clientWay = way;
+        ways = {};
+    }
+};
+
+Handshake* handshakeOf(Layer& quic)
+{
+    return quic.memory<Handshake>(Transport::udp, Layer::Ways::both);
+}
+
+quicCrypto::Opened open(Layer& quic, quicCrypto::InitialPacket initial, std::span<std::uint8_t> room)
+{
+    if (const auto kept = quic.kept(); kept && !kept->empty()) {
+        initial.isServer = kept->front();
+        initial.clientId = kept->subspan(1);
+        return quicCrypto::open(initial, room);
+    }
+    auto* const known = handshakeOf(quic);
+    const auto way = quic.way(Transport::udp);
+    const auto ownId = initial.clientId;
+    quicCrypto::Opened opened;
+    if (known && known->idLength) {
+        initial.clientId = known->clientId();
+        initial.isServer = way != known->clientWay;
+        opened = quicCrypto::open(initial, room);
+    }
+    if (!opened.length) { // a client's first packet, or its first one after a retry
+        initial.clientId = ownId;
+        initial.isServer = false;
+        opened = quicCrypto::open(initial, room);
+        if (opened.length && known) {
+            known->begin(ownId, way);
+            quic.learn(Transport::udp, quic::protocol); // packets with short headers look like nothing
+        }
+    }
+    std::array<std::uint8_t, 1 + Handshake::maxId> context{initial.isServer};
+    if (known)
+        std::ranges::copy(known->clientId(), context.begin() + 1);
+    quic.keep(Bytes(context).first(opened.length && known ? 1 + known->idLength : 0));
+    return opened;
+}
+
+/// Decrypts an Initial packet into the tree's own bytes, for the layer of its frames.
 void openInitial(Layer& quic, std::uint32_t numbered, Bytes id, Bytes whole, std::size_t numberAt)
 {
     const auto room = quic.tree().makeBytes(whole.size());
     if (room.empty())
         return;
-    const auto opened = quicCrypto::open({numbered, id, whole, numberAt}, room);
+    const auto opened = open(quic, {numbered, id, false, whole, numberAt}, room);
     if (!opened.length)
-        return; // a server's, whose keys come from the client's first packet; or not what it seems
+        return; // a server's of which the client's first packet is missing; or not what it seems
     quic.add(packetNumber, opened.packetNumber);
     const auto start = static_cast<std::size_t>(room.data() - quic.tree().ownBytes().data());
     quic.handOverOwn(quicframes::protocol, start, opened.length);
@@ -177,16 +240,42 @@ Likeness guess(Bytes bytes, Transport transport)
     return bytes[0] & 0x40 ? Likeness::certain : Likeness::likely;
 }
 
-/// The handshake's bytes in order: clients shuffle their pieces within a packet.
+/// The handshake's bytes in order: clients shuffle their pieces within a packet and over several.
 class CryptoStream {
 public:
-    void add(std::uint64_t at, Bytes bytes)
+    explicit CryptoStream(Layer& quic) : known_(handshakeOf(quic)) { }
+
+    void add(Layer& quic, std::uint64_t at, Bytes bytes)
     {
-        if (count_ < pieces_.size())
+        constexpr std::uint64_t farthest = 64 * 1024;
+        if (at + bytes.size() > farthest)
+            return;
+        if (known_)
+            known_->ways[quic.way(Transport::udp)].pieces.add(at, bytes);
+        else if (count_ < pieces_.size())
             pieces_[count_++] = {at, bytes};
+        hasPieces_ = true;
     }
-    /// Copies what is there from the handshake's first byte on.
-    void handOver(Layer& layer)
+    /// Gives what is there without a gap, from the first message on that was not shown, to the handshake's layer.
+    void handOver(Layer& quic)
+    {
+        if (!hasPieces_)
+            return;
+        quic.setStream();
+        quic.setBare();
+        if (const auto kept = quic.kept())
+            return quic.handOverCopy(tls::protocol, *kept);
+        if (!known_)
+            return handOverAlone(quic);
+        auto& way = known_->ways[quic.way(Transport::udp)];
+        const auto fresh = way.pieces.beginning().subspan(std::min(way.told, way.pieces.beginning().size()));
+        way.told += tlsHandshake::wholeMessages(fresh);
+        quic.keep(fresh);
+        quic.handOverCopy(tls::protocol, fresh);
+    }
+
+private:
+    void handOverAlone(Layer& quic)
     {
         std::uint64_t end = 0;
         for (std::size_t pass = 0; pass < count_; ++pass) {
@@ -195,24 +284,23 @@ public:
                     end = std::max(end, pieces_[i].at + pieces_[i].bytes.size());
             }
         }
-        const auto room = layer.tree().makeBytes(end);
+        const auto room = quic.tree().makeBytes(end);
         if (room.empty())
             return;
         for (std::size_t i = 0; i < count_; ++i) {
             if (pieces_[i].at + pieces_[i].bytes.size() <= end)
                 std::ranges::copy(pieces_[i].bytes, room.begin() + static_cast<std::ptrdiff_t>(pieces_[i].at));
         }
-        layer.setStream();
-        layer.setBare();
-        layer.handOverOwn(tls::protocol, static_cast<std::size_t>(room.data() - layer.tree().ownBytes().data()), end);
+        quic.handOverOwn(tls::protocol, static_cast<std::size_t>(room.data() - quic.tree().ownBytes().data()), end);
     }
 
-private:
     struct Piece {
         std::uint64_t at;
         Bytes bytes;
     };
-    std::array<Piece, 64> pieces_;
+    Handshake* known_;
+    bool hasPieces_ = false;
+    std::array<Piece, 64> pieces_; ///< of a packet by itself
     std::size_t count_ = 0;
 };
 
@@ -232,9 +320,8 @@ void readCrypto(Layer& quic, CryptoStream& stream)
     const auto at = readVariable(quic, offset);
     const auto size = readVariable(quic, dataLength);
     const auto bytes = quic.readBytes(cryptoData, size);
-    constexpr std::uint64_t farthest = 64 * 1024;
-    if (!quic.stopped() && at < farthest)
-        stream.add(at, bytes);
+    if (!quic.stopped())
+        stream.add(quic, at, bytes);
 }
 
 void readPadding(Layer& quic)
@@ -247,7 +334,7 @@ void readPadding(Layer& quic)
 
 void decodeFrames(Layer& quic)
 {
-    CryptoStream stream;
+    CryptoStream stream(quic);
     while (quic.more()) {
         if (quic.peek8() == 0) {
             readPadding(quic);
@@ -279,7 +366,7 @@ static_assert(wellFormed(protocol));
 } // namespace quic
 
 namespace quicframes {
-constexpr Protocol protocol{{"quic.frames", "QUIC frames", Wire::layer}, {}, {}, decodeFrames};
+constexpr Protocol protocol{{"quic.frames", "QUIC", Wire::layer}, {}, {}, decodeFrames};
 static_assert(wellFormed(protocol));
 } // namespace quicframes
 

@@ -111,10 +111,10 @@ Opened open(const InitialPacket& packet, std::span<std::uint8_t> plain)
     if (!salt || packet.bytes.size() < at + sampleOffset + 16 || at + 4 > maxHeader)
         return {};
     const bool second = packet.version == 0x6b3343cf;
-    const auto client = expandLabel(hmac(*salt, packet.destinationId), "client in", 32);
-    const auto key = expandLabel(client, second ? "quicv2 key" : "quic key", 16);
-    const auto iv = expandLabel(client, second ? "quicv2 iv" : "quic iv", 12);
-    const auto hide = expandLabel(client, second ? "quicv2 hp" : "quic hp", 16);
+    const auto side = expandLabel(hmac(*salt, packet.clientId), packet.isServer ? "server in" : "client in", 32);
+    const auto key = expandLabel(side, second ? "quicv2 key" : "quic key", 16);
+    const auto iv = expandLabel(side, second ? "quicv2 iv" : "quic iv", 12);
+    const auto hide = expandLabel(side, second ? "quicv2 hp" : "quic hp", 16);
     const auto mask = headerMask(Bytes(hide).first(16), packet.bytes.subspan(at + sampleOffset, 16));
 
     std::array<std::uint8_t, maxHeader> header;

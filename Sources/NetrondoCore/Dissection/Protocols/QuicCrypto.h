@@ -8,10 +8,11 @@
 
 namespace netrondo::quicCrypto {
 
-/// An Initial packet of a client, as it stands in the datagram.
+/// An Initial packet, as it stands in the datagram.
 struct InitialPacket {
     std::uint32_t version;
-    Bytes destinationId;            ///< what the keys come from
+    Bytes clientId; ///< what the keys come from: the first destination ID that the client chose
+    bool isServer;
     Bytes bytes;                    ///< the packet from its first byte to its last
     std::size_t packetNumberOffset; ///< in `bytes`
 };

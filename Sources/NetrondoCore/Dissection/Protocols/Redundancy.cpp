@@ -1,5 +1,7 @@
 // First-hop redundancy and liveness: VRRP (RFC 9568), HSRP (RFC 2281), BFD (RFC 5880).
+#include "Dissection/Protocols/Checksums.h"
 #include "Dissection/Protocols/Protocols.h"
+#include "Dissection/Wire/InternetChecksum.h"
 
 namespace netrondo {
 
@@ -12,17 +14,30 @@ constexpr Field router{"vrrp.router", "Virtual router", Wire::u8};
 constexpr Field priority{"vrrp.priority", "Priority", Wire::u8};
 constexpr Field count{"vrrp.addresses", "Number of addresses", Wire::u8};
 constexpr Field interval{"vrrp.interval", "Advertisement interval", Wire::u16};
-constexpr Field checksum{"vrrp.checksum", "Checksum", Wire::hex16};
+constexpr Field checksum{"vrrp.checksum", "Checksum", Wire::checksum16};
 constexpr Field address4{"vrrp.address", "Address", Wire::ipv4};
 constexpr Field address6{"vrrp.address6", "Address", Wire::ipv6};
 constexpr Field auth{"vrrp.auth", "Authentication", Wire::bytes};
 
+/// Version 2 sums up its message alone; version 3 takes the pseudo-header to it, which over IPv4 not all senders do.
+void readChecksum(Layer& vrrp, std::uint64_t number)
+{
+    if (vrrp.isCut() || vrrp.frame().isFragment || vrrp.isQuoted())
+        return static_cast<void>(vrrp.read(checksum));
+    const auto alone = InternetChecksum::sum(vrrp.whole());
+    if (number <= 2 || InternetChecksum::fold(alone) == 0xffff)
+        checksums::readSum(vrrp, checksum, alone, Expert::vrrpChecksum);
+    else
+        checksums::readTransport(vrrp, checksum, 112, Expert::vrrpChecksum);
+}
+
 void decode(Layer& vrrp)
 {
-    vrrp.readParts(first, version, type);
+    const auto number = vrrp.readParts(first, version, type) >> 4;
     vrrp.read(router, priority);
     const auto addresses = vrrp.read(count);
-    vrrp.read(interval, checksum);
+    vrrp.read(interval);
+    readChecksum(vrrp, number);
     const bool is6 = vrrp.frame().networkSource.kind == Address::Kind::ipv6;
     for (std::uint64_t i = 0; i < addresses && vrrp.more(); ++i)
         vrrp.read(is6 ? address6 : address4);

@@ -2,6 +2,10 @@
 #include "Dissection/Decode/Dissector.h"
 #include "Dissection/Protocols/Protocols.h"
 
+#include <array>
+#include <bit>
+#include <boost/crc.hpp>
+
 namespace netrondo {
 
 namespace sctp {
@@ -15,7 +19,7 @@ constexpr NamedValue chunks[] = {
 constexpr Field sourcePort{"sctp.source", "Source port", Wire::u16};
 constexpr Field destinationPort{"sctp.destination", "Destination port", Wire::u16};
 constexpr Field tag{"sctp.tag", "Verification tag", Wire::hex32};
-constexpr Field checksum{"sctp.checksum", "Checksum", Wire::hex32};
+constexpr Field checksum{"sctp.checksum", "Checksum", Wire::checksum32};
 constexpr Field chunk{"sctp.chunk", "Chunk", Wire::number, chunks};
 constexpr Field type{"sctp.chunk_type", "Type", Wire::u8, chunks};
 constexpr Field flags{"sctp.chunk_flags", "Flags", Wire::hex8};
@@ -65,6 +69,32 @@ void readChunk(Layer& sctp, std::uint64_t kind, std::uint64_t bits)
         sctp.readRest(data);
 }
 
+/// CRC-32c with its bytes in little-endian order, over the packet with zeros in the sum's place (RFC 9260, 6.8).
+std::uint32_t sumOf(Bytes packet)
+{
+    constexpr std::size_t sumAt = 8, sumEnd = 12;
+    boost::crc_optimal<32, 0x1edc6f41, 0xffffffff, 0xffffffff, true, true> sum;
+    sum.process_bytes(packet.data(), sumAt);
+    constexpr std::array<std::uint8_t, sumEnd - sumAt> zeros{};
+    sum.process_bytes(zeros.data(), zeros.size());
+    sum.process_bytes(packet.data() + sumEnd, packet.size() - sumEnd);
+    return std::byteswap(sum.checksum());
+}
+
+void readChecksum(Layer& sctp)
+{
+    const auto sent = sctp.read(checksum);
+    if (sctp.stopped() || sctp.isCut() || sctp.frame().isFragment || sctp.isQuoted())
+        return;
+    // A sum of zero is left to the network card, or not used under DTLS (RFC 9653).
+    const auto outcome = sent == 0    ? ChecksumOutcome::offloaded
+        : sent == sumOf(sctp.whole()) ? ChecksumOutcome::correct
+                                      : ChecksumOutcome::wrong;
+    sctp.tree().at(sctp.tree().size() - 1).number = std::uint64_t{static_cast<std::uint8_t>(outcome)} << 32 | sent;
+    if (outcome == ChecksumOutcome::wrong)
+        sctp.mark(Expert::sctpChecksum);
+}
+
 void decode(Layer& sctp)
 {
     const auto from = static_cast<std::uint16_t>(sctp.read(sourcePort));
@@ -72,7 +102,8 @@ void decode(Layer& sctp)
     if (sctp.stopped())
         return;
     sctp.setPorts(Transport::sctp, from, to);
-    sctp.read(tag, checksum);
+    sctp.read(tag);
+    readChecksum(sctp);
     while (sctp.more(4)) {
         const Layer::Group group(sctp, chunk, sctp.peek8());
         const auto kind = sctp.read(type), bits = sctp.read(flags), size = sctp.read(length);

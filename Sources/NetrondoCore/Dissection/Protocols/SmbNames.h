@@ -94,4 +94,30 @@ inline constexpr NamedValue statuses[] = {
     {0xc0000257, "path not covered"},
 };
 
+inline constexpr NamedValue securityModes[] = {
+    {1, "signing enabled"}, {2, "signing required"}, {3, "signing required"}};
+inline constexpr NamedValue ntlmTypes[] = {{1, "negotiate"}, {2, "challenge"}, {3, "authenticate"}};
+inline constexpr NamedValue shareTypes[] = {{1, "disk"}, {2, "pipe"}, {3, "printer"}};
+inline constexpr NamedValue oplocks[] = {
+    {0x00, "none"}, {0x01, "level II"}, {0x08, "exclusive"}, {0x09, "batch"}, {0xff, "lease"}};
+inline constexpr NamedValue dispositions[] = {{0, "supersede"},      {1, "open"},      {2, "create"},
+                                              {3, "open or create"}, {4, "overwrite"}, {5, "overwrite or create"}};
+inline constexpr NamedValue createActions[] = {{0, "superseded"}, {1, "opened"}, {2, "created"}, {3, "overwritten"}};
+inline constexpr NamedValue infoTypes[] = {{1, "file"}, {2, "file system"}, {3, "security"}, {4, "quota"}};
+inline constexpr NamedValue controls[] = {{0x00060194, "get referrals"},
+                                          {0x0011400c, "pipe peek"},
+                                          {0x00110018, "pipe wait"},
+                                          {0x0011c017, "pipe transceive"},
+                                          {0x001440f2, "server copy chunk"},
+                                          {0x00144064, "enumerate snapshots"},
+                                          {0x00140078, "request resume key"},
+                                          {0x001441bb, "read hash"},
+                                          {0x001401d4, "request resiliency"},
+                                          {0x001401fc, "query network interfaces"},
+                                          {0x000900a4, "set reparse point"},
+                                          {0x000900a8, "get reparse point"},
+                                          {0x00098208, "file level trim"},
+                                          {0x00140204, "validate negotiation"},
+                                          {0x000900c0, "create or get object ID"}};
+
 } // namespace netrondo::smbNames

@@ -39,7 +39,13 @@ constexpr Field mstCost{"stp.mst_cost", "Internal root path cost", Wire::u32};
 constexpr Field mstBridgePriority{"stp.mst_bridge_priority", "MST bridge priority", Wire::u16};
 constexpr Field mstBridge{"stp.mst_bridge", "MST bridge", Wire::mac};
 constexpr Field hops{"stp.mst_hops", "Remaining hops", Wire::u8};
-constexpr Field instances{"stp.mst_instances", "MST instances", Wire::bytes};
+constexpr Field instances{"stp.mst_rest", "Rest", Wire::bytes};
+constexpr Field mstInstance{"stp.msti", "MST instance", Wire::number};
+constexpr Field mstPriority{"stp.msti_priority", "Instance’s root priority and number", Wire::u16};
+constexpr Field mstRoot{"stp.msti_root", "Instance’s regional root", Wire::mac};
+constexpr Field mstInstanceCost{"stp.msti_cost", "Instance’s root path cost", Wire::u32};
+constexpr Field mstOwnPriority{"stp.msti_bridge_priority", "Instance’s bridge priority", Wire::hex8};
+constexpr Field mstPortPriority{"stp.msti_port_priority", "Instance’s port priority", Wire::hex8};
 
 void readMultiple(Layer& stp)
 {
@@ -52,6 +58,11 @@ void readMultiple(Layer& stp)
     stp.read(mstRevision);
     stp.readBytes(mstDigest, 16);
     stp.read(mstCost, mstBridgePriority, mstBridge, hops);
+    while (stp.more(16)) {
+        const Layer::Group group(stp, mstInstance, stp.peek16(1) & 0x0fffu);
+        stp.readParts(flags, change, proposal, role, learning, forwarding, agreement, changeAck);
+        stp.read(mstPriority, mstRoot, mstInstanceCost, mstOwnPriority, mstPortPriority, hops);
+    }
     if (stp.more())
         stp.readRest(instances);
 }

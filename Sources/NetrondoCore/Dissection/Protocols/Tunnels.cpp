@@ -1,4 +1,4 @@
-// Tunnels in UDP: VXLAN (RFC 7348), Geneve (RFC 8926), GTP (3GPP TS 29.281), L2TP (RFC 2661), WireGuard.
+// Tunnels in UDP: VXLAN (RFC 7348), Geneve (RFC 8926), L2TP (RFC 2661), WireGuard.
 #include "Dissection/Protocols/EtherTypeNames.h"
 #include "Dissection/Protocols/Protocols.h"
 
@@ -62,89 +62,6 @@ constexpr Claim claims[] = {udpPort(6081)};
 constexpr Protocol protocol{{"geneve", "Geneve", Wire::layer}, {}, claims, decode, describe};
 static_assert(wellFormed(protocol));
 } // namespace geneve
-
-namespace gtp {
-namespace {
-constexpr NamedValue types[] = {{1, "Echo request"},
-                                {2, "Echo response"},
-                                {26, "Error indication"},
-                                {31, "Supported extension headers"},
-                                {254, "End marker"},
-                                {255, "User data"},
-                                {16, "Create PDP context request"},
-                                {17, "Create PDP context response"},
-                                {20, "Delete PDP context request"},
-                                {21, "Delete PDP context response"},
-                                {32, "Create session request"},
-                                {33, "Create session response"},
-                                {34, "Modify bearer request"},
-                                {35, "Modify bearer response"},
-                                {36, "Delete session request"},
-                                {37, "Delete session response"},
-                                {38, "Change notification request"},
-                                {39, "Change notification response"}};
-
-constexpr Field first{"gtp.flags", "Version and flags", Wire::hex8};
-constexpr Field version{"gtp.version", "Version", Wire::bits, {}, 0xe0};
-constexpr Field type{"gtp.type", "Message type", Wire::u8, types};
-constexpr Field length{"gtp.length", "Length", Wire::u16};
-constexpr Field tunnel{"gtp.teid", "Tunnel endpoint", Wire::hex32};
-constexpr Field sequence{"gtp.seq", "Sequence number", Wire::u16};
-constexpr Field sequence2{"gtp.seq", "Sequence number", Wire::u24};
-constexpr Field packetNumber{"gtp.npdu", "N-PDU number", Wire::u8};
-constexpr Field nextExtension{"gtp.next_ext", "Next extension", Wire::hex8};
-constexpr Field extension{"gtp.extension", "Extension header", Wire::bytes};
-constexpr Field elements{"gtp.elements", "Information elements", Wire::bytes};
-
-void readVersion1(Layer& gtp, std::uint64_t bits, std::uint64_t kind)
-{
-    gtp.read(tunnel);
-    if (bits & 7) {
-        gtp.read(sequence, packetNumber);
-        auto more = gtp.read(nextExtension);
-        while (more && gtp.more(4)) {
-            const std::size_t size = std::size_t{gtp.peek8()} * 4;
-            if (size < 4)
-                return gtp.reject(extension);
-            gtp.readBytes(extension, size - 1);
-            more = gtp.read(nextExtension);
-        }
-    }
-    if (kind == 255 && gtp.leftOnWire())
-        gtp.handOver(etherType(gtp.peek8() >> 4 == 6 ? 0x86dd : 0x0800));
-    else if (gtp.more())
-        gtp.readRest(elements);
-}
-
-void decode(Layer& gtp)
-{
-    const auto bits = gtp.readParts(first, version);
-    const auto kind = gtp.read(type), size = gtp.read(length);
-    const Layer::Window message(gtp, bits >> 5 == 2 ? size : size + 4);
-    if (bits >> 5 != 2)
-        return readVersion1(gtp, bits, kind);
-    if (bits & 8)
-        gtp.read(tunnel);
-    gtp.read(sequence2, packetNumber);
-    if (gtp.more())
-        gtp.readRest(elements);
-}
-
-void describe(const LayerView& gtp, TextSink& out)
-{
-    out("{}", gtp[type]);
-    if (const auto id = gtp[tunnel]) {
-        out(", TEID 0x");
-        out.putHex(id.number(), 8);
-    }
-}
-
-constexpr Claim claims[] = {udpPort(2152), udpPort(2123), udpPort(3386)};
-} // namespace
-
-constexpr Protocol protocol{{"gtp", "GTP", Wire::layer}, {}, claims, decode, describe};
-static_assert(wellFormed(protocol));
-} // namespace gtp
 
 namespace l2tp {
 namespace {

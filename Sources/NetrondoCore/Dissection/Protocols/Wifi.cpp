@@ -1,6 +1,8 @@
 // IEEE 802.11 frames, with the radiotap header that capture tools put in front of them.
 #include "Dissection/Protocols/Protocols.h"
 
+#include <algorithm>
+
 namespace netrondo {
 
 namespace radiotap {
@@ -92,6 +94,39 @@ constexpr NamedValue elements[] = {{0, "SSID"},
                                    {221, "vendor"},
                                    {255, "extension"}};
 
+constexpr NamedValue ciphers[] = {{0, "the group’s"}, {1, "WEP-40"}, {2, "TKIP"},     {4, "CCMP"},     {5, "WEP-104"},
+                                  {6, "BIP"},         {8, "GCMP"},   {9, "GCMP-256"}, {10, "CCMP-256"}};
+constexpr NamedValue managements[] = {{1, "802.1X"},
+                                      {2, "pre-shared key"},
+                                      {3, "802.1X, fast transition"},
+                                      {4, "pre-shared key, fast transition"},
+                                      {5, "802.1X, SHA-256"},
+                                      {6, "pre-shared key, SHA-256"},
+                                      {8, "SAE"},
+                                      {9, "SAE, fast transition"},
+                                      {12, "802.1X, Suite B-192"},
+                                      {18, "OWE"}};
+constexpr NamedValue statuses[] = {{0, "success"},
+                                   {1, "failure"},
+                                   {10, "capabilities unsupported"},
+                                   {12, "association denied"},
+                                   {13, "algorithm unsupported"},
+                                   {15, "challenge failed"},
+                                   {17, "too many stations"},
+                                   {18, "rates unsupported"},
+                                   {30, "try again later"},
+                                   {43, "invalid key management"},
+                                   {53, "invalid PMKID"}};
+constexpr NamedValue reasons[] = {
+    {1, "unspecified"},        {2, "authentication invalid"}, {3, "station leaves"},
+    {4, "inactivity"},         {5, "too many stations"},      {6, "not authenticated"},
+    {7, "not associated"},     {8, "station leaves the set"}, {14, "message integrity failure"},
+    {15, "handshake timeout"}, {16, "group key timeout"},     {23, "802.1X failed"}};
+constexpr NamedValue algorithms[] = {{0, "open"}, {1, "shared key"}, {2, "fast transition"}, {3, "SAE"}};
+constexpr NamedValue categories[] = {{0, "spectrum"},        {1, "QoS"}, {3, "block ack"}, {4, "public"}, {5, "radio"},
+                                     {6, "fast transition"}, {7, "HT"},  {8, "SA query"},  {10, "WNM"},   {21, "VHT"},
+                                     {127, "vendor"}};
+
 constexpr Field control{"wlan.fc", "Frame control", Wire::leHex16};
 constexpr Field kind{"wlan.kind", "Type and subtype", Wire::number, kinds};
 constexpr Field toSystem{"wlan.to_ds", "To the distribution system", Wire::bit, {}, 0x0100};
@@ -113,10 +148,97 @@ constexpr Field elementId{"wlan.element_id", "Element", Wire::u8, elements};
 constexpr Field elementLength{"wlan.element_len", "Length", Wire::u8};
 constexpr Field ssid{"wlan.ssid", "SSID", Wire::text};
 constexpr Field channel{"wlan.channel", "Channel", Wire::u8};
+constexpr Field rate{"wlan.rate", "Rate", Wire::hex8};
+constexpr Field isBasic{"wlan.rate_basic", "Basic", Wire::bit, {}, 0x80};
+constexpr Field speed{"wlan.rate_speed", "Speed (500 kbit/s)", Wire::bits, {}, 0x7f};
+constexpr Field trafficCount{"wlan.dtim_count", "DTIM count", Wire::u8};
+constexpr Field trafficPeriod{"wlan.dtim_period", "DTIM period", Wire::u8};
+constexpr Field trafficControl{"wlan.tim_control", "Bitmap control", Wire::hex8};
+constexpr Field country{"wlan.country", "Country", Wire::text};
+constexpr Field protection{"wlan.erp", "ERP", Wire::hex8};
+constexpr Field highThroughput{"wlan.ht_capabilities", "HT capabilities", Wire::leHex16};
+constexpr Field organisation{"wlan.oui", "Organisation", Wire::hex24};
+constexpr Field vendorType{"wlan.vendor_type", "Vendor type", Wire::u8};
+constexpr Field securityVersion{"wlan.rsn_version", "Security version", Wire::le16};
+constexpr Field suiteCount{"wlan.suites", "Number of suites", Wire::le16};
+constexpr Field suiteNumber{"wlan.suite", "Suite", Wire::u8};
+constexpr Field groupCipher{"wlan.group_cipher", "Group cipher", Wire::u8, ciphers};
+constexpr Field pairCipher{"wlan.pair_cipher", "Pairwise cipher", Wire::u8, ciphers};
+constexpr Field keyManagement{"wlan.akm", "Key management", Wire::u8, managements};
+constexpr Field securityBits{"wlan.rsn_capabilities", "Security capabilities", Wire::leHex16};
+constexpr Field status{"wlan.status", "Status", Wire::le16, statuses};
+constexpr Field association{"wlan.aid", "Association ID", Wire::leHex16};
+constexpr Field currentPoint{"wlan.current_ap", "Current access point", Wire::mac};
+constexpr Field algorithm{"wlan.auth_algorithm", "Authentication algorithm", Wire::le16, algorithms};
+constexpr Field step{"wlan.auth_step", "Authentication step", Wire::le16};
+constexpr Field category{"wlan.category", "Category", Wire::u8, categories};
+constexpr Field action{"wlan.action", "Action", Wire::u8};
 constexpr Field elementData{"wlan.element_data", "Data", Wire::bytes};
-constexpr Field reason{"wlan.reason", "Reason", Wire::le16};
+constexpr Field reason{"wlan.reason", "Reason", Wire::le16, reasons};
 constexpr Field encrypted{"wlan.encrypted", "Encrypted data", Wire::bytes};
 constexpr Field body{"wlan.body", "Body", Wire::bytes};
+
+/// A cipher or a key management, led by the organisation that numbered it.
+void readSuite(Layer& wlan, const Field& known)
+{
+    const auto who = wlan.read(organisation);
+    wlan.read(who == 0x000fac || who == 0x0050f2 ? known : suiteNumber);
+}
+
+void readSuites(Layer& wlan, const Field& known)
+{
+    const auto count = wlan.read(suiteCount);
+    for (std::uint64_t i = 0; i < count && wlan.more(4); ++i)
+        readSuite(wlan, known);
+}
+
+/// Robust security (IEEE 802.11, 9.4.2.24); the older vendor's form has the same parts.
+void readSecurity(Layer& wlan)
+{
+    wlan.read(securityVersion);
+    if (wlan.more(4))
+        readSuite(wlan, groupCipher);
+    if (wlan.more(2))
+        readSuites(wlan, pairCipher);
+    if (wlan.more(2))
+        readSuites(wlan, keyManagement);
+    if (wlan.more(2))
+        wlan.read(securityBits);
+}
+
+void readVendor(Layer& wlan)
+{
+    constexpr std::uint32_t olderSecurity = 0x0050f201;
+    if (wlan.peek32() != olderSecurity)
+        return static_cast<void>(wlan.read(organisation));
+    wlan.read(organisation, vendorType);
+    readSecurity(wlan);
+}
+
+void readElement(Layer& wlan, std::uint64_t id)
+{
+    switch (id) {
+    case 0: wlan.readText(ssid, wlan.left()); break;
+    case 1:
+    case 50:
+        while (wlan.more()) {
+            wlan.addParts(rate, wlan.peek8(), wlan.offset(), 1, isBasic, speed);
+            wlan.skip(1);
+        }
+        break;
+    case 3: wlan.read(channel); break;
+    case 5: wlan.read(trafficCount, trafficPeriod, trafficControl); break;
+    case 7: wlan.readText(country, std::min<std::size_t>(wlan.left(), 3)); break;
+    case 42: wlan.read(protection); break;
+    case 45: wlan.read(highThroughput); break;
+    case 48: readSecurity(wlan); break;
+    case 61: wlan.read(channel); break;
+    case 221: readVendor(wlan); break;
+    default: break;
+    }
+    if (wlan.more())
+        wlan.readRest(elementData);
+}
 
 void readElements(Layer& wlan)
 {
@@ -124,12 +246,7 @@ void readElements(Layer& wlan)
         const Layer::Group group(wlan, element, wlan.peek8());
         const auto id = wlan.read(elementId), size = wlan.read(elementLength);
         const Layer::Window content(wlan, size);
-        if (id == 0)
-            wlan.readText(ssid, wlan.left());
-        else if (id == 3)
-            wlan.read(channel);
-        if (wlan.more())
-            wlan.readRest(elementData);
+        readElement(wlan, id);
     }
 }
 
@@ -137,11 +254,17 @@ void readManagement(Layer& wlan, unsigned subtype)
 {
     switch (subtype) {
     case 0: wlan.read(capabilities, interval), readElements(wlan); break;
+    case 1:
+    case 3: wlan.read(capabilities, status, association), readElements(wlan); break;
+    case 2: wlan.read(capabilities, interval, currentPoint), readElements(wlan); break;
     case 4: readElements(wlan); break;
     case 5:
     case 8: wlan.read(timestamp, interval, capabilities), readElements(wlan); break;
     case 10:
     case 12: wlan.read(reason); break;
+    case 11: wlan.read(algorithm, step, status), readElements(wlan); break;
+    case 13:
+    case 14: wlan.read(category, action); break;
     default: break;
     }
     if (wlan.more())
@@ -207,6 +330,8 @@ void describe(const LayerView& wlan, TextSink& out)
         out(", protected");
     if (const auto why = wlan[reason])
         out(", reason {}", why);
+    if (const auto how = wlan[status]; how && how.number())
+        out(", {}", how);
 }
 
 constexpr Claim claims[] = {linkTypeIs(105)};

@@ -1,0 +1,8 @@
+// libFuzzer: the dissectors of links, frame after frame.
+#include "Targets/Families.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    netrondo::fuzz::decodeLink({data, size});
+    return 0;
+}

@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Writes the seeds of FuzzDecodeLink and its siblings: payloads of the tests' sample frames, whole and in two pieces.
+
+The ways are read from Targets/Families.h; a seed names its way by its place there.
+"""
+import collections
+import pathlib
+import re
+
+here = pathlib.Path(__file__).parent
+LINKS = {"null": 0, "ieee80211": 105, "linuxSLL": 113, "ieee80211Radio": 127, "linuxSLL2": 276}
+FOLDERS = {"name": "Names", "file": "Files"}
+SAMPLES_EACH = 3
+
+
+def ways():
+    text = (here / "../Targets/Families.h").read_text()
+    for family, body in re.findall(r"inline constexpr Way (\w+)Ways\[\] = \{(.*?)\};", text, re.S):
+        entries = re.findall(r"way::(\w+)\((?:LinkType::)?(\w+)\)|\{Way::Carrier::(\w+), (\w+)\}", body)
+        for place, (kind, number, carrier, other) in enumerate(entries):
+            kind, number = kind or carrier, number or other
+            value = LINKS[number] if kind == "link" else int(number, 0)
+            yield (kind, value), (family, place)
+
+
+def carried(link, frame):
+    """All payloads of a frame with the way that leads to each."""
+    if link != 1:
+        yield ("link", link), frame
+        return
+    kind, payload = int.from_bytes(frame[12:14], "big"), frame[14:]
+    if kind <= 1500:
+        payload = payload[:kind]
+        if payload[:2] == b"\xaa\xaa":
+            yield ("ciscoSnap", int.from_bytes(payload[6:8], "big")), payload[8:]
+        elif payload:
+            yield ("llc", payload[0]), payload[3:]
+        return
+    yield ("ether", kind), payload
+    if kind == 0x8137:
+        yield ("ipx", int.from_bytes(payload[16:18], "big")), payload[30:]
+    if kind == 0x0800:
+        protocol, inner = payload[9], payload[payload[0] % 16 * 4:int.from_bytes(payload[2:4], "big")]
+        yield ("ip", protocol), inner
+    elif kind == 0x86dd:
+        protocol, inner = payload[6], payload[40:]
+        yield ("ip6", protocol), inner
+    else:
+        return
+    if protocol in (6, 17):
+        header = inner[12] // 16 * 4 if protocol == 6 and len(inner) > 12 else 8
+        for at in (0, 2):
+            yield ("tcp" if protocol == 6 else "udp", int.from_bytes(inner[at:at + 2], "big")), inner[header:]
+
+
+def frames(*payloads):
+    return b"".join(len(payload).to_bytes(2, "big") + payload for payload in payloads)
+
+
+def main():
+    found = collections.defaultdict(set)
+    for file in sorted((here / "../../Tests/Golden/Dissection").glob("*.frames")):
+        for line in file.read_text().splitlines():
+            if line and not line.startswith("#"):
+                link, data = line.split()
+                for way, payload in carried(int(link), bytes.fromhex(data)):
+                    if payload:
+                        found[way].add(payload)
+    places = collections.defaultdict(list)
+    for way, place in ways():
+        places[way].append(place)
+    for way, payloads in found.items():
+        for family, place in places[way]:
+            folder = here / f"Decode{FOLDERS.get(family, family.capitalize())}"
+            folder.mkdir(exist_ok=True)
+            for number, payload in enumerate(sorted(payloads, key=lambda data: (len(data), data))[:SAMPLES_EACH]):
+                half = len(payload) // 2
+                name = f"{way[0]}-{way[1]}-{number}"
+                (folder / name).write_bytes(bytes([place]) + frames(payload))
+                if number == 0:
+                    (folder / (name + "-pieces")).write_bytes(bytes([place]) + frames(payload[:half], payload[half:]))
+
+
+if __name__ == "__main__":
+    main()
