@@ -162,6 +162,50 @@ TEST(DecodeSession, FragmentsOfDifferentDatagramsStayApart)
     EXPECT_EQ(capture.values(frame, "ip.together"), "");
 }
 
+TEST(DecodeSession, HeadersOfHttp2KnowTheOnesBefore)
+{
+    Capture capture;
+    // SETTINGS, then HEADERS with a literal "x-a: b" that goes into the table (RFC 7541, 6.2.1).
+    capture.tcp(40001, 80, 1, hex("000000 04 00 00000000  000008 01 04 00000001 40 03 782d61 01 62 82"));
+    // A header block that is the table's newest entry and nothing else.
+    const auto frame = capture.tcp(40001, 80, 27, hex("000001 01 04 00000003 be"));
+    EXPECT_EQ(capture.values(frame, "http2.header"), "x-a: b");
+    EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame));
+}
+
+TEST(DecodeSession, ATableWhoseBeginningIsMissingIsNotUsed)
+{
+    Capture capture;
+    capture.tcp(40001, 80, 1, hex("000008 01 04 00000001 40 03 782d61 01 62 82"));
+    const auto frame = capture.tcp(40001, 80, 18, hex("000001 01 04 00000003 be"));
+    EXPECT_EQ(capture.values(frame, "http2.header"), "");
+}
+
+TEST(DecodeSession, AReplySaysWhatItsCallAskedFor)
+{
+    Capture capture;
+    capture.udp(2049, 40000,
+                hex("11223344 00000000 00000002 000186a3 00000003 00000001 00000000 00000000 00000000 00000000"
+                    "00000004 01020304"));
+    const auto frame = capture.udp(40000, 2049, hex("11223344 00000001 00000000 00000000 00000000 00000000 00000046"));
+    EXPECT_EQ(capture.info(frame), "NFS v3 GETATTR Reply xid=0x11223344, STALE");
+    EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame));
+    const auto stranger =
+        capture.udp(40000, 2049, hex("11223345 00000001 00000000 00000000 00000000 00000000 00000046"));
+    EXPECT_EQ(capture.values(stranger, "rpc.program"), "");
+}
+
+TEST(DecodeSession, ACallNamesTheInterfaceThatItsContextWasBoundTo)
+{
+    Capture capture;
+    capture.tcp(40002, 40000, 1,
+                hex("05 00 0b 03 10000000 4800 0000 01000000 b810 b810 00000000 01 000000 0000 01 00"
+                    "c84f324b 7016 d301 1278 5a47bf6ee188 03000000 045d888a eb1c c911 9fe8 08002b104860 02000000"));
+    const auto frame = capture.tcp(40002, 40000, 73, hex("05 00 00 03 10000000 1800 0000 02000000 00000000 0000 0f00"));
+    EXPECT_EQ(capture.info(frame), "Request SRVSVC operation 15, call 2");
+    EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame));
+}
+
 TEST(DecodeSession, AMessageThatNeverEndsIsGivenUp)
 {
     Capture capture;

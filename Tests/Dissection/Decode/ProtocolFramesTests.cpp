@@ -108,21 +108,30 @@ TEST(ProtocolFrames, ACutFrameKeepsTheNodesItHolds)
     }
 }
 
-TEST(ProtocolFrames, TenThousandDamagedBytesDoNoHarm)
+/// How many damaged frames of each protocol: a few in everyday runs, as many as NETRONDO_MUTATIONS says in long ones.
+std::size_t mutationsEach()
+{
+    const char* wanted = std::getenv("NETRONDO_MUTATIONS");
+    return wanted ? std::strtoul(wanted, nullptr, 10) : 120;
+}
+
+TEST(ProtocolFrames, DamagedBytesDoNoHarm)
 {
     std::mt19937 random(20'240'501);
-    const auto& samples = protocolFrames();
-    ASSERT_FALSE(samples.empty());
-    const auto rounds = 10'000 / samples.size() + 1;
-    for (const auto& sample : samples) {
-        if (sample.bytes.empty())
-            continue;
-        auto bytes = sample.bytes;
-        for (std::size_t i = 0; i < rounds; ++i) {
-            auto& byte = bytes[random() % bytes.size()];
+    std::map<std::string, std::vector<ProtocolFrame>> protocols;
+    for (const auto& sample : protocolFrames())
+        protocols[sample.file].push_back(sample);
+    ASSERT_FALSE(protocols.empty());
+    for (auto& [file, samples] : protocols) {
+        SCOPED_TRACE(file);
+        for (std::size_t i = 0; i < mutationsEach(); ++i) {
+            auto& sample = samples[i % samples.size()];
+            if (sample.bytes.empty())
+                continue;
+            auto& byte = sample.bytes[random() % sample.bytes.size()];
             const auto before = byte;
             byte = static_cast<std::uint8_t>(random());
-            const auto frame = decoded(bytes, sample.link);
+            const auto frame = decoded(sample.bytes, sample.link);
             fuzz::checkDecoded(frame.frame);
             byte = before;
         }
@@ -148,6 +157,24 @@ TEST(PacketDecoder, TakesNoMemoryOnceItIsWarm)
     };
     decodeAll();
     EXPECT_NO_ALLOCATIONS(decodeAll());
+}
+
+TEST(PacketDecoder, DecodesAnyFrameOfASampleAsItDidInOrder)
+{
+    for (const auto& capture : sampleCaptures(80)) {
+        SCOPED_TRACE(capture.name);
+        PacketDecoder decoder(false, PacketDecoder::Keep::contexts);
+        std::vector<std::string> inOrder;
+        DecodedFrame frame;
+        for (const auto& kept : capture.frames) {
+            decoder.decodeNext(viewOf(kept), frame);
+            inOrder.push_back(dump(frame, true));
+        }
+        for (std::size_t i = capture.frames.size(); i-- > 0;) {
+            decoder.decode(viewOf(capture.frames[i]), i + 1, frame);
+            EXPECT_EQ(dump(frame, true), inOrder[i]) << i + 1;
+        }
+    }
 }
 
 TEST(Corpus, EveryFrameOfTheCollectionDecodesWithinItsBytes)

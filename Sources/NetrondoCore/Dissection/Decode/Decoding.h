@@ -11,18 +11,19 @@
 
 namespace netrondo {
 
-/// A stretch of bytes that waits for its protocol.
+/// A stretch of bytes that waits for its protocol. Its members have no defaults, so that the room for many costs
+/// nothing.
 struct PendingLayer {
     const Protocol* protocol;
     std::uint32_t offset;  ///< in the frame, or in the tree's own bytes
     std::uint32_t end;     ///< behind the last byte that is there
     std::uint32_t wireEnd; ///< where the protocol outside says it ends; beyond `end` when the capture is cut
     std::uint8_t nodeFlags;
-    bool isStream;               ///< a piece of a byte stream: its last message may go on in a later piece
-    bool isSegment = false;      ///< what follows TCP's header: what it leaves unfinished is kept for the next segment
-    bool isPiece = false;        ///< of a message that is known to go on in another segment
-    bool isBare = false;         ///< without the framing that the protocol has elsewhere
-    std::uint32_t continued = 0; ///< so many first bytes belong to a message that began in an earlier segment
+    bool isStream;           ///< a piece of a byte stream: its last message may go on in a later piece
+    bool isSegment;          ///< what follows TCP's header: what it leaves unfinished is kept for the next segment
+    bool isPiece;            ///< of a message that is known to go on in another segment
+    bool isBare;             ///< without the framing that the protocol has elsewhere
+    std::uint32_t continued; ///< so many first bytes belong to a message that began in an earlier segment
 };
 
 struct Decoding {

@@ -164,7 +164,8 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
         session->beginFrame(summary.number, summary.nanoseconds);
     Decoding decoding{tree, summary, capture, session, contexts};
     const auto size = static_cast<std::uint32_t>(capture.data.size());
-    decoding.pending[0] = {&frame::protocol, 0, size, std::max(size, capture.originalLength), 0, false};
+    decoding.pending[0] = {
+        &frame::protocol, 0, size, std::max(size, capture.originalLength), 0, false, false, false, false, 0};
     decoding.pendingCount = 1;
     while (decoding.pendingCount) {
         const auto next = decoding.pending[--decoding.pendingCount];

@@ -144,8 +144,9 @@ void Layer::handOver(const Protocol& protocol, std::size_t count)
     const auto onWire = static_cast<std::uint32_t>(std::min(count, leftOnWire()));
     const auto flags = static_cast<std::uint8_t>(flags_ | (decoding_.quotes ? Node::quoted : 0));
     auto& next = decoding_.pending[decoding_.pendingCount++];
-    next = {&protocol, offset_, offset_ + size, offset_ + onWire, flags, isStream_ && leftOnWire() < count};
-    next.isPiece = next.isStream && count != SIZE_MAX;
+    const bool goesOn = isStream_ && leftOnWire() < count; // a message that is all there is no piece of one
+    next = {&protocol, offset_, offset_ + size, offset_ + onWire, flags, goesOn, false, goesOn && count != SIZE_MAX,
+            false,     0};
     passedCut_ = passedCut_ || onWire > size;
     offset_ += size;
 }
@@ -219,10 +220,16 @@ void Layer::handOverOwn(const Protocol& protocol, std::size_t offset, std::size_
         return;
     const auto end = static_cast<std::uint32_t>(offset + count);
     auto& next = decoding_.pending[decoding_.pendingCount++];
-    next = {
-        &protocol, static_cast<std::uint32_t>(offset), end, end, static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
-        isStream_};
-    next.isBare = isBare_;
+    next = {&protocol,
+            static_cast<std::uint32_t>(offset),
+            end,
+            end,
+            static_cast<std::uint8_t>(flags_ | Node::derivedBytes),
+            isStream_,
+            false,
+            false,
+            isBare_,
+            0};
 }
 
 void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,

@@ -50,6 +50,12 @@ bool checksumName(const Node& node, TextSink& out)
     return true;
 }
 
+template <int count> void putDigits(char* to, std::uint32_t number)
+{
+    for (int i = count; i-- > 0; number /= 10)
+        to[i] = static_cast<char>('0' + number % 10);
+}
+
 bool isStop(const Node& node)
 {
     return node.field == &stop::cut || node.field == &stop::malformed || node.field == &stop::continues
@@ -178,11 +184,14 @@ void time(std::int64_t nanoseconds, TextSink& out)
     }
     out.put(rest / 1'000'000'000);
     rest %= 1'000'000'000;
+    // Microseconds, and what is finer only where there is something: most captures have no more.
+    const auto nanoseconds9 = static_cast<std::uint32_t>(rest);
+    const auto fine = nanoseconds9 % 1000;
     char digits[10] = {'.'};
-    for (int i = 9; i > 0; --i, rest /= 10)
-        digits[i] = static_cast<char>('0' + rest % 10);
-    const bool nanos = digits[7] != '0' || digits[8] != '0' || digits[9] != '0';
-    out.put(std::string_view(digits, nanos ? 10 : 7));
+    putDigits<6>(digits + 1, nanoseconds9 / 1000);
+    if (fine)
+        putDigits<3>(digits + 7, fine);
+    out.put(std::string_view(digits, fine ? 10 : 7));
 }
 
 std::string_view protocol(const FrameSummary& summary)

@@ -30,10 +30,9 @@ void describe(const LayerView& ftp, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    const auto first = textLines::firstLine(payload);
-    return transport == Transport::tcp && first.starts_with("220 ") && first.find("FTP") != first.npos
-        ? Likeness::likely
-        : Likeness::none;
+    if (transport != Transport::tcp || !asText(payload).starts_with("220 "))
+        return Likeness::none;
+    return textLines::firstLine(payload).find("FTP") != std::string_view::npos ? Likeness::likely : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(21)};

@@ -43,10 +43,9 @@ void describe(const LayerView& imap, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    const auto first = textLines::firstLine(payload);
-    return transport == Transport::tcp && first.starts_with("* OK") && first.find("IMAP") != first.npos
-        ? Likeness::likely
-        : Likeness::none;
+    if (transport != Transport::tcp || !asText(payload).starts_with("* OK"))
+        return Likeness::none;
+    return textLines::firstLine(payload).find("IMAP") != std::string_view::npos ? Likeness::likely : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(143), tcpPort(220)};

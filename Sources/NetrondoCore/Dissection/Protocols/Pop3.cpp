@@ -40,8 +40,7 @@ void describe(const LayerView& pop3, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && textLines::firstLine(payload).starts_with("+OK") ? Likeness::likely
-                                                                                           : Likeness::none;
+    return transport == Transport::tcp && asText(payload).starts_with("+OK") ? Likeness::likely : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(110)};

@@ -71,9 +71,10 @@ void describe(const LayerView& redis, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
+    if (transport != Transport::tcp || !asText(payload).starts_with('*'))
+        return Likeness::none;
     const auto head = textLines::firstLine(payload);
-    return transport == Transport::tcp && head.size() >= 2 && head[0] == '*' && sizeIn(head) > 0
-            && payload.size() > head.size() + 3 && payload[head.size() + 2] == '$'
+    return head.size() >= 2 && sizeIn(head) > 0 && payload.size() > head.size() + 3 && payload[head.size() + 2] == '$'
         ? Likeness::certain
         : Likeness::none;
 }

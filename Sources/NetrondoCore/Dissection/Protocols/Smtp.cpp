@@ -35,11 +35,11 @@ void describe(const LayerView& smtp, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    const auto first = textLines::firstLine(payload);
-    return transport == Transport::tcp
-            && ((first.starts_with("220 ") && first.find("SMTP") != first.npos) || first.starts_with("EHLO "))
-        ? Likeness::likely
-        : Likeness::none;
+    const auto head = asText(payload);
+    if (transport != Transport::tcp || (!head.starts_with("220 ") && !head.starts_with("EHLO ")))
+        return Likeness::none;
+    const bool greets = head.front() == 'E' || textLines::firstLine(payload).find("SMTP") != head.npos;
+    return greets ? Likeness::likely : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(25), tcpPort(587), tcpPort(2525)};

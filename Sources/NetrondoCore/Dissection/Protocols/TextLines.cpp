@@ -30,10 +30,10 @@ std::string_view firstLine(Bytes payload)
 
 bool isText(Bytes payload)
 {
-    const auto line = firstLine(payload);
-    return !line.empty() && std::ranges::all_of(line, [](char c) {
-        return c == '\t' || (static_cast<unsigned char>(c) >= ' ' && c != 0x7f);
-    });
+    const auto isPlain = [](std::uint8_t c) { return c == '\t' || (c >= ' ' && c != 0x7f); };
+    if (payload.empty() || !isPlain(payload.front())) // most of what is no text says so with its first byte
+        return false;
+    return std::ranges::all_of(asBytes(firstLine(payload)), isPlain);
 }
 
 bool isReply(std::string_view line)
