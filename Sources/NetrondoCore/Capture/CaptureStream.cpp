@@ -20,6 +20,7 @@ constexpr std::uint64_t longestBlock = 4 * CaptureStream::longestFrame;
 CaptureStream::CaptureStream(int descriptor) : descriptor_(descriptor), handle_(descriptor)
 {
     ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+    handle_->readAsItComes();
 }
 
 CaptureResult<std::size_t> CaptureStream::nextBatch(std::span<CaptureFrame> frames)

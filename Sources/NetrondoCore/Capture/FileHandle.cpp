@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <new>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -59,6 +60,7 @@ CaptureResult<FileHandle> FileHandle::again() const
 
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1))
+    , comesInPieces_(other.comesInPieces_)
     , longestPiece_(other.longestPiece_)
     , seekable_(other.seekable_)
     , readAhead_(other.readAhead_)
@@ -119,8 +121,14 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
         const auto got = ::read(descriptor_, window_.get() + end_, std::min(capacity_ - end_, readAhead_));
         if (got < 0 && errno == EINTR)
             continue;
-        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-            return false;
+        if (got < 0 && errno == EAGAIN) {
+            if (comesInPieces_)
+                return false;
+            // Standard input does not block where another program that shares it has made it so.
+            pollfd more{descriptor_, POLLIN, 0};
+            ::poll(&more, 1, -1);
+            continue;
+        }
         if (got < 0)
             return std::unexpected(CaptureError::system(errno));
         if (got == 0)

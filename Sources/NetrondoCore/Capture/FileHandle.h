@@ -12,8 +12,7 @@
 namespace netrondo {
 
 /// Owns a descriptor and a window of the file's bytes. Reading returns views into the window, good until the next call
-/// that may refill it. On a descriptor that does not block, the end of what is there for now is an end of
-/// the file; a later call goes on. Movable, not copyable; a handle that was moved from can only be destroyed or
+/// that may refill it. Movable, not copyable; a handle that was moved from can only be destroyed or
 /// assigned to.
 class FileHandle {
 public:
@@ -32,6 +31,9 @@ public:
     CaptureResult<Bytes> read(std::size_t count);
     /// Like `read`, without moving.
     CaptureResult<Bytes> peek(std::size_t count);
+    /// For a descriptor that does not block: from now on the end of what is there is an end of the file, and a later
+    /// call goes on. Otherwise reading waits for more.
+    void readAsItComes() { comesInPieces_ = true; }
     /// From now on a piece longer than this is an error, where a stream must not wait for bytes that a damaged length
     /// asks for.
     void limitPieces(std::uint64_t longest) { longestPiece_ = longest; }
@@ -60,6 +62,7 @@ private:
     bool grow();
 
     int descriptor_ = -1;
+    bool comesInPieces_ = false;
     std::uint64_t longestPiece_ = std::numeric_limits<std::uint64_t>::max();
     bool seekable_ = false;
     std::size_t readAhead_ = readAhead;

@@ -30,7 +30,7 @@ public:
     /// What has been counted so far.
     virtual CaptureCounts counts() const = 0;
 
-    /// Asks for the end. Frames that are on their way are still given; then `hasEnded`.
+    /// Asks for the end, which comes soon; frames that are on their way may still be given before.
     virtual void stop() = 0;
 
 protected:
