@@ -7,6 +7,7 @@
 #include "Capture/PcapNgReader.h"
 #include "Capture/PcapReader.h"
 #include "Capture/SnifferReader.h"
+#include "Capture/WiretapReader.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -80,7 +81,10 @@ std::optional<CaptureFormat> formatOf(Bytes start)
     return std::nullopt;
 }
 
-CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path)
+namespace {
+
+/// By a reader of our own.
+CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem::path& path)
 {
     NR_TRY(auto handle, unwrappedHandle(path));
     NR_TRY(const auto start, handle.peek(4));
@@ -94,6 +98,15 @@ CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path&
     if (format == CaptureFormat::sniffer)
         return SnifferReader::open(std::move(handle));
     return std::unexpected(CaptureError::unsupportedFormat());
+}
+} // namespace
+
+CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path)
+{
+    auto reader = openNative(path);
+    if (reader || reader.error() != CaptureError::unsupportedFormat() || !WiretapReader::isAvailable())
+        return reader;
+    return WiretapReader::open(path);
 }
 
 } // namespace netrondo::CaptureFile

@@ -10,7 +10,8 @@
 namespace netrondo::CaptureFile {
 
 /// Opens a capture of any supported format. The path "-" is standard input. Pipes and other unseekable files are read
-/// as they come; gzip is inflated to a temporary file without a name first.
+/// as they come; gzip is inflated to a temporary file without a name first. Files of no format that is known here go to
+/// the optional capture-file library, where it is installed.
 CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path);
 
 /// The format that the first four bytes of a file announce, if it is one that is known; gzip is none.
