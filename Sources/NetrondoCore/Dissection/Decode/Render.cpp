@@ -168,8 +168,11 @@ void row(const DecodedFrame& frame, std::uint32_t index, TextSink& out)
     const bool named = name(frame.tree, node, out);
     if (named)
         out.put(" (");
+    const auto opened = out.size();
     const bool valued = value(frame.tree, node, out);
-    if (named)
+    if (named && out.size() == opened) // a name alone
+        out.truncate(opened - 2);
+    else if (named)
         out.put(')');
     if (!named && (!valued || out.size() == before))
         out.truncate(bare);
