@@ -1,5 +1,6 @@
 // How fast captures are read: from a file in the page cache to frames, and from gzip to a file.
 #include "Capture/CaptureFile.h"
+#include "Capture/FrameIndex.h"
 #include "Capture/GzipCodec.h"
 #include "Support/Captures.h"
 #include "Support/Gzip.h"
@@ -89,6 +90,36 @@ void InflateGzip(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(pcap().size()));
 }
 
+void BuildFrameIndex(benchmark::State& state)
+{
+    const TempFile file(pcap());
+    for (auto _ : state) {
+        const auto index = FrameIndex::open(file).value();
+        if (!index->extend() || index->count() != frameCount)
+            return state.SkipWithError("frames are missing");
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frameCount));
+}
+
+/// One frame at a time, each somewhere else in the file.
+void FetchFrameAnywhere(benchmark::State& state)
+{
+    const TempFile file(pcap());
+    const auto index = FrameIndex::open(file).value();
+    if (!index->extend())
+        return state.SkipWithError("frames are missing");
+    auto fetcher = index->fetcher().value();
+    std::mt19937 random(1);
+    for (auto _ : state) {
+        const auto frame = fetcher.fetch(random() % frameCount);
+        if (!frame)
+            return state.SkipWithError("a frame is missing");
+        benchmark::DoNotOptimize(frame->data.data());
+    }
+}
+
+BENCHMARK(BuildFrameIndex)->Unit(benchmark::kMillisecond);
+BENCHMARK(FetchFrameAnywhere)->Unit(benchmark::kMicrosecond);
 BENCHMARK(ReadPcapFrames)->Unit(benchmark::kMillisecond);
 BENCHMARK(ReadPcapngFrames)->Unit(benchmark::kMillisecond);
 BENCHMARK(InflateGzip)->Unit(benchmark::kMillisecond);
