@@ -88,6 +88,20 @@ TEST_F(FilterBarTest, CompletesInFrontOfTheCursorAndKeepsWhatFollows)
     EXPECT_EQ(bar->line()->cursorPosition(), 6);
 }
 
+TEST_F(FilterBarTest, ANameThatIsStillBeingTypedIsNoFaultYet)
+{
+    type("tcp and tcp.fl");
+    EXPECT_EQ(bar->state(), FilterBar::State::unfinished);
+    EXPECT_EQ(bar->message().trimmed(), QString());
+    type("x");
+    EXPECT_EQ(bar->state(), FilterBar::State::invalid);
+    press(Qt::Key_Backspace);
+    EXPECT_EQ(bar->state(), FilterBar::State::unfinished);
+    press(Qt::Key_Return);
+    EXPECT_EQ(bar->state(), FilterBar::State::invalid);
+    EXPECT_TRUE(applied.isEmpty());
+}
+
 TEST_F(FilterBarTest, OffersNothingWhereAValueBelongs)
 {
     type("eth.type == ar");

@@ -368,13 +368,18 @@ void DecodeView::goToFrame(quint64 number)
             list_->scrollTo(list_->currentIndex(), QAbstractItemView::PositionAtCenter);
     } else if (store_ && !store_->isComplete()) {
         wantedNumber_ = number;
+    } else {
+        const bool isThere = store_ && number <= store_->count();
+        emit statusChanged(isThere ? tr("Frame %1 is not among those shown").arg(number)
+                                   : tr("There is no frame %1").arg(number));
     }
 }
 
 void DecodeView::showCurrentFrame(const QModelIndex& current)
 {
     if (!current.isValid())
-        return; // the list is being filled anew: what was looked at stays
+        return;      // the list is being filled anew: what was looked at stays
+    anchor_.reset(); // somebody looks elsewhere by now
     const auto frame = frames_.frameAt(current.row());
     if (shown_ == frame)
         return;

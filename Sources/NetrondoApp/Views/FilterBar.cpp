@@ -1,7 +1,6 @@
 // Every state is said three times: by a sign, by a colour and by a sentence.
 #include "Views/FilterBar.h"
 
-#include "Dissection/Filter/DisplayFilter.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 #include "Dissection/Filter/Tokenizer.h"
 #include "Views/FilterHelp.h"
@@ -51,9 +50,9 @@ QIcon strokes(const QPainterPath& path, const QColor& color)
 
 QPainterPath lines(std::initializer_list<QPointF> points)
 {
-    QPainterPath path;
+    QPainterPath path(*points.begin());
     for (const auto& point : points)
-        path.isEmpty() ? path.moveTo(point) : path.lineTo(point);
+        path.lineTo(point);
     return path;
 }
 
@@ -90,7 +89,8 @@ QString surpriseIn(std::string_view text)
                 .arg(toQString(value));
         if (tokens[i + 1].kind == FilterToken::Kind::ne
             && field->extractor.kind == DisplayFilterExtractor::Kind::summaryEitherPort)
-            return FilterBar::tr("“!=” selects frames of which one port differs; “not %1 == %2” selects those without it")
+            return FilterBar::tr(
+                       "“!=” selects frames of which one port differs; “not %1 == %2” selects those without it")
                 .arg(toQString(tokens[i].text), toQString(value));
     }
     return {};
@@ -165,6 +165,7 @@ FilterBar::FilterBar(QWidget* parent) : QWidget(parent)
 
     connect(line_, &QLineEdit::textEdited, this, [this] {
         historyPlace_ = -1;
+        isTyping_ = true;
         suggest();
     });
     connect(line_, &QLineEdit::textChanged, this, &FilterBar::check);
@@ -185,8 +186,8 @@ FilterBar::FilterBar(QWidget* parent) : QWidget(parent)
     const int count = settings.beginReadArray(QStringLiteral("filter/favourites"));
     for (int i = 0; i < count; ++i) {
         settings.setArrayIndex(i);
-        favourites_.append({settings.value(QStringLiteral("name")).toString(),
-                            settings.value(QStringLiteral("filter")).toString()});
+        favourites_.append(
+            {settings.value(QStringLiteral("name")).toString(), settings.value(QStringLiteral("filter")).toString()});
     }
     settings.endArray();
     check();
@@ -204,12 +205,14 @@ QString FilterBar::message() const
 
 void FilterBar::setText(const QString& text)
 {
+    isTyping_ = false;
     line_->setText(text);
 }
 
 void FilterBar::beginWith(const QString& text)
 {
     line_->setFocus(Qt::ShortcutFocusReason);
+    isTyping_ = true;
     line_->setText(text);
     suggest();
 }
@@ -228,18 +231,29 @@ void FilterBar::check()
     const auto typed = text().trimmed();
     const auto filter = DisplayFilter::compileOptional(typed.toStdString());
     if (!filter)
-        state_ = State::invalid;
+        state_ = isUnfinished(filter.error()) ? State::unfinished : State::invalid;
     else if (!*filter)
         state_ = State::empty;
     else
         state_ = typed == applied_ ? State::applied : State::valid;
-    if (!filter) {
+    if (state_ == State::unfinished) {
+        say({}, false);
+    } else if (!filter) {
         say(toQString(filter.error().description()), true);
     } else {
         const auto surprise = surpriseIn(typed.toStdString());
         say(surprise.isEmpty() ? helpAtCursor() : surprise, false);
     }
     showState();
+}
+
+/// Whether the only fault is a name that is still being typed.
+bool FilterBar::isUnfinished(const DisplayFilter::CompileError& error) const
+{
+    const auto typed = text().left(line_->cursorPosition());
+    return isTyping_ && error.kind == DisplayFilter::CompileError::Kind::unknownField
+        && typed.endsWith(QString::fromStdString(error.payload))
+        && !DisplayFilterCompleter::suggestions(typed.toStdString(), 1).empty();
 }
 
 void FilterBar::say(const QString& sentence, bool isError)
@@ -268,6 +282,10 @@ void FilterBar::showState()
     case State::empty:
         sign_->setIcon(strokes(funnel(), colors.color(QPalette::PlaceholderText)));
         sign_->setToolTip(tr("No filter"));
+        break;
+    case State::unfinished:
+        sign_->setIcon(strokes(funnel(), colors.color(QPalette::PlaceholderText)));
+        sign_->setToolTip(tr("Not finished: the name can be completed"));
         break;
     case State::valid:
         sign_->setIcon(strokes(tick(), good));
@@ -316,6 +334,8 @@ QString FilterBar::helpAtCursor() const
 void FilterBar::apply()
 {
     completer_->popup()->hide();
+    isTyping_ = false; // whoever presses Enter has finished
+    check();
     if (state_ == State::invalid)
         return;
     applied_ = text().trimmed();
@@ -415,8 +435,7 @@ void FilterBar::showProgress(quint32 found, quint32 examined, quint32 all, bool 
             false);
     else
         say(isDone ? tr("%1 of %2 frames match").arg(counted, whole)
-                   : tr("%1 frames match so far, %2 of %3 searched")
-                         .arg(counted, locale().toString(examined), whole),
+                   : tr("%1 frames match so far, %2 of %3 searched").arg(counted, locale().toString(examined), whole),
             false);
 }
 
@@ -435,8 +454,8 @@ void FilterBar::suggest()
 {
     suggestions_.setText(text().left(line_->cursorPosition()));
     const int rows = suggestions_.rowCount();
-    const bool isTyped = rows == 1
-        && suggestions_.applied(0) == text().left(line_->cursorPosition()); // nothing left to complete
+    const bool isTyped =
+        rows == 1 && suggestions_.applied(0) == text().left(line_->cursorPosition()); // nothing left to complete
     auto* popup = completer_->popup();
     if (rows == 0 || isTyped) {
         popup->hide();
@@ -461,9 +480,7 @@ bool FilterBar::handlePopupKey(int key)
 {
     const auto current = completer_->popup()->currentIndex();
     switch (key) {
-    case Qt::Key_Tab:
-        accept(current.isValid() ? current.row() : 0);
-        return true;
+    case Qt::Key_Tab: accept(current.isValid() ? current.row() : 0); return true;
     case Qt::Key_Return:
     case Qt::Key_Enter:
         if (current.isValid())

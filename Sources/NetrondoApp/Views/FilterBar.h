@@ -1,6 +1,7 @@
 // The line in which display filters are typed: completed, checked, explained, remembered.
 #pragma once
 
+#include "Dissection/Filter/DisplayFilter.h"
 #include "Dissection/Filter/FilterFrom.h"
 #include "Models/FilterSuggestionModel.h"
 
@@ -20,7 +21,8 @@ class FilterBar : public QWidget {
 public:
     enum class State {
         empty,
-        valid, ///< it compiles, and is not applied
+        unfinished, ///< a name is being typed that can still become one
+        valid,      ///< it compiles, and is not applied
         invalid,
         applied,
     };
@@ -79,6 +81,7 @@ private:
     void remember(const QString& filter);
     void saveFavourites() const;
     void fillMenu();
+    bool isUnfinished(const DisplayFilter::CompileError& error) const;
     void say(const QString& sentence, bool isError);
     QString helpAtCursor() const;
     bool handlePopupKey(int key);
@@ -95,6 +98,7 @@ private:
     QCompleter* completer_;
     FilterSuggestionModel suggestions_;
     State state_ = State::empty;
+    bool isTyping_ = false; ///< the text came from the keyboard and nobody has pressed Enter
     QString applied_;
     QStringList history_;
     qsizetype historyPlace_ = -1;
