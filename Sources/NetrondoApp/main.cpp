@@ -32,6 +32,7 @@ int openWindow(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("netrondo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NETRONDO_VERSION));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Netrondo"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("io.github.netrondo.Netrondo"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
