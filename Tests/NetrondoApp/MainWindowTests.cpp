@@ -1,6 +1,7 @@
 // The window as a whole: opening, errors, cancelling, what is remembered.
 #include "Capture/CaptureFile.h"
-#include "Support/Window.h"
+#include "NetrondoApp/Support/Traffic.h"
+#include "NetrondoApp/Support/Window.h"
 
 #include <QMimeData>
 #include <filesystem>

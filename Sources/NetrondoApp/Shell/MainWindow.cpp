@@ -1,6 +1,7 @@
 #include "Shell/MainWindow.h"
 
 #include "Base/Units.h"
+#include "Dissection/Filter/DisplayFilter.h"
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
@@ -8,7 +9,9 @@
 #include "Tasks/CaptureSession.h"
 #include "Tasks/ShownPairs.h"
 #include "Views/CircleView.h"
+#include "Views/DecodeView.h"
 #include "Views/DetailsView.h"
+#include "Views/FilterBar.h"
 #include "Views/MessageBar.h"
 #include "Views/Picture.h"
 #include "Views/TimelineView.h"
@@ -30,6 +33,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
+#include <QPainter>
 #include <QPalette>
 #include <QProgressBar>
 #include <QStackedWidget>
@@ -62,6 +66,24 @@ QString samplePath()
         if (const auto sample = folder.filePath(QStringLiteral("Samples/office.pcapng")); QFileInfo::exists(sample))
             return sample;
     return {};
+}
+
+/// A triangle, or two bars, in a colour that the theme's own icons may not have.
+QIcon playIcon(bool isPlaying, const QColor& color)
+{
+    QPixmap pixmap(48, 48);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    if (isPlaying) {
+        painter.drawRect(12, 8, 9, 32);
+        painter.drawRect(27, 8, 9, 32);
+    } else {
+        painter.drawPolygon(QPolygon({{12, 6}, {40, 24}, {12, 42}}));
+    }
+    return {pixmap};
 }
 
 QPalette darkPalette()
@@ -100,6 +122,7 @@ MainWindow::MainWindow(QWidget* parent)
     setDockOptions(AnimatedDocks | AllowNestedDocks | AllowTabbedDocks);
     buildCentre();
     buildDocks();
+    buildFrames();
     buildActions();
     buildToolBar();
     buildStatusBar();
@@ -131,15 +154,15 @@ void MainWindow::buildCentre()
     timeline_->setFixedHeight(84);
     play_ = new QToolButton;
     play_->setAutoRaise(true);
-    const auto showPlaying = [this] {
-        play_->setIcon(style()->standardIcon(timeline_->isPlaying() ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay));
+    showPlaying_ = [this] {
+        play_->setIcon(playIcon(timeline_->isPlaying(), palette().color(QPalette::ButtonText)));
         play_->setToolTip(timeline_->isPlaying() ? tr("Pause (Space in the timeline)")
                                                  : tr("Play the conversations in the order they happened (Space in the "
                                                       "timeline)"));
         play_->setAccessibleName(timeline_->isPlaying() ? tr("Pause") : tr("Play"));
     };
-    showPlaying();
-    connect(timeline_, &TimelineView::playingChanged, this, showPlaying);
+    showPlaying_();
+    connect(timeline_, &TimelineView::playingChanged, this, showPlaying_);
     connect(play_, &QAbstractButton::clicked, this,
             [this] { timeline_->isPlaying() ? timeline_->pause() : timeline_->play(); });
     connect(timeline_, &TimelineView::momentChanged, this, [this] { circle_->setMoment(timeline_->moment()); });
@@ -170,6 +193,9 @@ void MainWindow::buildCentre()
     auto* const layout = new QVBoxLayout(centre);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
+    filterBar_ = new FilterBar;
+    filterBar_->setVisible(false); // with the capture
+    layout->addWidget(filterBar_);
     layout->addWidget(message_);
     layout->addWidget(pages_, 1);
     setCentralWidget(centre);
@@ -270,6 +296,34 @@ void MainWindow::buildDocks()
     connect(details_, &DetailsView::selectionWanted, this, [this](const Selected& what) { selection_.select(what); });
 }
 
+void MainWindow::buildFrames()
+{
+    decode_ = new DecodeView;
+    decode_->attach(*filterBar_);
+    auto* const dock = new QDockWidget(tr("Frames"), this);
+    dock->setObjectName(QStringLiteral("framesDock"));
+    dock->setWidget(decode_);
+    addDockWidget(Qt::BottomDockWidgetArea, dock);
+    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+    dock->hide(); // the picture comes first; Ctrl+4 brings the frames
+
+    connect(filterBar_, &FilterBar::applied, this, [this](const QString& text) {
+        if (text.trimmed().isEmpty())
+            return session_->setFilter(nullptr);
+        if (auto filter = DisplayFilter::compile(text.toStdString()))
+            session_->setFilter(std::make_shared<const DisplayFilter>(std::move(*filter)));
+    });
+    connect(decode_, &DecodeView::failed, this,
+            [this](const QString& sentence) { message_->say(MessageBar::Kind::error, sentence); });
+    connect(decode_, &DecodeView::frameSelected, this, [this](quint64, const FrameEnds& ends) {
+        const bool isIp = options_.mode == AnalysisMode::l3IP;
+        const auto a = (isIp ? ends.source : ends.linkSource).toStdString();
+        const auto b = (isIp ? ends.destination : ends.linkDestination).toStdString();
+        if (session_->talks() && session_->talks()->findTalk(a, b) != TalkRow::none)
+            selection_.select(Selected::conversation(a, b));
+    });
+}
+
 void MainWindow::buildStatusBar()
 {
     hoverText_ = new QLabel;
@@ -333,6 +387,9 @@ void MainWindow::connectSession()
         timeline_->pause();
         timeline_->setMoment(std::nullopt);
         timeline_->setSpan(std::nullopt);
+        filterBar_->clear();
+        filterBar_->show();
+        decode_->open(path, session_->isFollowing() ? FrameStore::Reading::growing : FrameStore::Reading::once);
         pages_->setCurrentIndex(1);
         circle_->setFocus();
     });
@@ -343,9 +400,13 @@ void MainWindow::connectSession()
         message_->hide();
         selection_.clear();
         takeTable();
+        filterBar_->hide();
+        decode_->setStore(nullptr);
         pages_->setCurrentIndex(0);
     });
     connect(session_, &CaptureSession::followingChanged, this, [this] {
+        if (!session_->isFollowing() && session_->isOpen())
+            decode_->open(session_->facts().path);
         stopFollowing_->setEnabled(session_->isFollowing());
         timeline_->setBrushable(!session_->isFollowing());
     });
@@ -362,6 +423,7 @@ void MainWindow::takeTable()
         action->setEnabled(talks != nullptr);
     sayWhatIsOdd();
     takeSelection();
+    refreshPicture();
     if (!talks)
         shownText_->clear();
 }
@@ -391,6 +453,14 @@ void MainWindow::takeSelection()
     follow(conversationList_, conversations_,
            selected.kind == Selected::Kind::conversation ? talks->findTalk(selected.a, selected.b) : RankedModel::none);
     follow(hostList_, hosts_, selected.kind == Selected::Kind::host ? talks->findHost(selected.a) : RankedModel::none);
+    if (selection_.focused() == shownFocus_)
+        return;
+    // What is looked at alone is looked at alone among the frames as well.
+    const auto& focused = selection_.focused();
+    if (focused.kind == Selected::Kind::conversation)
+        decode_->showConversation(asQt(focused.a), asQt(focused.b));
+    else
+        decode_->showConversation({}, {});
     refreshPicture();
 }
 
@@ -414,13 +484,17 @@ void MainWindow::refreshPicture()
         *shown_ = {};
         return;
     }
-    const ShownPairsWish wish{talks, protocols_->hidden(), selection_.focused(), options_.limit, options_.useBytes};
+    shownFocus_ = selection_.focused();
+    const ShownPairsWish wish{talks,          protocols_->hidden(), selection_.focused(),
+                              options_.limit, options_.useBytes,    circle_->angles().empty()};
     inBackground(
         this, [wish] { return std::make_shared<ShownPairs>(shownPairs(wish)); },
         [this, number = ++pictureNumber_](const std::shared_ptr<ShownPairs>& shown) {
             if (number != pictureNumber_)
                 return; // something else has been wished for since
+            gathered_ = number;
             *shown_ = *shown;
+            circle_->seat(shown->angles);
             circle_->show(request());
             sayWhatIsShown();
         });
@@ -524,15 +598,13 @@ void MainWindow::takeOptions()
     applyTheme();
     session_->setMode(options_.mode);
     takeSelection();
+    refreshPicture();
 }
 
 void MainWindow::tidy()
 {
     if (!session_->talks())
         return;
-    std::vector<std::string> others;
-    for (const auto& [address, angle] : circle_->angles())
-        others.push_back(address);
     const auto work = [pairs = shown_->pairs, useBytes = options_.useBytes] {
         return std::make_shared<AngleByAddress>(
             CircleLayout::rearrangeAngles(std::span(pairs.begin(), pairs.end()), useBytes));
@@ -555,8 +627,10 @@ void MainWindow::applyTheme()
 
 void MainWindow::changeEvent(QEvent* event)
 {
-    if (event->type() == QEvent::PaletteChange && circle_)
+    if (event->type() == QEvent::PaletteChange && circle_) {
+        showPlaying_();
         refreshPicture();
+    }
     QMainWindow::changeEvent(event);
 }
 

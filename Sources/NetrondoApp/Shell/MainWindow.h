@@ -7,6 +7,7 @@
 
 #include <QMainWindow>
 #include <QSettings>
+#include <functional>
 #include <memory>
 
 class QAction;
@@ -24,7 +25,9 @@ namespace netrondo {
 class CaptureSession;
 class CircleView;
 class ConversationModel;
+class DecodeView;
 class DetailsView;
+class FilterBar;
 class HostModel;
 class MessageBar;
 class ProtocolModel;
@@ -54,6 +57,8 @@ public:
     const ViewOptions& options() const { return options_; }
     void setOptions(const ViewOptions& options);
     Selection& selection() { return selection_; }
+    /// True while it is found out in the background what the picture is to show.
+    bool isGathering() const { return gathered_ != pictureNumber_; }
 
 signals:
     /// A picture or table was written, or could not be; the message bar says which.
@@ -68,6 +73,7 @@ protected:
 private:
     void buildCentre();
     void buildDocks();
+    void buildFrames();
     void buildActions();
     void buildToolBar();
     void buildStatusBar();
@@ -104,6 +110,8 @@ private:
     ProtocolModel* protocols_;
     std::unique_ptr<ShownPairs> shown_;
     quint64 pictureNumber_ = 0; ///< of the latest wish for a picture
+    quint64 gathered_ = 0;      ///< of the latest that is being shown
+    Selected shownFocus_;       ///< that this wish is narrowed to
 
     QStackedWidget* pages_ = nullptr;
     WelcomeView* welcome_ = nullptr;
@@ -111,7 +119,10 @@ private:
     CircleView* circle_ = nullptr;
     TimelineView* timeline_ = nullptr;
     QToolButton* play_ = nullptr;
+    std::function<void()> showPlaying_; ///< what the button does next
     DetailsView* details_ = nullptr;
+    FilterBar* filterBar_ = nullptr;
+    DecodeView* decode_ = nullptr;
     QTableView* conversationList_ = nullptr;
     QTableView* hostList_ = nullptr;
     QTableView* protocolList_ = nullptr;

@@ -11,6 +11,7 @@
 #include "Tasks/CaptureSession.h"
 #include "Tasks/ShownPairs.h"
 #include "Views/CircleView.h"
+#include "Views/DecodeView.h"
 #include "Views/MessageBar.h"
 #include "Views/Picture.h"
 #include "Views/TimelineView.h"
@@ -100,8 +101,20 @@ void MainWindow::buildActions()
         setOptions(options);
     });
     viewMenu_->addSeparator();
+    // The packet list has the same keys for its own letters and its own way back.
+    const auto outsideOfFrames = [this](QAction* action) {
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        centralWidget()->addAction(action);
+        for (auto* const dock : findChildren<QDockWidget*>())
+            if (dock->widget() != decode_)
+                dock->addAction(action);
+    };
+    outsideOfFrames(back_);
+    outsideOfFrames(forward_);
     const auto zoom = [&](const QString& text, const QKeySequence& keys, const auto& does) {
-        needCapture_ << viewMenu_->addAction(text, keys, this, does);
+        auto* const action = viewMenu_->addAction(text, keys, this, does);
+        outsideOfFrames(action);
+        needCapture_ << action;
     };
     const auto middle = [this] { return QPointF(circle_->width() / 2.0, circle_->height() / 2.0); };
     zoom(tr("Zoom &in"), QKeySequence::ZoomIn, [this, middle] { circle_->zoomBy(1.25, middle()); });
@@ -121,7 +134,7 @@ void MainWindow::buildActions()
             setOptions(options);
         });
     }
-    tidy_ = viewMenu_->addAction(tr("Ti&dy the ring"), QKeySequence(Qt::CTRL | Qt::Key_T), this, &MainWindow::tidy);
+    tidy_ = viewMenu_->addAction(tr("Ti&dy the ring"), QKeySequence(Qt::CTRL | Qt::Key_L), this, &MainWindow::tidy);
     tidy_->setToolTip(tr("Seat the hosts anew, so that heavy conversations cross the middle"));
     needCapture_ << tidy_;
     auto* const theme = viewMenu_->addMenu(tr("&Colours"));
@@ -165,12 +178,15 @@ void MainWindow::buildActions()
         for (auto* const dock : findChildren<QDockWidget*>())
             panels->addAction(dock->toggleViewAction());
     });
+    auto* const frames = findChild<QDockWidget*>(QStringLiteral("framesDock"))->toggleViewAction();
+    frames->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_4));
+    viewMenu_->addAction(frames);
     auto* const fullScreen = viewMenu_->addAction(tr("F&ull screen"), QKeySequence(Qt::Key_F11), this, [] {});
     fullScreen->setCheckable(true);
     connect(fullScreen, &QAction::triggered, this, [this](bool wanted) { wanted ? showFullScreen() : showNormal(); });
 
     auto* const help = menuBar()->addMenu(tr("&Help"));
-    help->addAction(tr("&Keys and pointer"), QKeySequence::HelpContents, this, [this] {
+    help->addAction(tr("&Keys and pointer"), QKeySequence(Qt::SHIFT | Qt::Key_F1), this, [this] {
         QMessageBox::information(
             this, tr("Keys and pointer"),
             tr("<p><b>Circle</b><br>Point: highlight and describe. Click: select. Click again: see it alone. Escape: "
@@ -379,6 +395,11 @@ void MainWindow::showMenu(const Selected& what, const QPoint& globalPosition)
     QMenu menu;
     if (what) {
         menu.addAction(tr("See it alone"), this, [&] { selection_.focus(what); });
+        if (what.kind == Selected::Kind::conversation)
+            menu.addAction(tr("Show its frames"), this, [&] {
+                selection_.focus(what);
+                findChild<QDockWidget*>(QStringLiteral("framesDock"))->show();
+            });
         menu.addAction(tr("Copy its name"), this, [&] { QApplication::clipboard()->setText(circle_->nameOf(what)); });
         if (what.kind == Selected::Kind::host)
             menu.addAction(tr("Copy its address"), this, [&] { QApplication::clipboard()->setText(asQt(what.a)); });

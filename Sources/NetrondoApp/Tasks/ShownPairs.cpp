@@ -81,6 +81,10 @@ ShownPairs shownPairs(const ShownPairsWish& wish)
         for (auto& pair : talks.pairsOf(talks.talks()[i]))
             pairs.push_back(std::move(pair));
     shown.pairs = std::move(pairs);
+    // Seating hundreds well takes longer than anybody waits for a first picture.
+    constexpr std::size_t fewHosts = 300;
+    if (wish.seatAnew && talks.hosts().size() <= fewHosts)
+        shown.angles = CircleLayout::rearrangeAngles(std::span(shown.pairs.begin(), shown.pairs.end()), wish.useBytes);
     return shown;
 }
 

@@ -1,7 +1,7 @@
 // Which conversations the picture shows.
 #pragma once
 
-#include "Circle/PairArray.h"
+#include "Circle/CircleLayout.h"
 #include "Models/Selection.h"
 #include "Models/TalkTable.h"
 
@@ -18,6 +18,7 @@ struct ShownPairsWish {
     Selected focused;
     int limit = 0; ///< conversations, the largest first; 0 for all
     bool useBytes = true;
+    bool seatAnew = false; ///< seat the hosts for the first time
 };
 
 struct ShownPairs {
@@ -26,6 +27,7 @@ struct ShownPairs {
     std::uint64_t leftOut = 0;   ///< by the limit
     std::uint64_t hidden = 0;    ///< by their protocol
     std::uint64_t unfocused = 0; ///< outside of what is focused
+    AngleByAddress angles;       ///< first places, heavy conversations across; none where there are too many hosts
 };
 
 /// Every conversation is shown or counted in one of the reasons why it is not. Work for the background.

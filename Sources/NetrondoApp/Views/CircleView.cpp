@@ -4,6 +4,7 @@
 #include "Circle/CircleLayout.h"
 #include "Models/Text.h"
 #include "Tasks/Background.h"
+#include "Views/CircleAccessible.h"
 #include "Views/Picture.h"
 
 #include <QAccessible>
@@ -34,6 +35,7 @@ QString hostText(const std::string& address, const std::optional<std::string>& n
 CircleView::CircleView(Selection& selection, QWidget* parent)
     : QWidget(parent), selection_(selection), wanted_(std::make_unique<PictureRequest>())
 {
+    installCircleAccessibility();
     setObjectName(QStringLiteral("CircleView"));
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
@@ -71,13 +73,18 @@ void CircleView::forgetPlaces()
     shift_ = {};
 }
 
+void CircleView::seat(const std::map<std::string, double, std::less<>>& angles)
+{
+    for (const auto& [address, angle] : angles)
+        angles_[address] = angle;
+}
+
 void CircleView::moveTo(std::map<std::string, double, std::less<>> angles)
 {
     moving_.stop();
     const int duration = style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this);
     if (duration <= 0) { // the desktop wants nothing to move
-        for (auto& [address, angle] : angles)
-            angles_[address] = angle;
+        seat(angles);
         refresh();
         return;
     }
@@ -515,7 +522,12 @@ void CircleView::tellSelection()
 #if QT_CONFIG(accessibility)
     if (!QAccessible::isActive())
         return;
-    QAccessibleEvent event(this, QAccessible::NameChanged);
+    // The reader follows the keyboard into the picture.
+    const auto* const all = QAccessible::queryAccessibleInterface(this);
+    auto* const part = all ? all->focusChild() : nullptr;
+    if (!part)
+        return;
+    QAccessibleEvent event(part, QAccessible::Focus);
     QAccessible::updateAccessibility(&event);
 #endif
 }

@@ -29,6 +29,8 @@ public:
     void show(PictureRequest request);
     /// Forgets the places of hosts and the zoom: another capture comes.
     void forgetPlaces();
+    /// Hosts take these places, at once.
+    void seat(const std::map<std::string, double, std::less<>>& angles);
     /// Moves the hosts to these angles, in a short animation where the desktop wants those.
     void moveTo(std::map<std::string, double, std::less<>> angles);
     const std::map<std::string, double, std::less<>>& angles() const { return angles_; }
@@ -38,15 +40,19 @@ public:
 
     /// What is shown; null before the first.
     const std::shared_ptr<const Picture>& picture() const { return picture_; }
-    bool isDrawing() const { return isDrawing_; }
+    /// True while a picture is being drawn or hosts are on their way to other places.
+    bool isBusy() const { return isDrawing_ || moving_.state() == QAbstractAnimation::Running; }
     Selected hovered() const { return hovered_; }
+    Selection& selection() const { return selection_; }
     double zoom() const { return zoom_; }
     void zoomBy(double factor, const QPointF& around);
     void resetZoom();
     /// The names of hosts and conversations for whoever does not see the picture.
     QString nameOf(const Selected& what) const;
     QString describe(const Selected& what) const;
+    /// What stands where there is nothing to draw.
     void setEmptyText(const QString& text);
+    QString emptyText() const { return emptyText_; }
 
     QSize sizeHint() const override { return {800, 700}; }
     QSize minimumSizeHint() const override { return {200, 200}; }

@@ -8,7 +8,6 @@
 #include "Models/Text.h"
 
 #include <QUrl>
-#include <QUrlQuery>
 #include <algorithm>
 
 namespace netrondo {
@@ -38,13 +37,10 @@ QString heading(const QString& text)
 
 QString link(const Selected& what, const QString& text)
 {
-    QUrl url(QStringLiteral("select:"));
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("a"), QString::fromLatin1(QUrl::toPercentEncoding(asQt(what.a))));
-    query.addQueryItem(QStringLiteral("b"), QString::fromLatin1(QUrl::toPercentEncoding(asQt(what.b))));
-    url.setQuery(query);
-    return QStringLiteral("<a href='%1'>%2</a>")
-        .arg(url.toString(QUrl::FullyEncoded).toHtmlEscaped(), text.toHtmlEscaped());
+    const auto encoded = [](const std::string& part) {
+        return QString::fromLatin1(QUrl::toPercentEncoding(asQt(part)));
+    };
+    return QStringLiteral("<a href='select:%1/%2'>%3</a>").arg(encoded(what.a), encoded(what.b), text.toHtmlEscaped());
 }
 
 QString hostLink(const std::string& address, const std::string& name)
@@ -281,12 +277,11 @@ DetailsView::DetailsView(QWidget* parent) : QTextBrowser(parent)
 
 void DetailsView::follow(const QUrl& url)
 {
-    const QUrlQuery query(url);
-    const auto part = [&](const char* name) {
-        return QUrl::fromPercentEncoding(query.queryItemValue(QLatin1String(name), QUrl::FullyDecoded).toLatin1())
-            .toStdString();
+    const auto parts = url.path(QUrl::FullyEncoded).split(QLatin1Char('/'));
+    const auto decoded = [&](qsizetype part) {
+        return QUrl::fromPercentEncoding(parts.value(part).toLatin1()).toStdString();
     };
-    const auto a = part("a"), b = part("b");
+    const auto a = decoded(0), b = decoded(1);
     emit selectionWanted(b.empty() ? Selected::host(a) : Selected::conversation(a, b));
 }
 

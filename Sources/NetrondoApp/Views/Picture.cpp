@@ -134,7 +134,7 @@ void Picture::draw()
     }
     faint = image.copy();
     auto veil = ground;
-    veil.setAlphaF(0.80F);
+    veil.setAlphaF(0.74F);
     QPainter painter(&faint);
     painter.fillRect(QRectF(QPointF(), request.size), veil);
 }
@@ -225,18 +225,30 @@ QImage Picture::lit(const std::vector<std::uint32_t>& litChords, const std::vect
         const auto& node = nodes()[i];
         shown.discs.push_back({node.position, std::max(drawn, 3.0) + 1, {node.protocolColor}, 1.5, {colors.text}});
     }
-    // Names stand level on a plate of the ground's colour, outwards of their node.
+    // Names stand level on a plate of the ground's colour, outwards of their node; those that would cover another give
+    // way.
     const auto middle = isRing() ? ring.center : services.center;
-    for (const auto i : named) {
+    std::vector<QRectF> taken;
+    const auto name = [&](std::uint32_t i) {
         const auto& node = nodes()[i];
-        const bool isRight = node.position.x >= middle.x;
+        const bool isRight = isRing() ? node.position.x >= middle.x : node.role == CircleNode::Role::service;
         const double gap = std::max(drawn, 3.0) + 8;
         const double width = sceneTextWidth(node.displayLabel, 13, true);
         const double x = node.position.x + (isRight ? gap : -gap - width);
-        shown.boxes.push_back({{x - 4, node.position.y - 10}, {width + 8, 20}, 4, {colors.ground, 0.9}});
+        const QRectF plate(x - 4, node.position.y - 10, width + 8, 20);
+        if (std::ranges::any_of(taken, [&](const QRectF& other) { return other.intersects(plate); }))
+            return;
+        taken.push_back(plate);
+        shown.boxes.push_back({{plate.x(), plate.y()}, {plate.width(), plate.height()}, 4, {colors.ground}});
         shown.labels.push_back(
             {node.displayLabel, {x, node.position.y}, 0, SceneLabel::Align::start, 13, true, {colors.text}});
-    }
+    };
+    std::ranges::for_each(named, name);
+    constexpr std::size_t fewNodes = 40; // more names than that would cover the picture
+    if (litNodes.size() <= fewNodes)
+        for (const auto i : litNodes)
+            if (std::ranges::find(named, i) == named.end())
+                name(i);
     shown.ground = {colors.ground, 0};
     QPainter painter(&frame);
     painter.translate(origin);

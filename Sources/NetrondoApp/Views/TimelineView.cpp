@@ -221,6 +221,8 @@ void TimelineView::mousePressEvent(QMouseEvent* event)
     spanBefore_ = span_;
     pressedAt_ = secondsAt(event->position().x());
     grip_ = gripAt(event->position().x());
+    if (grip_ == Grip::fresh)
+        span_ = Span(pressedAt_, pressedAt_); // a click beside the brush takes it away
 }
 
 void TimelineView::mouseMoveEvent(QMouseEvent* event)
@@ -252,7 +254,7 @@ void TimelineView::mouseReleaseEvent(QMouseEvent*)
         return;
     constexpr double leastPoints = 3;
     if (grip_ == Grip::fresh && span_ && xOf(span_->second) - xOf(span_->first) < leastPoints)
-        span_.reset(); // a click beside the brush takes it away
+        span_.reset();
     grip_ = Grip::none;
     update();
     describe();

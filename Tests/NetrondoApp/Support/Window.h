@@ -5,8 +5,7 @@
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
 #include "Shell/MainWindow.h"
-#include "Support/Captures.h"
-#include "Support/Frames.h"
+#include "Support/Files.h"
 #include "Tasks/CaptureSession.h"
 #include "Views/CircleView.h"
 #include "Views/DetailsView.h"
@@ -24,7 +23,6 @@
 #include <QStackedWidget>
 #include <QTableView>
 #include <QTest>
-#include <fmt/format.h>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -38,7 +36,7 @@ inline QString sample()
 /// True as soon as the condition holds; false when it does not for a long time.
 template <typename Condition> bool eventually(const Condition& condition)
 {
-    return QTest::qWaitFor(condition, 20'000);
+    return QTest::qWaitFor(condition, 60'000);
 }
 
 class WindowTest : public testing::Test {
@@ -79,9 +77,9 @@ protected:
     /// The picture is of what the window shows now: nothing is read, gathered or drawn any more.
     void settle()
     {
-        QSignalSpy drawn(&circle(), &CircleView::pictureChanged);
-        drawn.wait(20'000);
-        while (drawn.wait(120)) { }
+        ASSERT_TRUE(eventually([&] {
+            return !session().isReading() && !window->isGathering() && !circle().isBusy() && circle().picture();
+        }));
     }
     void open(const QString& path)
     {
@@ -102,15 +100,5 @@ protected:
 
     std::unique_ptr<MainWindow> window;
 };
-
-/// Frames between made-up hosts.
-inline ByteVector frameBetween(std::uint32_t a, std::uint32_t b, std::string_view payload = "x")
-{
-    const auto address = [](std::uint32_t n) {
-        return fmt::format("10.{}.{}.{}", n >> 16 & 255, n >> 8 & 255, n & 255);
-    };
-    const auto source = address(a), destination = address(b);
-    return ethernet(ipv4({.source = source, .destination = destination}, tcp({}, payload)));
-}
 
 } // namespace netrondo::test

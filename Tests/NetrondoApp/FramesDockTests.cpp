@@ -1,0 +1,55 @@
+// The packet list in the window: one filter for everything, one selection for everything.
+#include "NetrondoApp/Support/Window.h"
+#include "Views/DecodeView.h"
+#include "Views/FilterBar.h"
+
+namespace netrondo::test {
+namespace {
+
+class FramesDockTest : public WindowTest {
+protected:
+    void SetUp() override
+    {
+        WindowTest::SetUp();
+        open(sample());
+    }
+};
+
+TEST_F(FramesDockTest, AFilterNarrowsThePictureAndTheLists)
+{
+    const auto all = session().talks()->talks().size();
+    part<FilterBar>().setText(QStringLiteral("dns"));
+    part<FilterBar>().apply();
+    ASSERT_TRUE(eventually([&] { return session().filter() && !session().isReading(); }));
+    settle();
+    EXPECT_LT(session().talks()->talks().size(), all);
+    EXPECT_GT(session().talks()->talks().size(), 0u);
+    EXPECT_EQ(picture().chords.size(), session().talks()->talks().size());
+    part<FilterBar>().clear();
+    ASSERT_TRUE(eventually([&] { return !session().filter() && !session().isReading(); }));
+    EXPECT_EQ(session().talks()->talks().size(), all);
+}
+
+TEST_F(FramesDockTest, AFrameThatIsChosenSelectsItsConversation)
+{
+    const auto& talk = session().talks()->talks().front();
+    const auto a = session().talks()->host(talk, 0).text, b = session().talks()->host(talk, 1).text;
+    emit part<DecodeView>().frameSelected(1, {asQt(a), asQt(b), {}, {}});
+    EXPECT_EQ(selection().selected(), Selected::conversation(a, b));
+    emit part<DecodeView>().frameSelected(2, {QStringLiteral("nobody"), asQt(b), {}, {}});
+    EXPECT_EQ(selection().selected(), Selected::conversation(a, b)) << "a frame of no conversation changes nothing";
+}
+
+TEST_F(FramesDockTest, ANewCaptureComesWithoutTheFilterOfTheOldOne)
+{
+    part<FilterBar>().setText(QStringLiteral("dns"));
+    part<FilterBar>().apply();
+    ASSERT_TRUE(eventually([&] { return session().filter() && !session().isReading(); }));
+    open(QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/web.pcap"));
+    EXPECT_FALSE(session().filter());
+    EXPECT_EQ(session().facts().frames, session().talks()->result()->totalPackets);
+    EXPECT_EQ(part<FilterBar>().text(), QString());
+}
+
+} // namespace
+} // namespace netrondo::test

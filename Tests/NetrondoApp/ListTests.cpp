@@ -1,0 +1,189 @@
+// The lists, the legend, the details, and the one selection they share with the picture.
+#include "Analysis/Tcp/Complaints.h"
+#include "Base/Units.h"
+#include "NetrondoApp/Support/Window.h"
+
+#include <QAbstractItemModelTester>
+#include <QLineEdit>
+#include <fstream>
+#include <sstream>
+
+namespace netrondo::test {
+namespace {
+
+class ListTest : public WindowTest {
+protected:
+    void SetUp() override
+    {
+        WindowTest::SetUp();
+        open(sample());
+    }
+    QTableView& list(const char* name) const { return part<QTableView>(name); }
+    QString cell(const QTableView& table, int row, int column) const
+    {
+        return table.model()->index(row, column).data().toString();
+    }
+    QString details() const { return part<DetailsView>().toPlainText(); }
+};
+
+TEST_F(ListTest, ModelsKeepTheRulesOfTheirKind)
+{
+    for (const auto* name : {"conversationsList", "hostsList", "protocolsList"}) {
+        auto* const model = list(name).model();
+        const QAbstractItemModelTester tester(model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        for (int column = 0; column < model->columnCount(); ++column) {
+            model->sort(column, Qt::AscendingOrder);
+            model->sort(column, Qt::DescendingOrder);
+        }
+        static_cast<RankedModel*>(model)->setFilterText(QStringLiteral("10.20"));
+        static_cast<RankedModel*>(model)->setFilterText({});
+    }
+}
+
+TEST_F(ListTest, ConversationsStandWithTheLargestFirstBothDirectionsTogether)
+{
+    const auto& talks = *session().talks();
+    std::uint64_t total = 0, largest = 0;
+    for (const auto& talk : talks.talks()) {
+        total += talk.allBytes();
+        largest = std::max(largest, talk.allBytes());
+    }
+    EXPECT_EQ(total, talks.result()->totalBytes);
+    EXPECT_EQ(cell(list("conversationsList"), 0, ConversationModel::bytes), asQt(units::bytes(largest)));
+}
+
+TEST_F(ListTest, SortingByAnyColumnOrdersItsValues)
+{
+    auto* const model = list("hostsList").model();
+    model->sort(HostModel::peers, Qt::DescendingOrder);
+    const auto peers = [&](int row) { return cell(list("hostsList"), row, HostModel::peers).remove(',').toInt(); };
+    for (int row = 1; row < model->rowCount(); ++row)
+        EXPECT_GE(peers(row - 1), peers(row));
+}
+
+TEST_F(ListTest, TypingNarrowsAList)
+{
+    const int all = list("conversationsList").model()->rowCount();
+    QTest::keyClicks(&part<QLineEdit>("conversationsFilter"), QStringLiteral("ANNA"));
+    const int narrowed = list("conversationsList").model()->rowCount();
+    EXPECT_GT(narrowed, 0);
+    EXPECT_LT(narrowed, all);
+    for (int row = 0; row < narrowed; ++row)
+        EXPECT_TRUE((cell(list("conversationsList"), row, 0) + cell(list("conversationsList"), row, 1))
+                        .contains(QStringLiteral("anna")));
+    part<QLineEdit>("conversationsFilter").clear();
+    EXPECT_EQ(list("conversationsList").model()->rowCount(), all);
+}
+
+TEST_F(ListTest, ARowThatIsChosenIsSelectedEverywhere)
+{
+    auto& table = list("conversationsList");
+    table.setCurrentIndex(table.model()->index(2, 0));
+    const auto selected = selection().selected();
+    ASSERT_EQ(selected.kind, Selected::Kind::conversation);
+    EXPECT_TRUE(picture().findChord(selected));
+    EXPECT_TRUE(details().contains(asQt(selected.a)));
+    EXPECT_TRUE(details().contains(asQt(selected.b)));
+}
+
+TEST_F(ListTest, WhatIsSelectedInThePictureIsSelectedInTheLists)
+{
+    const auto& chord = picture().chords[5];
+    selection().select(chord.what);
+    auto& table = list("conversationsList");
+    ASSERT_TRUE(table.selectionModel()->hasSelection());
+    const auto& talk =
+        session().talks()->talks()[static_cast<RankedModel*>(table.model())->itemAt(table.currentIndex().row())];
+    EXPECT_EQ(Selected::conversation(session().talks()->host(talk, 0).text, session().talks()->host(talk, 1).text),
+              chord.what);
+    selection().select(Selected::host(chord.what.a));
+    EXPECT_FALSE(table.selectionModel()->hasSelection());
+    EXPECT_EQ(cell(list("hostsList"), list("hostsList").currentIndex().row(), HostModel::address), asQt(chord.what.a));
+}
+
+TEST_F(ListTest, AProtocolIsHiddenAndShownAloneFromTheLegend)
+{
+    auto* const model = static_cast<ProtocolModel*>(list("protocolsList").model());
+    const auto name = std::string(model->nameOf(model->itemAt(0)));
+    const auto carriers = std::ranges::count(session().talks()->talks(), name, &TalkRow::protocol);
+    const auto all = picture().chords.size();
+    model->setData(model->index(0, 0), Qt::Unchecked, Qt::CheckStateRole);
+    settle();
+    EXPECT_EQ(picture().chords.size(), all - static_cast<std::size_t>(carriers));
+    EXPECT_TRUE(shownText().contains(QStringLiteral("%1 hidden").arg(carriers))) << shownText().toStdString();
+    model->showOnly(model->itemAt(0));
+    settle();
+    EXPECT_EQ(picture().chords.size(), static_cast<std::size_t>(carriers));
+    model->showOnly(model->itemAt(0));
+    settle();
+    EXPECT_EQ(picture().chords.size(), all);
+}
+
+TEST_F(ListTest, DetailsSpellOutTheScoreAndEachPenalty)
+{
+    const auto& talks = session().talks()->talks();
+    const auto worst =
+        std::ranges::min_element(talks, {}, [](const TalkRow& t) { return t.score < 0 ? 1000 : t.score; });
+    ASSERT_LT(worst->score, 100);
+    selection().select(
+        Selected::conversation(session().talks()->host(*worst, 0).text, session().talks()->host(*worst, 1).text));
+    EXPECT_TRUE(details().contains(gradeText(worst->score, {})));
+    const auto pairs = session().talks()->pairsOf(*worst);
+    for (const auto& complaint : complaints(*pairs.front().tcpQuality))
+        EXPECT_TRUE(details().contains(asQt(complaint.detail))) << complaint.detail;
+    for (const auto* text : {"A → B", "Ports", "First seen", "Last seen", "Handshake options"})
+        EXPECT_TRUE(details().contains(QString::fromUtf8(text))) << text;
+}
+
+TEST_F(ListTest, DetailsLeadOnToTheOtherHostsAndConversations)
+{
+    const auto& host = session().talks()->hosts().front();
+    selection().select(Selected::host(host.text));
+    QSignalSpy changed(&selection(), &Selection::changed);
+    const auto html = part<DetailsView>().toHtml();
+    const auto begin = html.indexOf(QStringLiteral("select:")), end = html.indexOf(QLatin1Char('"'), begin);
+    ASSERT_GT(begin, 0);
+    emit part<DetailsView>().anchorClicked(QUrl(html.mid(begin, end - begin)));
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(selection().selected().kind, Selected::Kind::conversation);
+    EXPECT_NE(session().talks()->findTalk(selection().selected().a, selection().selected().b), TalkRow::none);
+}
+
+TEST_F(ListTest, AHostileNameIsTextAndNoMarkup)
+{
+    selection().select(Selected::host("<img src=x>"));
+    EXPECT_FALSE(part<DetailsView>().toHtml().contains(QStringLiteral("<img src")));
+}
+
+TEST_F(ListTest, AListIsWrittenAsCommaSeparatedValuesWithAllItsRows)
+{
+    const TempFolder folder;
+    const auto path = folder / "hosts.csv";
+    window->exportTable(*static_cast<RankedModel*>(list("hostsList").model()), asQt(path.string()));
+    std::ifstream in(path);
+    std::string line;
+    ASSERT_TRUE(std::getline(in, line));
+    EXPECT_EQ(line, "Host,Name,Bytes,Sent,Received,Packets,Peers\r");
+    std::size_t rows = 0;
+    while (std::getline(in, line))
+        ++rows;
+    EXPECT_EQ(rows, session().talks()->hosts().size());
+}
+
+TEST_F(ListTest, AFieldWithACommaOrAQuoteIsQuoted)
+{
+    class Model : public RankedModel {
+    public:
+        Model() { rebuild(); }
+        int columnCount(const QModelIndex&) const override { return 1; }
+        QVariant data(const QModelIndex&, int) const override { return {}; }
+        std::size_t count() const override { return 1; }
+        bool less(std::uint32_t, std::uint32_t, int) const override { return false; }
+        bool matches(std::uint32_t, const QString&) const override { return true; }
+        QString plainText(std::uint32_t, int) const override { return QStringLiteral("a \"b\", c"); }
+    };
+    EXPECT_EQ(Model().csv(), QStringLiteral("1\r\n\"a \"\"b\"\", c\"\r\n"));
+}
+
+} // namespace
+} // namespace netrondo::test
