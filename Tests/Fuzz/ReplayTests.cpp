@@ -1,6 +1,7 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
 #include "Targets/Decode.h"
+#include "Targets/ExpertPreferences.h"
 #include "Targets/Families.h"
 #include "Targets/Filter.h"
 #include "Targets/Gzip.h"
@@ -34,6 +35,7 @@ constexpr FuzzTarget targets[] = {
     {"DecodeRouting", fuzz::decodeRouting},
     {"DecodeTalk", fuzz::decodeTalk},
     {"DecodeWeb", fuzz::decodeWeb},
+    {"ExpertPreferences", fuzz::expertPreferences},
     {"Filter", fuzz::filter},
     {"FilterEvaluate", fuzz::filterEvaluate},
     {"Gzip", fuzz::gzip},

@@ -98,6 +98,7 @@ private:
         const Ipv4Fields ip{.source = isServer ? "10.0.0.2" : "10.0.0.1",
                             .destination = isServer ? "10.0.0.1" : "10.0.0.2",
                             .identification = segment.identification.value_or(++identification_[isServer]),
+                            .fragment = 0x4000, // as TCP does: it may not be fragmented
                             .ttl = segment.ttl};
         const EthernetFields link{.source = isServer ? "02:00:00:00:00:02" : "02:00:00:00:00:01",
                                   .destination = isServer ? "02:00:00:00:00:01" : "02:00:00:00:00:02"};

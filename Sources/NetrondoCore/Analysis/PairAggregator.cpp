@@ -177,7 +177,7 @@ void PairAggregator::State::guessSession(Pending& frame) const
     prefetch(&session.flows[0]);
     prefetch(&session.flows[1]);
     if (frame.kind == Session::Kind::tcp)
-        expertScanner.prefetch(frame.number);
+        expertScanner.prefetchConnection(frame.number);
 }
 
 void PairAggregator::State::approachSession(const Pending& frame) const
@@ -350,6 +350,8 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
         if (reaches(1) && !at(1).skip) [[likely]]
             guessSession(at(1));
+        if (reaches(2))
+            expertScanner.prefetchStations(at(2).facts);
         if (reaches(2) && !at(2).skip) [[likely]]
             approachSession(at(2));
         if (reaches(3) && !at(3).skip) [[likely]]
@@ -361,6 +363,7 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         auto& next = pending[begun % underWay];
         if (read(frame, next))
             sessionIndex.prefetch(next.hash);
+        expertScanner.prefetchIndex(next.facts);
         moveOn(begun++);
     }
     for (std::size_t i = 0; i < gap * stepsAfterReading; ++i)

@@ -57,7 +57,16 @@ public:
     /// A TCP segment that the tracker has just counted.
     void scanSegment(const FrameScan& scan, const FrameFacts& facts, const CaptureFrame& frame,
                      std::uint32_t connection, int sender, TcpEvents events);
-    void prefetch(std::uint32_t connection) const { tcp_->prefetch(connection); }
+    /// For callers that scan many frames: bring closer what a frame's scan looks up, in this order.
+    void prefetchIndex(const FrameFacts& facts) const
+    {
+        link_->prefetchIndex(facts.sourceMac.low, facts.destinationMac.low);
+    }
+    void prefetchStations(const FrameFacts& facts) const
+    {
+        link_->prefetchStations(facts.sourceMac.low, facts.destinationMac.low);
+    }
+    void prefetchConnection(std::uint32_t connection) const { tcp_->prefetchConnection(connection); }
 
     // The end, for as many frames as came so far: called on the findings that `begin` gives, in this order.
     FindingLog begin() const { return log_; }

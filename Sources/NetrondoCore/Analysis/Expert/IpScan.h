@@ -87,6 +87,7 @@ private:
 
     const ExpertPreferences& preferences_;
     std::uint64_t packets_ = 0;
+    std::uint64_t headersV4_ = 0, wrongHeaders_ = 0;
     std::array<Echo, 512> echoes_{};
     std::array<Datagram, 128> datagrams_{};
     BoundedTable<Address, std::uint32_t> tracers_{4096}; ///< low first TTLs of senders, as bits

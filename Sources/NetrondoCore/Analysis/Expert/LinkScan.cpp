@@ -85,6 +85,17 @@ void LinkScan::scan(const FrameSight& sight, FindingLog& log)
     }
 }
 
+LinkScan::Rare& LinkScan::rare(Station& station)
+{
+    if (!station.rare) {
+        if (rare_.empty())
+            rare_.emplace_back();
+        station.rare = static_cast<std::uint32_t>(rare_.size());
+        rare_.emplace_back();
+    }
+    return rare_[station.rare];
+}
+
 void LinkScan::scanStations(const FrameSight& sight, FindingLog& log)
 {
     const auto source = sight.sourceMac(), destination = sight.destinationMac();
@@ -99,14 +110,16 @@ void LinkScan::scanStations(const FrameSight& sight, FindingLog& log)
         countGroup(multicasts_, sight);
     else {
         ++unicasts_;
-        if (auto* to = stations_.at(Address::mac(destination))) {
-            if (to->received++ == 0)
-                to->firstReceived = sight.at;
-            if (sight.frame.originalLength > preferences_.oversizeBytes)
+        if (auto* to = stations_.at({destination})) {
+            if (to->received++ == 0) {
+                to->firstReceived = sight.at.frame;
+                to->firstReceivedSeconds = static_cast<float>(sight.at.seconds);
+            }
+            if (sight.frame.originalLength > preferences_.oversizeBytes && to->receivedLarge < 255)
                 ++to->receivedLarge;
         }
     }
-    auto* from = stations_.at(Address::mac(source));
+    auto* from = stations_.at({source});
     if (!from)
         return;
     from->sent = true;
@@ -114,20 +127,21 @@ void LinkScan::scanStations(const FrameSight& sight, FindingLog& log)
     if (sight.outline.networkOffset > 14 && sight.isIpv4()) [[unlikely]] {
         const auto vlan = vlanOf(sight.data());
         const auto ip = sight.source();
+        auto& place = rare(*from);
         // A router has one MAC address in many VLANs, but not one IP address.
-        if (vlan && from->vlan && vlan != from->vlan && from->lastIp == ip) {
-            const auto moves = from->moves.add(sight.at.seconds, 10);
+        if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip) {
+            const auto moves = place.moves.add(sight.at.seconds, 10);
             if (moves >= preferences_.macMoves) {
                 auto& finding = log.record(Finding::ethMacflap, {Address::mac(source), {}, 0}, sight.at);
                 finding.measured = std::max<double>(finding.measured, moves);
                 finding.threshold = preferences_.macMoves;
                 if (finding.detail.empty())
-                    finding.detail = fmt::format("VLAN {} and VLAN {}.", from->vlan, vlan);
+                    finding.detail = fmt::format("VLAN {} and VLAN {}.", place.vlan, vlan);
             }
         }
         if (vlan) {
-            from->vlan = vlan;
-            from->lastIp = ip;
+            place.vlan = vlan;
+            place.lastIp = ip;
         }
     }
     if (sight.outline.etherType == etherType::macControl) [[unlikely]]
@@ -147,9 +161,9 @@ void LinkScan::scanSizes(const FrameSight& sight, Station& source, FindingLog& l
         }
     } else if (length <= 64) {
         ++padded_;
-        ++source.padded;
     } else if (length > preferences_.oversizeBytes + tagBytes(sight.data())) [[unlikely]] {
-        ++source.sentLarge;
+        if (source.sentLarge < 255)
+            ++source.sentLarge;
         // TCP in large pieces is the work of a card that segments or merges, not of a link that takes such frames.
         const bool isOffload = sight.isIp() && sight.outline.ipProtocol == 6;
         if (!isOffload && source.sentLarge <= evidenceWanted) {
@@ -212,7 +226,7 @@ void LinkScan::scanPause(const FrameSight& sight, Station& source, FindingLog& l
     const bool isPriorityPause = opcode == 0x0101;
     if (!isPause && !isPriorityPause)
         return;
-    const auto rate = source.pauses.add(sight.at.seconds, 1);
+    const auto rate = rare(source).pauses.add(sight.at.seconds, 1);
     if (rate < preferences_.pausePerSecond)
         return;
     auto& finding = log.record(Finding::ethPause, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
@@ -288,9 +302,10 @@ void LinkScan::scanDot1x(Bytes packet, const FrameSight& sight, FindingLog& log)
         return;
     const auto code = packet[4];
     const auto station = Address::mac(code == response ? sight.sourceMac() : sight.destinationMac());
-    auto* known = stations_.at(station);
-    if (!known)
+    auto* row = stations_.at({station.low});
+    if (!row)
         return;
+    auto* known = &rare(*row);
     if (code == response) {
         known->identityRequests = 0;
     } else if (code == failure) {
@@ -401,7 +416,7 @@ void LinkScan::finishFlood(FindingLog& log) const
     for (const auto& [mac, station] : stations_.entries()) {
         if (!station.received || station.sent)
             continue;
-        auto& finding = log.record(Finding::ethFlood, {}, station.firstReceived);
+        auto& finding = log.record(Finding::ethFlood, {}, {station.firstReceived, station.firstReceivedSeconds});
         finding.count = frames;
         finding.measured = share;
         finding.threshold = preferences_.floodPercent;
@@ -448,7 +463,8 @@ void LinkScan::finish(FindingLog& log) const
     finishFlood(log);
     finishNeighbours(log);
     for (auto& record : log.records()) {
-        const auto* station = record.hosts[0] ? stations_.find(record.hosts[0]) : nullptr;
+        const auto* station =
+            record.hosts[0].kind == Address::Kind::mac ? stations_.find({record.hosts[0].low}) : nullptr;
         if (record.finding == Finding::ethRunt && station) {
             // On a host, or in a virtual network, nobody pads: then short frames say nothing.
             record.count = station->small;

@@ -271,6 +271,7 @@ void TcpScan::scanAcknowledgment(const Context& at)
         if (at.connection.trouble) [[unlikely]] {
             auto& others = trouble(at.connection, 1 - at.sight.sender);
             others.largeResent = 0;
+            others.peerIsAlive = false;
             others.doublings = 0;
         }
         // A delayed acknowledgment comes after 40 ms or 200 ms; somebody may have waited for it.
@@ -404,8 +405,6 @@ void TcpScan::scanResent(const Context& at, bool isKnownCopy)
         static_cast<std::uint8_t>(isSame && wait > mine.wait + mine.wait / 2 ? std::min(mine.doublings + 1, 255)
                                       : isSame                               ? mine.doublings
                                                                              : 0);
-    if (mine.largeResent == 0)
-        mine.peerIsAlive = false;
     if (at.me.knows(Side::full) && at.sight.dontFragment && facts.payload.size() >= 1200)
         mine.largeResent = static_cast<std::uint8_t>(std::min(mine.largeResent + 1, 255));
     mine.resentSeq = facts.seq;
@@ -523,12 +522,23 @@ void TcpScan::finishShares(const ConversationTable& table, FindingLog& log) cons
     if (std::none_of(std::begin(shared), std::end(shared), [&](auto finding) { return log.has(finding); }))
         return;
     std::vector<std::uint64_t> segments(log.records().size());
+    // Nearly all connections have no record: a bit for each subject that has one spares them the search.
+    constexpr std::size_t bits = 1 << 16;
+    std::vector<bool> isSubject(bits);
+    const auto bitOf = [](const Address& from, const Address& to, std::uint16_t port) {
+        return (hashOf(from) + 3 * hashOf(to) + port) % bits;
+    };
+    for (const auto& record : log.records()) {
+        if (std::find(std::begin(shared), std::end(shared), record.finding) != std::end(shared))
+            isSubject[bitOf(record.hosts[0], record.hosts[1], record.port)] = true;
+    }
     for (std::uint32_t number = 0; number < connections_.size(); ++number) {
         const auto& connection = connections_[number];
         const auto ends =
             endsOf(table, number, connection.state & (Connection::synSeen | Connection::synAckSeen), connection.client);
         for (const int side : {0, 1}) {
-            if (!connection.sides[side].dataSegments)
+            if (!connection.sides[side].dataSegments
+                || !isSubject[bitOf(ends.hosts[side], ends.hosts[1 - side], ends.ports[ends.server])])
                 continue;
             for (const auto finding : shared) {
                 if (const auto* record =
@@ -690,32 +700,46 @@ void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) co
                             ends.ports[ends.server], seconds(connection.firstSyn),
                             connection.is(Connection::established)});
     }
-    std::vector<const Opening*> successes;
+    // The successes, by the machines and by the service, to be searched.
+    std::vector<const Opening*> byMachines, byService;
     for (const auto& opening : openings) {
         if (opening.succeeded)
-            successes.push_back(&opening);
+            byMachines.push_back(&opening);
     }
+    byService = byMachines;
+    const auto machines = [](const Opening* one) {
+        return std::tuple(one->port, one->clientMac, one->serverMac, one->seconds);
+    };
+    const auto service = [](const Opening* one) { return std::tuple(one->port, one->server, one->seconds); };
+    std::ranges::sort(byMachines, {}, machines);
+    std::ranges::sort(byService, {}, service);
     for (const auto& refused : openings) {
         auto* record =
             refused.succeeded ? nullptr : log.find(Finding::tcpRefused, {refused.client, refused.server, refused.port});
-        if (!record)
+        if (!record || record->severity == Severity::note)
             continue;
         constexpr double atOnce = 3;
-        const bool isGotAround = std::any_of(successes.begin(), successes.end(), [&](const Opening* other) {
-            return other->port == refused.port && other->clientMac && other->clientMac == refused.clientMac
-                && other->serverMac == refused.serverMac && other->server != refused.server
-                && other->seconds >= refused.seconds && other->seconds - refused.seconds < atOnce;
-        });
-        const auto toTheSame = [&](bool after) {
-            return std::any_of(successes.begin(), successes.end(), [&](const Opening* other) {
-                // Where both sides serve, as with BGP, the other one may have opened it.
-                const bool isSame = other->server == refused.server
-                    || (other->server == refused.client && other->client == refused.server);
-                return other->port == refused.port && isSame && (other->seconds > refused.seconds) == after;
-            });
-        };
-        const bool hasStarted = toTheSame(true) && !toTheSame(false);
-        if (isGotAround || hasStarted)
+        bool isGotAround = false;
+        constexpr int tried = 16; // addresses of one machine
+        auto other = std::ranges::lower_bound(byMachines, machines(&refused), {}, machines);
+        for (int i = 0; i < tried && other != byMachines.end() && (*other)->port == refused.port
+             && (*other)->clientMac == refused.clientMac && (*other)->serverMac == refused.serverMac
+             && (*other)->seconds - refused.seconds < atOnce;
+             ++i, ++other)
+            isGotAround |= refused.clientMac && (*other)->server != refused.server;
+        // Where both sides serve, as with BGP, the other one may have opened it.
+        bool before = false, after = false;
+        for (const auto& [server, client] : {std::pair(&refused.server, static_cast<const Address*>(nullptr)),
+                                             std::pair(&refused.client, &refused.server)}) {
+            const auto place =
+                std::ranges::lower_bound(byService, std::tuple(refused.port, *server, refused.seconds), {}, service);
+            const auto isSame = [&](const Opening* one) {
+                return one->port == refused.port && one->server == *server && (!client || one->client == *client);
+            };
+            after |= place != byService.end() && isSame(*place);
+            before |= place != byService.begin() && isSame(*std::prev(place));
+        }
+        if (isGotAround || (after && !before))
             record->severity = Severity::note;
     }
 }
@@ -729,15 +753,35 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
         bool failed;
         Sighting at;
     };
+    const auto hasFailed = [&](const Connection& connection) {
+        return connection.is(Connection::refused)
+            || (!connection.is(Connection::synAckSeen)
+                && end - seconds(connection.firstSyn) >= preferences_.synSeconds);
+    };
+    // Only clients with many failures are looked at; most captures have none.
+    std::map<Address, std::uint32_t> failures;
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        if (connection.is(Connection::synSeen) && hasFailed(connection)) {
+            const auto ends = endsOf(table, number, true, connection.client);
+            ++failures[ends.hosts[1 - ends.server]];
+        }
+    }
+    const auto few =
+        std::min(preferences_.scannedPorts, preferences_.scannedHosts) * preferences_.scanFailedPercent / 100;
+    std::erase_if(failures, [&](const auto& client) { return client.second < few; });
+    if (failures.empty())
+        return;
     std::vector<Attempt> attempts;
     for (std::uint32_t number = 0; number < connections_.size(); ++number) {
         const auto& connection = connections_[number];
         if (!connection.is(Connection::synSeen))
             continue;
         const auto ends = endsOf(table, number, true, connection.client);
+        if (!failures.contains(ends.hosts[1 - ends.server]))
+            continue;
         const auto opened = seconds(connection.firstSyn);
-        const bool failed = connection.is(Connection::refused)
-            || (!connection.is(Connection::synAckSeen) && end - opened >= preferences_.synSeconds);
+        const bool failed = hasFailed(connection);
         attempts.push_back({ends.hosts[1 - ends.server],
                             ends.hosts[ends.server],
                             ends.ports[ends.server],
@@ -758,7 +802,7 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
                 continue;
             std::sort(group.begin(), group.end(), [](const auto& a, const auto& b) { return a.at.frame < b.at.frame; });
             std::map<std::uint64_t, std::uint32_t> within;
-            std::size_t start = 0, most = 0, failures = 0;
+            std::size_t start = 0, most = 0, failed = 0;
             for (std::size_t i = 0; i < group.size(); ++i) {
                 ++within[differs(group[i])];
                 for (; group[i].at.seconds - group[start].at.seconds > span; ++start) {
@@ -766,9 +810,9 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
                         within.erase(differs(group[start]));
                 }
                 most = std::max(most, within.size());
-                failures += group[i].failed;
+                failed += group[i].failed;
             }
-            const auto share = 100.0 * static_cast<double>(failures) / static_cast<double>(group.size());
+            const auto share = 100.0 * static_cast<double>(failed) / static_cast<double>(group.size());
             if (static_cast<double>(most) < wanted || share < preferences_.scanFailedPercent)
                 continue;
             const auto subject = subjectOf(group.front());
@@ -777,7 +821,7 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
             auto* record = log.find(finding, subject);
             if (!record)
                 continue;
-            record->count = failures;
+            record->count = failed;
             record->measured = static_cast<double>(most);
             record->threshold = wanted;
             record->detail = fmt::format("{}", group.front().port);

@@ -7,6 +7,7 @@
 #include "Analysis/Expert/IpScan.h"
 #include "Analysis/Tcp/TCPQualityTracker.h"
 #include "Base/PagedVector.h"
+#include "Base/Prefetch.h"
 #include "Dissection/Classify/FrameFacts.h"
 
 #include <cstdint>
@@ -33,10 +34,13 @@ public:
     explicit TcpScan(const ExpertPreferences& preferences) : preferences_(preferences) { }
 
     void scan(const SegmentSight& sight, FindingLog& log);
-    void prefetch(std::uint32_t connection) const
+    void prefetchConnection(std::uint32_t connection) const
     {
-        if (connection < connections_.size())
-            __builtin_prefetch(&connections_[connection]);
+        if (connection >= connections_.size())
+            return;
+        const auto& row = connections_[connection];
+        prefetch(&row.sides);
+        prefetch(&row.isn);
     }
     void finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
 
@@ -65,7 +69,8 @@ private:
 
         bool knows(Known what) const { return known & what; }
     };
-    struct Connection {
+    /// Two cache lines: what each segment changes, and what few do.
+    struct alignas(128) Connection {
         enum State : std::uint8_t {
             synSeen = 1,
             synAckSeen = 2,
