@@ -41,10 +41,9 @@ int TcpScan::server(const FrameFacts& facts, int sender)
 
 TcpScan::SideTrouble& TcpScan::trouble(Connection& connection, int side)
 {
-    if (connection.trouble == 0) {
-        if (troubles_.size() == 0)
-            troubles_.append();
+    if (!connection.is(Connection::troubled)) {
         connection.trouble = troubles_.append();
+        connection.state |= Connection::troubled;
     }
     return troubles_[connection.trouble].sides[side];
 }
@@ -95,7 +94,6 @@ void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
         constexpr auto seenTwice = tcpEvent::infrastructureRetransmission | tcpEvent::spuriousRetransmission;
         if (sight.copy == Copy::same && sight.events & seenTwice) {
             log.record(Finding::tcpRetxInfra, subject(at), sight.at);
-            connection.state |= Connection::troubled;
         }
         return; // what follows counts what hosts did, and this they did once
     }
@@ -110,7 +108,7 @@ void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
         connection.last = at.now;
         return;
     }
-    if (connection.trouble) [[unlikely]] {
+    if (connection.is(Connection::troubled)) [[unlikely]] {
         auto& others = trouble(connection, 1 - sight.sender);
         others.keepAlives = 0; // somebody is there
         others.idle = 0;
@@ -268,7 +266,7 @@ void TcpScan::scanAcknowledgment(const Context& at)
         me.dupAcks = 0;
         me.ackSent = facts.ack;
         me.known |= Side::acked;
-        if (at.connection.trouble) [[unlikely]] {
+        if (at.connection.is(Connection::troubled)) [[unlikely]] {
             auto& others = trouble(at.connection, 1 - at.sight.sender);
             others.largeResent = 0;
             others.peerIsAlive = false;
@@ -326,14 +324,13 @@ void TcpScan::scanData(const Context& at)
         const auto roundTrip =
             at.connection.roundTrip ? Tick{at.connection.roundTrip} : milliseconds(preferences_.outOfOrderMilliseconds);
         const bool wasOvertaken =
-            hasId ? static_cast<std::int16_t>(facts.identification - me.ipId) < 0 : at.now - me.lastAdvance < roundTrip;
+            hasId ? static_cast<std::int16_t>(facts.identification - me.ipId) < 0 : at.now - me.lastData < roundTrip;
         if (wasOvertaken) {
             at.log.report(Finding::tcpOoo, subject(at), at.sight.at);
-            at.connection.state |= Connection::troubled;
         } else {
             scanResent(at, false);
         }
-    } else if (at.connection.trouble && !facts.payload.empty()) [[unlikely]] {
+    } else if (at.connection.is(Connection::troubled) && !facts.payload.empty()) [[unlikely]] {
         auto& mine = trouble(at.connection, at.sight.sender);
         if (mine.delayedAck && at.now - mine.delayedAck < milliseconds(5)
             && ++mine.stalls >= preferences_.delayedAckStalls) {
@@ -348,7 +345,6 @@ void TcpScan::scanData(const Context& at)
         trouble(at.connection, at.sight.sender).idle = at.now - at.connection.last;
     if (isAhead) {
         me.nextSeq = end;
-        me.lastAdvance = at.now;
         me.ipId = facts.identification;
     }
     me.lastData = at.now;
@@ -365,7 +361,6 @@ void TcpScan::scanData(const Context& at)
             && !(facts.flags & tcpFlag::syn)) [[unlikely]] {
             auto& finding = at.log.report(Finding::tcpWinfull, subject(at), at.sight.at);
             finding.measured = std::max<double>(finding.measured, me.nextSeq - at.peer.ackSent);
-            at.connection.state |= Connection::troubled;
         }
     }
 }
@@ -377,7 +372,6 @@ void TcpScan::scanResent(const Context& at, bool isKnownCopy)
     const auto& facts = at.sight.facts;
     const auto events = at.sight.events;
     auto& connection = at.connection;
-    connection.state |= Connection::troubled;
     if (facts.flags & tcpFlag::syn) // told by the rules about handshakes
         return;
     const auto whom = subject(at);
@@ -446,7 +440,7 @@ void TcpScan::scanWindow(const Context& at)
         if (static_cast<double>(finding.count) >= preferences_.frozenTimes)
             finding.severity = Severity::error;
     }
-    if (!at.connection.trouble) [[likely]]
+    if (!at.connection.is(Connection::troubled)) [[likely]]
         return;
     auto& mine = trouble(at.connection, at.sight.sender);
     if (!mine.isClosed)

@@ -38,9 +38,7 @@ public:
     {
         if (connection >= connections_.size())
             return;
-        const auto& row = connections_[connection];
-        prefetch(&row.sides);
-        prefetch(&row.isn);
+        prefetch(&connections_[connection]);
     }
     void finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
 
@@ -57,7 +55,6 @@ private:
         std::uint32_t nextSeq = 0; ///< the highest sequence end sent
         std::uint32_t ackSent = 0; ///< the highest acknowledgment sent
         Tick lastData = 0;
-        Tick lastAdvance = 0; ///< when `nextSeq` grew
         std::uint16_t window = 0;
         std::uint16_t ipId = 0; ///< of the segment at `nextSeq`
         std::uint8_t shift = 0;
@@ -69,7 +66,7 @@ private:
 
         bool knows(Known what) const { return known & what; }
     };
-    /// Two cache lines: what each segment changes, and what few do.
+    /// Two cache lines: what every segment needs, and what few do.
     struct alignas(128) Connection {
         enum State : std::uint8_t {
             synSeen = 1,
@@ -77,17 +74,19 @@ private:
             established = 4, ///< the client has answered the SYN+ACK
             wasReset = 8,
             refused = 16,
-            troubled = 32, ///< a finding whose share is worked out at the end
+            troubled = 32,
         };
         Side sides[2];
-        std::uint32_t isn = 0;
-        Tick firstSyn = 0, lastSyn = 0, synAck = 0, last = 0;
-        std::uint32_t synFrame = 0, synAckFrame = 0;
-        std::uint32_t trouble = 0;   ///< its number, 0 for none
+        Tick last = 0;
         std::uint16_t roundTrip = 0; ///< of the handshake, ticks
-        std::uint8_t synCount = 0;
         std::uint8_t state = 0;
         std::uint8_t client = 0;
+
+        std::uint32_t trouble = 0; ///< its number where it is `troubled`
+        std::uint32_t isn = 0;
+        Tick firstSyn = 0, lastSyn = 0, synAck = 0;
+        std::uint32_t synFrame = 0, synAckFrame = 0;
+        std::uint8_t synCount = 0;
 
         bool is(State what) const { return state & what; }
     };
@@ -149,7 +148,7 @@ private:
 
     const ExpertPreferences& preferences_;
     PagedVector<Connection> connections_;
-    PagedVector<Trouble> troubles_; ///< number 0 is not used
+    PagedVector<Trouble> troubles_;
     std::uint64_t segments_ = 0, ackedUnseen_ = 0;
     Sighting ackedUnseenFirst_;
 };
