@@ -129,7 +129,7 @@ template <typename Pixels> void walkHairline(const Walk& line, const Pixels& pix
             continue;
         }
         const auto part = static_cast<std::uint64_t>(at & (one - 1)) >> 8; // of 256
-        const auto whole = std::min<std::uint64_t>(strength >> fractionBits, 256);
+        const auto whole = strength >> fractionBits;
         const auto second = whole * part >> 8;
         pixels.blendTwo(step, first, line.color, whole - second, second);
     }
@@ -240,7 +240,8 @@ void drawLine(const Band& band, const SceneLine& line, const RasterPlacing& plac
                      isFlat ? band.bottom : band.width,
                      static_cast<std::uint32_t>(std::lround(std::clamp(line.color.alpha, 0.0, 1.0) * 256)),
                      lanesOf(line.color)};
-    const bool isHairline = line.width * placing.scale <= 1.5;
+    // What two pixels cannot hold takes three.
+    const bool isHairline = line.width * placing.scale <= 1.5 && steps.alpha * 2 * steps.reach <= 256 * one;
     if (isFlat)
         walk(steps, isHairline, Columns{band});
     else
