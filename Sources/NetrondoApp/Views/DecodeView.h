@@ -155,12 +155,12 @@ private:
 
     QMap<QString, QAction*> commands_;
     QString status_;
-    std::optional<quint64> wantedNumber_;  ///< a frame to go to as soon as it has been read
-    std::optional<std::uint32_t> shown_;   ///< the frame in the tree
-    QStringList nodePath_;                 ///< what is chosen in the tree, to be chosen in the next frame too
-    QSet<QString> openNodes_;              ///< ids of the nodes that stand open
-    bool isFilling_ = false;               ///< the tree is being filled: nobody chose anything
-    QList<std::uint32_t> visited_;         ///< frames looked into, for going back
+    std::optional<quint64> wantedNumber_; ///< a frame to go to as soon as it has been read
+    std::optional<std::uint32_t> shown_;  ///< the frame in the tree
+    QStringList nodePath_;                ///< what is chosen in the tree, to be chosen in the next frame too
+    QSet<QString> openNodes_;             ///< ids of the nodes that stand open
+    bool isFilling_ = false;              ///< the tree is being filled: nobody chose anything
+    QList<std::uint32_t> visited_;        ///< frames looked into, for going back
     qsizetype visit_ = -1;
     int fontSteps_ = 0;
 };
