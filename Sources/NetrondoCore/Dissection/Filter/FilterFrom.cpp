@@ -21,8 +21,8 @@ struct OtherName {
     std::string_view node, filter;
 };
 constexpr OtherName otherNames[] = {
-    {"tcp.source", "tcp.srcport"},    {"tcp.destination", "tcp.dstport"}, {"udp.source", "udp.srcport"},
-    {"udp.destination", "udp.dstport"}, {"tcp.flag.syn", "tcp.flags.syn"},  {"tcp.flag.ack", "tcp.flags.ack"},
+    {"tcp.source", "tcp.srcport"},      {"tcp.destination", "tcp.dstport"},  {"udp.source", "udp.srcport"},
+    {"udp.destination", "udp.dstport"}, {"tcp.flag.syn", "tcp.flags.syn"},   {"tcp.flag.ack", "tcp.flags.ack"},
     {"tcp.flag.fin", "tcp.flags.fin"},  {"tcp.flag.rst", "tcp.flags.reset"}, {"tcp.flag.psh", "tcp.flags.push"},
     {"tcp.flag.urg", "tcp.flags.urg"},
 };
