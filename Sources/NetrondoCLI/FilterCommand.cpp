@@ -35,7 +35,7 @@ int tree(const std::string& text)
 }
 
 /// The text that a part of the command takes. One that begins with "-" looks like an option, and is taken all the same.
-void addText(CLI::App& app, const char* name, const char* description, std::shared_ptr<std::string> text)
+void addText(CLI::App& app, const char* name, const char* description, const std::shared_ptr<std::string>& text)
 {
     auto* option = app.add_option(name, *text, description)->type_name("");
     app.allow_extras();

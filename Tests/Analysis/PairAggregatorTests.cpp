@@ -25,7 +25,7 @@ public:
     CommPair pair(std::string_view id) const
     {
         const auto all = result();
-        for (const auto pair : all.pairs) {
+        for (auto pair : all.pairs) {
             if (pair.id() == id)
                 return pair;
         }

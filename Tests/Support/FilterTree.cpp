@@ -2,6 +2,7 @@
 
 #include "Dissection/Filter/DisplayFilter.h"
 
+#include <fmt/format.h>
 #include <vector>
 
 namespace netrondo::test {
@@ -17,7 +18,7 @@ std::string treeOf(std::string_view text)
         const std::string field(node.field), value(node.value);
         switch (node.kind) {
         case Kind::present: made.push_back(field); break;
-        case Kind::compare: made.push_back(field + " " + std::string(caseName(node.op)) + " \"" + value + "\""); break;
+        case Kind::compare: made.push_back(fmt::format("{} {} \"{}\"", field, caseName(node.op), value)); break;
         case Kind::not_: made.push_back("not(" + made.at(node.left) + ")"); break;
         case Kind::and_: made.push_back("and(" + made.at(node.left) + ", " + made.at(node.right) + ")"); break;
         case Kind::or_: made.push_back("or(" + made.at(node.left) + ", " + made.at(node.right) + ")"); break;

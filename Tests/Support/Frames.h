@@ -10,6 +10,7 @@
 #include "Dissection/Wire/TcpHeader.h"
 #include "Support/Hex.h"
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -210,7 +211,7 @@ inline CaptureFrame frameOf(const ByteVector& bytes, LinkType link = LinkType::e
     CaptureFrame frame;
     frame.timestampSeconds = static_cast<std::uint64_t>(seconds);
     frame.timestampFraction =
-        static_cast<std::uint64_t>((seconds - static_cast<double>(frame.timestampSeconds)) * 1e6 + 0.5);
+        static_cast<std::uint64_t>(std::lround((seconds - static_cast<double>(frame.timestampSeconds)) * 1e6));
     frame.capturedLength = frame.originalLength = static_cast<std::uint32_t>(bytes.size());
     frame.linkType = link;
     frame.data = bytes;

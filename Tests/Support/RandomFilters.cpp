@@ -44,7 +44,7 @@ std::string RandomFilters::term()
     auto field = upTo(fields.size());
     if (values_.size() == fields.size() && values_[field].empty()) // most names are absent from most captures
         field = upTo(fields.size());
-    const std::string name(fields[field].name);
+    std::string name(fields[field].name);
     if (upTo(4) == 0)
         return name;
     auto target = value(field);

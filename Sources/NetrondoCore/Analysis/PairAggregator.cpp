@@ -104,7 +104,7 @@ bool counts(const FrameFacts& facts, AnalysisMode mode)
 } // namespace
 
 struct PairAggregator::State {
-    State(AnalysisMode mode_, const ExpertPreferences& expert) : mode(mode_), expertScanner(expert) { }
+    State(AnalysisMode analysisMode, const ExpertPreferences& expert) : mode(analysisMode), expertScanner(expert) { }
 
     AnalysisMode mode;
     ConversationTable table;

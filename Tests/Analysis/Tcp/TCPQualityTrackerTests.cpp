@@ -2,6 +2,7 @@
 #include "Analysis/Tcp/TCPQualityTracker.h"
 #include "Dissection/Wire/TcpHeader.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
@@ -39,7 +40,7 @@ public:
         raw.options = segment.options;
         raw.timestampSeconds = static_cast<std::uint64_t>(segment.time);
         raw.timestampFraction =
-            static_cast<std::uint64_t>((segment.time - static_cast<double>(raw.timestampSeconds)) * 1e6 + 0.5);
+            static_cast<std::uint64_t>(std::lround((segment.time - static_cast<double>(raw.timestampSeconds)) * 1e6));
         ++row.flows[sender].frames;
         tracker.observe(row, details, sender, raw);
     }

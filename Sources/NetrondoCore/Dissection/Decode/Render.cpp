@@ -64,6 +64,7 @@ bool isStop(const Node& node)
 
 void stopReason(const Node& node, TextSink& out)
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a node has room for one number, and here it is a field's address
     const auto& missing = *reinterpret_cast<const Field*>(static_cast<std::uintptr_t>(node.number));
     out("at byte {}: {}", node.offset, missing.summary);
 }

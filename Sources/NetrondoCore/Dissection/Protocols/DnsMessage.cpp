@@ -167,11 +167,8 @@ void recordData(Bytes message, std::size_t at, Bytes data, std::uint64_t type, N
         }
         break;
     case 43:
-    case 59:
-        if (data.size() >= 4)
-            out.add("{} {} {} ", load::be16(data.data()), data[2], data[3]), data = data.subspan(4);
-        break;
     case 48:
+    case 59:
     case 60:
         if (data.size() >= 4)
             out.add("{} {} {} ", load::be16(data.data()), data[2], data[3]), data = data.subspan(4);

@@ -38,7 +38,6 @@ constexpr Field length{"quic.len", "Length", Wire::number};
 constexpr Field payload{"quic.payload", "Protected payload", Wire::bytes};
 constexpr Field retryTag{"quic.retry_tag", "Retry integrity tag", Wire::bytes};
 constexpr Field packetNumber{"quic.packet_number", "Packet number", Wire::number};
-constexpr Field shortHeader{"quic.short", "Short header", Wire::none};
 constexpr Field filler{"quic.filler", "Bytes that are no packet", Wire::bytes};
 
 constexpr Field frame{"quic.frame", "Frame", Wire::number, frameTypes};

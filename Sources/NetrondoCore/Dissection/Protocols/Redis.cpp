@@ -17,12 +17,12 @@ constexpr Field inlineCommand{"redis.inline", "Inline command", Wire::text};
 constexpr Field data{"redis.data", "Data", Wire::bytes};
 
 /// The number behind the kind, or -1.
-std::int64_t sizeIn(std::string_view text_)
+std::int64_t sizeIn(std::string_view digits)
 {
     std::int64_t size = 0;
-    if (text_.size() < 2 || text_.size() > 10)
+    if (digits.size() < 2 || digits.size() > 10)
         return -1;
-    for (const char c : text_.substr(1)) {
+    for (const char c : digits.substr(1)) {
         if (c < '0' || c > '9')
             return -1;
         size = size * 10 + (c - '0');
