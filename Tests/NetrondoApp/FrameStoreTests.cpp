@@ -2,6 +2,9 @@
 #include "Tasks/FrameFilterTask.h"
 #include "Tasks/FrameFindTask.h"
 
+#include "Analysis/Expert/TcpHistory.h"
+#include "Capture/CaptureFile.h"
+#include "Dissection/Filter/FrameSelector.h"
 #include "NetrondoApp/Support/Waiting.h"
 
 #include <QSignalSpy>
@@ -111,6 +114,25 @@ TEST(FrameFilterTask, FindsTheFramesInTheirOrder)
     EXPECT_EQ(all(*task.matches()), (std::vector<std::uint32_t>{0, 5, 10, 15, 20, 25, 30, 35}));
     EXPECT_EQ(task.count(), 8u);
     EXPECT_EQ(task.examined(), 40u);
+}
+
+TEST(FrameFilterTask, KnowsWhatEarlierFramesTellOfAFrame)
+{
+    const char* path = NETRONDO_SOURCE_DIR "/Samples/trouble.pcapng";
+    const auto filter = filterOf("tcp.analysis.retransmission");
+    const auto reader = CaptureFile::open(path).value();
+    FrameSelector selector(filter, reader->isNanosecond(), historyFor(filter));
+    std::vector<std::uint32_t> expected;
+    std::uint32_t number = 0;
+    for (auto frame = reader->nextFrame(); frame && *frame; frame = reader->nextFrame(), ++number) {
+        if (selector.next(**frame))
+            expected.push_back(number);
+    }
+    ASSERT_FALSE(expected.empty());
+    const auto store = readStore(path);
+    FrameFilterTask task(*store, filter);
+    ASSERT_TRUE(eventually([&] { return task.isComplete(); }));
+    EXPECT_EQ(all(*task.matches()), expected);
 }
 
 TEST(FrameFilterTask, GoesOnAsTheFileGrows)

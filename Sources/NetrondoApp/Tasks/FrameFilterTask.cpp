@@ -1,6 +1,7 @@
 // One pass behind the one that builds the index; where it has caught up it waits a little.
 #include "Tasks/FrameFilterTask.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Dissection/Filter/FrameSelector.h"
 
 #include <chrono>
@@ -28,7 +29,7 @@ std::optional<CaptureError> FrameFilterTask::Shared::search(std::stop_token stop
     auto fetcher = index.fetcher();
     if (!fetcher)
         return fetcher.error();
-    FrameSelector selector(filter, true); // the index counts in nanoseconds
+    FrameSelector selector(filter, true, historyFor(filter)); // the index counts in nanoseconds
     for (std::uint32_t frame = 0; !stop.stop_requested();) {
         const bool whole = isWhole(); // asked first: the count that follows is final then
         const auto count = index.count();
