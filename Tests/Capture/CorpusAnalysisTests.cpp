@@ -4,7 +4,6 @@
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Support/SampleFrames.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -60,10 +59,10 @@ TEST(CorpusAnalysis, OfEverySampleAddsUpInBothModes)
 
 TEST(CorpusAnalysis, OfEveryFileOfTheCollectionAddsUpInBothModes)
 {
-    const char* folder = std::getenv("NETRONDO_CORPUS");
+    const auto folder = collection();
     if (!folder)
-        GTEST_SKIP() << "NETRONDO_CORPUS names no folder of captures to analyse";
-    EXPECT_GT(analysedBelow(folder), 0);
+        GTEST_SKIP() << noCollection;
+    EXPECT_GT(analysedBelow(*folder), 0);
 }
 
 } // namespace netrondo::test

@@ -3,7 +3,6 @@
 #include "Support/SampleFrames.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
@@ -43,10 +42,10 @@ TEST(Corpus, EverySampleIsReadTheSameOneByOneAndInBatches)
 
 TEST(Corpus, EveryFileOfTheCollectionIsReadTheSameOneByOneAndInBatches)
 {
-    const char* folder = std::getenv("NETRONDO_CORPUS");
+    const auto folder = collection();
     if (!folder)
-        GTEST_SKIP() << "NETRONDO_CORPUS names no folder of captures to read";
-    const auto captures = capturesRead(folder);
+        GTEST_SKIP() << noCollection;
+    const auto captures = capturesRead(*folder);
     RecordProperty("captures", static_cast<int>(captures));
     EXPECT_GT(captures, 0);
 }

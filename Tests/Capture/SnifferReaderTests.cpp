@@ -3,9 +3,9 @@
 
 #include "Support/Gzip.h"
 #include "Support/Readers.h"
+#include "Support/SampleFrames.h"
 #include "Support/SnifferBytes.h"
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -261,10 +261,10 @@ struct CollectionRow {
 
 TEST(SnifferReader, FilesOfTheCollectionHoldTheFramesOfTheirSources)
 {
-    const char* folder = std::getenv("NETRONDO_CORPUS");
-    if (!folder || !std::filesystem::exists(std::filesystem::path(folder) / "netxray"))
-        GTEST_SKIP() << "NETRONDO_CORPUS names no folder with a netxray in it";
-    const std::filesystem::path corpus = folder;
+    const auto folder = collection();
+    if (!folder)
+        GTEST_SKIP() << noCollection;
+    const auto& corpus = *folder;
     for (const auto& [file, source, slack] :
          {CollectionRow{"netxray/telnet-v001.000.cap", "telnet/telnet-cooked.pcap", 1000},
           CollectionRow{"netxray/telnet-v001.100.cap", "telnet/telnet-cooked.pcap", 0},

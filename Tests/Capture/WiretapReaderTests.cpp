@@ -5,8 +5,8 @@
 #include "Support/Command.h"
 #include "Support/Gzip.h"
 #include "Support/Readers.h"
+#include "Support/SampleFrames.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
@@ -124,9 +124,9 @@ struct CollectionRow {
 TEST(WiretapReader, FilesOfTheCollectionOpen)
 {
     NR_NEEDS_WIRETAP();
-    const char* folder = std::getenv("NETRONDO_CORPUS");
-    if (!folder || !std::filesystem::exists(std::filesystem::path(folder) / "format-other"))
-        GTEST_SKIP() << "NETRONDO_CORPUS names no folder with a format-other in it";
+    const auto folder = collection();
+    if (!folder)
+        GTEST_SKIP() << noCollection;
     for (const auto& [file, frames, linkType] :
          {CollectionRow{"appletalk/genbroad.snoop", 250, LinkType::ethernet},
           CollectionRow{"format-other/100_packets.erf", 100, LinkType::ethernet},
@@ -135,7 +135,7 @@ TEST(WiretapReader, FilesOfTheCollectionOpen)
           CollectionRow{"format-other/Ethernet_Pause_Frame.cap", 2, LinkType::ethernet},
           CollectionRow{"netxray/telnet-netxray1.cap", 92, LinkType::ethernet},
           CollectionRow{"netxray/telnet.enc", 92, LinkType::ethernet}}) {
-        const auto contents = readFile(std::filesystem::path(folder) / file);
+        const auto contents = readFile(*folder / file);
         EXPECT_EQ(contents.error, "") << file;
         ASSERT_EQ(contents.frames.size(), frames) << file;
         EXPECT_EQ(contents.frames[0].linkType, linkType) << file;

@@ -14,11 +14,18 @@ std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folde
     return files;
 }
 
+std::optional<std::filesystem::path> collection()
+{
+    if (const char* folder = std::getenv("NETRONDO_CORPUS"))
+        return folder;
+    return std::nullopt;
+}
+
 std::vector<SampleCapture> sampleCaptures(std::size_t framesEach)
 {
     auto files = filesBelow(NETRONDO_SOURCE_DIR "/Samples");
-    if (const char* corpus = std::getenv("NETRONDO_CORPUS")) {
-        const auto more = filesBelow(corpus);
+    if (const auto corpus = collection()) {
+        const auto more = filesBelow(*corpus);
         files.insert(files.end(), more.begin(), more.end());
     }
     std::vector<SampleCapture> captures;

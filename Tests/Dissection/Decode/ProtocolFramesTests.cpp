@@ -179,12 +179,12 @@ TEST(PacketDecoder, DecodesAnyFrameOfASampleAsItDidInOrder)
 
 TEST(Corpus, EveryFrameOfTheCollectionDecodesWithinItsBytes)
 {
-    const char* folder = std::getenv("NETRONDO_CORPUS");
+    const auto folder = collection();
     if (!folder)
-        GTEST_SKIP() << "NETRONDO_CORPUS names no folder of captures to decode";
+        GTEST_SKIP() << noCollection;
     std::size_t frames = 0;
     DecodedFrame decodedFrame;
-    for (const auto& file : filesBelow(folder)) {
+    for (const auto& file : filesBelow(*folder)) {
         const auto reader = CaptureFile::open(file);
         if (!reader)
             continue;
