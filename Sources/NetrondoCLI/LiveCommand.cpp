@@ -2,13 +2,13 @@
 #include "LiveCommand.h"
 
 #include "Analysis/PairAggregator.h"
+#include "Base/Units.h"
 #include "Interruption.h"
 #include "LiveLines.h"
 #include "Outcome.h"
 #include "Progress.h"
 #include "Subcommands.h"
 #include "TextWidth.h"
-#include "Units.h"
 
 #include <cerrno>
 #include <chrono>
@@ -17,6 +17,8 @@
 
 namespace netrondo::cli {
 namespace {
+
+using namespace units;
 /// How soon an interruption and a pause in the traffic show.
 constexpr std::chrono::milliseconds attention{250};
 constexpr std::chrono::seconds summaryInterval{1};

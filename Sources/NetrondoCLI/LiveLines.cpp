@@ -1,17 +1,19 @@
 // The busiest conversation gets what the numbers leave of the line.
 #include "LiveLines.h"
 
+#include "Base/Units.h"
 #include "Ranking.h"
 #include "Summary.h"
 #include "Terminal.h"
 #include "TextWidth.h"
-#include "Units.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <unistd.h>
 
 namespace netrondo::cli {
+
+using namespace units;
 
 LiveLines::LiveLines(TextOutput& out, QualityStrictness strictness)
     : page_(out, screenWidth(STDOUT_FILENO), wantsColour(STDOUT_FILENO)), thresholds_(thresholds(strictness))

@@ -1,8 +1,8 @@
 // A bar that redraws its line, some times a second, and takes it away at the end or when the user interrupts.
 #include "Progress.h"
 
+#include "Base/Units.h"
 #include "Terminal.h"
-#include "Units.h"
 
 #include <algorithm>
 #include <csignal>
@@ -12,6 +12,8 @@
 
 namespace netrondo::cli {
 namespace {
+
+using namespace units;
 constexpr std::string_view eraseLine = "\r\033[K";
 constexpr auto patience = std::chrono::milliseconds(300), interval = std::chrono::milliseconds(100);
 

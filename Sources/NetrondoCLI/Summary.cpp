@@ -2,9 +2,9 @@
 #include "Summary.h"
 
 #include "Analysis/Tcp/Complaints.h"
+#include "Base/Units.h"
 #include "Ranking.h"
 #include "TextWidth.h"
-#include "Units.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +14,8 @@
 
 namespace netrondo::cli {
 namespace {
+
+using namespace units;
 
 void fact(Page& page, std::string_view label, std::string_view text)
 {
