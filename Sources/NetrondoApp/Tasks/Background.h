@@ -1,6 +1,7 @@
 // Work off the window's thread.
 #pragma once
 
+#include <QCoreApplication>
 #include <QMetaObject>
 #include <QObject>
 #include <thread>
@@ -32,6 +33,18 @@ private:
 template <typename Work, typename Done> void inBackground(QObject* receiver, Work work, Done done)
 {
     new BackgroundWork(receiver, std::move(work), std::move(done)); // goes with the receiver
+}
+
+/// Asks the thread to stop and waits for that in the background: a window that has moved on is not held up by a slow
+/// disk, and the program does not end before its threads have.
+inline void letEnd(std::jthread thread)
+{
+    thread.request_stop();
+    auto join = [thread = std::move(thread)]() mutable {
+        thread.join();
+        return true;
+    };
+    inBackground(QCoreApplication::instance(), std::move(join), [](bool) {});
 }
 
 } // namespace netrondo

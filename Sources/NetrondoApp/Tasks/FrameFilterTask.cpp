@@ -3,6 +3,7 @@
 
 #include "Analysis/Expert/TcpHistory.h"
 #include "Dissection/Filter/FrameSelector.h"
+#include "Tasks/Background.h"
 
 #include <chrono>
 
@@ -64,8 +65,7 @@ FrameFilterTask::FrameFilterTask(const FrameStore& store, DisplayFilter filter, 
 
 FrameFilterTask::~FrameFilterTask()
 {
-    stop();
-    worker_.detach();
+    letEnd(std::move(worker_));
 }
 
 std::shared_ptr<const FrameMatches> FrameFilterTask::matches() const

@@ -1,6 +1,8 @@
 // Row after row until one fits.
 #include "Tasks/FrameFindTask.h"
 
+#include "Tasks/Background.h"
+
 #include <chrono>
 
 namespace netrondo {
@@ -54,8 +56,7 @@ FrameFindTask::FrameFindTask(Among among, FrameSearch search, std::int64_t fromR
 
 FrameFindTask::~FrameFindTask()
 {
-    worker_.request_stop();
-    worker_.detach();
+    letEnd(std::move(worker_));
 }
 
 void FrameFindTask::look()

@@ -5,6 +5,7 @@
 
 #include "Analysis/HostNameStore.h"
 #include "Dissection/Classify/FrameClassifier.h"
+#include "Tasks/Background.h"
 
 #include <QDir>
 #include <chrono>
@@ -113,10 +114,8 @@ FrameStore::FrameStore(const QString& path, Reading reading, QObject* parent)
 
 FrameStore::~FrameStore()
 {
-    stop();
-    follower_.request_stop();
-    reader_.detach();
-    follower_.detach();
+    letEnd(std::move(reader_));
+    letEnd(std::move(follower_));
 }
 
 void FrameStore::stop()
