@@ -31,6 +31,7 @@ struct ProtocolCount {
 /// A frame on its way through the steps. One that does not count goes along, so that the scans see all in their order.
 struct Pending {
     FrameFacts facts;
+    FrameOutline outline;
     const CaptureFrame* frame = nullptr;
     std::optional<FrameSkip> skip; ///< why it does not count
     std::uint64_t hash = 0;        ///< of the session
@@ -129,7 +130,7 @@ struct PairAggregator::State {
     ConversationId conversationOf(const Pending& frame);
     void startPair(const Pending& frame, double time);
     void count(const Pending& frame);
-    void observe(const Pending& frame, const FrameScan& scan);
+    void observe(const Pending& frame, const FrameSight& sight, CopyScan::Copy copy);
 
     AnalysisResult resultFrom(std::shared_ptr<ConversationTable> finished) const;
 };
@@ -138,7 +139,8 @@ bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
 {
     into.frame = &frame;
     auto& facts = into.facts;
-    if (!classify(frame, mode, facts)) {
+    into.outline = outlineOf(frame);
+    if (!classify(frame, into.outline, mode, facts)) {
         into.skip = FrameSkip::unclassified;
         return false;
     }
@@ -177,7 +179,7 @@ void PairAggregator::State::guessSession(Pending& frame) const
     prefetch(&session.flows[0]);
     prefetch(&session.flows[1]);
     if (frame.kind == Session::Kind::tcp)
-        expertScanner.prefetchConnection(frame.number);
+        expertScanner.prefetchPlace(frame.number);
 }
 
 void PairAggregator::State::approachSession(const Pending& frame) const
@@ -193,8 +195,11 @@ void PairAggregator::State::approachSession(const Pending& frame) const
         table.addresses.prefetch(session.hosts[0]);
         table.addresses.prefetch(session.hosts[1]);
     }
-    if (!frame.facts.payload.empty() && frame.kind == Session::Kind::tcp)
-        table.tracker.prefetchRecent(flow);
+    if (frame.kind == Session::Kind::tcp) {
+        expertScanner.prefetchConnection(frame.number);
+        if (!frame.facts.payload.empty())
+            table.tracker.prefetchRecent(flow);
+    }
     if (flow.frames == 0 || frame.isHandshake())
         prefetch(&table.details[frame.number]);
 }
@@ -215,13 +220,14 @@ void PairAggregator::State::approachDetails(const Pending& frame) const
 
 void PairAggregator::State::settle(Pending& frame)
 {
-    const auto scan = expertScanner.scanFrame(*frame.frame);
+    const auto sight = expertScanner.arrive(*frame.frame, frame.outline);
+    const auto copy = expertScanner.scanFrame(sight);
     if (frame.skip)
-        return expertScanner.skip(*frame.frame, *frame.skip);
+        return expertScanner.skip(sight, *frame.skip);
     findSession(frame);
     count(frame);
     if (frame.kind == Session::Kind::tcp)
-        observe(frame, scan);
+        observe(frame, sight, copy);
 }
 
 void PairAggregator::State::findSession(Pending& frame)
@@ -316,7 +322,7 @@ void PairAggregator::State::count(const Pending& frame)
     flow.setNewestFrame(totalPackets);
 }
 
-void PairAggregator::State::observe(const Pending& frame, const FrameScan& scan)
+void PairAggregator::State::observe(const Pending& frame, const FrameSight& sight, CopyScan::Copy copy)
 {
     const auto& facts = frame.facts;
     TcpSegment segment;
@@ -332,13 +338,11 @@ void PairAggregator::State::observe(const Pending& frame, const FrameScan& scan)
     segment.payloadDigest = frame.digest;
     segment.timestampSeconds = frame.frame->timestampSeconds;
     segment.timestampFraction = frame.frame->timestampFraction;
-    TCPOptions options;
-    if (!facts.tcpOptions.empty()) [[unlikely]] {
-        options = parseTcpOptions(facts.tcpOptions);
-        segment.options = &options;
-    }
+    std::optional<TCPOptions> options;
+    if (!facts.tcpOptions.empty()) [[unlikely]]
+        segment.options = &options.emplace(parseTcpOptions(facts.tcpOptions));
     const auto events = table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
-    expertScanner.scanSegment(scan, facts, *frame.frame, frame.number, frame.sender, events);
+    expertScanner.scanSegment(sight, copy, facts, frame.number, frame.sender, events);
 }
 
 void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
@@ -350,8 +354,6 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
         if (reaches(1) && !at(1).skip) [[likely]]
             guessSession(at(1));
-        if (reaches(2))
-            expertScanner.prefetchStations(at(2).facts);
         if (reaches(2) && !at(2).skip) [[likely]]
             approachSession(at(2));
         if (reaches(3) && !at(3).skip) [[likely]]
@@ -363,7 +365,7 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         auto& next = pending[begun % underWay];
         if (read(frame, next))
             sessionIndex.prefetch(next.hash);
-        expertScanner.prefetchIndex(next.facts);
+        expertScanner.prefetchStations(next.facts);
         moveOn(begun++);
     }
     for (std::size_t i = 0; i < gap * stepsAfterReading; ++i)

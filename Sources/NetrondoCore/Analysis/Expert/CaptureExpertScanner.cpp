@@ -63,7 +63,7 @@ CaptureExpertScanner::CaptureExpertScanner(const ExpertPreferences& preferences)
     , application_(std::make_unique<ApplicationScan>(preferences_))
 { }
 
-Sighting CaptureExpertScanner::arrive(const CaptureFrame& frame)
+FrameSight CaptureExpertScanner::arrive(const CaptureFrame& frame, const FrameOutline& outline)
 {
     const double unit = isNanosecond_ ? 1e9 : 1e6;
     if (frames_ == 0) {
@@ -80,18 +80,18 @@ Sighting CaptureExpertScanner::arrive(const CaptureFrame& frame)
         ++beyond_;
     else
         ++frames_;
-    const Sighting at{frames_, seconds};
-    if (frames_ > 1)
-        scanTime(at, last_);
+    const auto step = seconds - last_;
+    if (step < 0 || step > preferences_.timeGapSeconds) [[unlikely]]
+        scanTime({frames_, seconds}, last_);
     last_ = seconds;
     // Scans count on from the start; what an earlier clock says is as good as the start itself.
-    return {frames_, std::max(seconds, 0.0)};
+    return {frame, outline, {frames_, std::max(seconds, 0.0)}};
 }
 
 void CaptureExpertScanner::scanTime(const Sighting& at, double before)
 {
     const auto step = at.seconds - before;
-    if (step >= -preferences_.timeBackMilliseconds / 1000 && step <= preferences_.timeGapSeconds) [[likely]]
+    if (step >= -preferences_.timeBackMilliseconds / 1000 && step <= preferences_.timeGapSeconds)
         return;
     const auto usual = std::abs(before) / at.frame;
     if (step > 0 && step < 100 * usual)
@@ -102,46 +102,31 @@ void CaptureExpertScanner::scanTime(const Sighting& at, double before)
     finding.detail = fmt::format("Time {} {} times", step < 0 ? "runs back or jumps" : "jumps forward", finding.count);
 }
 
-FrameScan CaptureExpertScanner::scanFrame(const CaptureFrame& frame)
+CopyScan::Copy CaptureExpertScanner::scanFrame(const FrameSight& sight)
 {
-    const FrameSight sight{frame, outlineOf(frame), arrive(frame)};
-    FrameScan result;
-    result.at = sight.at;
-    if (frame.capturedLength < frame.originalLength) [[unlikely]] {
+    if (sight.frame.capturedLength < sight.frame.originalLength) [[unlikely]] {
         ++truncated_;
         log_.record(Finding::capTruncated, {}, sight.at);
     }
-    result.copy = copies_->scan(sight, log_);
+    const auto copy = copies_->scan(sight, log_);
     link_->scan(sight, log_);
-    if (sight.outline.network == FrameOutline::Network::arp && result.copy == CopyScan::Copy::none)
-        arp_->scan(sight, log_);
-    if (!sight.isIp())
-        return result;
-    ip_->scan(sight, result.copy, log_);
-    result.ttl = sight.ttl();
-    result.dontFragment = sight.isIpv6() || (sight.network()[6] & 0x40);
-    const auto transport = sight.transport();
-    if (sight.outline.ipProtocol == ipProtocol::tcp) {
-        if (transport.size() > 20) {
-            const auto length = std::min<std::size_t>((transport[12] >> 4) * 4u, transport.size());
-            if (length > 20) {
-                result.options = transport.data() + 20;
-                result.optionsLength = static_cast<std::uint8_t>(length - 20);
-            }
-        }
-    } else if (sight.outline.ipProtocol == ipProtocol::udp && result.copy == CopyScan::Copy::none) {
-        application_->scanDatagram(sight, *arp_, log_);
+    if (!sight.isIp()) [[unlikely]] {
+        if (sight.outline.network == FrameOutline::Network::arp && copy == CopyScan::Copy::none)
+            arp_->scan(sight, log_);
+        return copy;
     }
+    ip_->scan(sight, copy, log_);
+    if (sight.outline.ipProtocol == ipProtocol::udp && copy == CopyScan::Copy::none)
+        application_->scanDatagram(sight, *arp_, log_);
     constexpr std::uint64_t enough = 20'000; // to know which hosts leave checksums to their cards
-    if (checked_ < enough)
+    if (checked_ < enough) [[unlikely]]
         scanChecksum(sight);
-    return result;
+    return copy;
 }
 
 void CaptureExpertScanner::leaveOut(const CaptureFrame& frame)
 {
-    arrive(frame);
-    skip(frame, FrameSkip::filtered);
+    skip(arrive(frame, {}), FrameSkip::filtered);
 }
 
 void CaptureExpertScanner::scanChecksum(const FrameSight& sight)
@@ -173,15 +158,15 @@ void CaptureExpertScanner::scanChecksum(const FrameSight& sight)
     sender->last = sight.at;
 }
 
-void CaptureExpertScanner::skip(const CaptureFrame& frame, FrameSkip why)
+void CaptureExpertScanner::skip(const FrameSight& sight, FrameSkip why)
 {
-    const auto type = outlineOf(frame).etherType;
+    const auto type = sight.outline.etherType;
     ++skippedFrames_;
-    const bool isLinkType = why == FrameSkip::unclassified && !isAnalysed(frame.linkType);
+    const bool isLinkType = why == FrameSkip::unclassified && !isAnalysed(sight.frame.linkType);
     const bool hasNumber = why == FrameSkip::unclassified || why == FrameSkip::notIp;
     const Skipped key{why,
                       isLinkType,
-                      isLinkType      ? static_cast<std::uint16_t>(frame.linkType)
+                      isLinkType      ? static_cast<std::uint16_t>(sight.frame.linkType)
                           : hasNumber ? static_cast<std::uint16_t>(type < etherType::firstType && type ? 1 : type)
                                       : std::uint16_t{0},
                       1,
@@ -195,21 +180,23 @@ void CaptureExpertScanner::skip(const CaptureFrame& frame, FrameSkip why)
         skipped_.push_back(key);
 }
 
-void CaptureExpertScanner::scanSegment(const FrameScan& scan, const FrameFacts& facts, const CaptureFrame& frame,
+void CaptureExpertScanner::scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts,
                                        std::uint32_t connection, int sender, TcpEvents events)
 {
-    const SegmentSight sight{facts,
-                             scan.at,
-                             connection,
-                             sender,
-                             events,
-                             scan.copy,
-                             scan.ttl,
-                             scan.dontFragment,
-                             scan.options ? Bytes(scan.options, scan.optionsLength) : Bytes{}};
-    tcp_->scan(sight, log_);
-    if (!facts.payload.empty() && scan.copy == CopyScan::Copy::none)
-        application_->scanSegment(sight, frame.seconds(), log_);
+    const auto header = sight.transport();
+    const auto headerLength = (header[12] >> 4) * 4u;
+    const SegmentSight segment{facts,
+                               sight.at,
+                               connection,
+                               sender,
+                               events,
+                               copy,
+                               sight.ttl(),
+                               sight.isIpv6() || (sight.network()[6] & 0x40),
+                               headerLength > 20 ? slice(header, 20, headerLength - 20) : Bytes{}};
+    tcp_->scan(segment, log_);
+    if (!facts.payload.empty() && copy == CopyScan::Copy::none)
+        application_->scanSegment(segment, sight.frame.seconds(), log_);
 }
 
 void CaptureExpertScanner::scanTransport(const ConversationTable& table, FindingLog& findings) const

@@ -19,16 +19,6 @@ namespace netrondo {
 
 class ConversationTable;
 
-/// What the scan of a frame hands to the scan of its TCP segment.
-struct FrameScan {
-    Sighting at;
-    const std::uint8_t* options = nullptr; ///< of TCP
-    std::uint8_t optionsLength = 0;
-    std::uint8_t ttl = 0;
-    bool dontFragment = false;
-    CopyScan::Copy copy = CopyScan::Copy::none;
-};
-
 /// Why the analysis leaves a frame out.
 enum class FrameSkip : std::uint8_t {
     unclassified, ///< no addresses that this mode counts
@@ -48,24 +38,23 @@ public:
     /// Fractions of timestamps are nanoseconds; to be said before the first frame.
     void setNanosecond() { isNanosecond_ = true; }
 
-    /// Link layer, ARP, network layer and above; also for frames that the analysis then leaves out.
-    FrameScan scanFrame(const CaptureFrame& frame);
+    /// The next frame, which is then scanned or left out. Its bytes and its outline are the caller's.
+    FrameSight arrive(const CaptureFrame& frame, const FrameOutline& outline);
+    /// Link layer, ARP, network layer and above; also of frames that the analysis then leaves out.
+    CopyScan::Copy scanFrame(const FrameSight& sight);
+    /// The frame does not count, for this reason.
+    void skip(const FrameSight& sight, FrameSkip why);
+    /// A TCP segment that the tracker has just counted.
+    void scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts, std::uint32_t connection,
+                     int sender, TcpEvents events);
     /// A frame that scans and analysis leave out.
     void leaveOut(const CaptureFrame& frame);
-    /// The frame scanned last does not count, for this reason.
-    void skip(const CaptureFrame& frame, FrameSkip why);
-    /// A TCP segment that the tracker has just counted.
-    void scanSegment(const FrameScan& scan, const FrameFacts& facts, const CaptureFrame& frame,
-                     std::uint32_t connection, int sender, TcpEvents events);
-    /// For callers that scan many frames: bring closer what a frame's scan looks up, in this order.
-    void prefetchIndex(const FrameFacts& facts) const
-    {
-        link_->prefetchIndex(facts.sourceMac.low, facts.destinationMac.low);
-    }
+    /// For callers that scan many frames: bring closer what the scan of a frame looks up.
     void prefetchStations(const FrameFacts& facts) const
     {
-        link_->prefetchStations(facts.sourceMac.low, facts.destinationMac.low);
+        link_->prefetch(facts.sourceMac.low, facts.destinationMac.low);
     }
+    void prefetchPlace(std::uint32_t connection) const { tcp_->prefetchPlace(connection); }
     void prefetchConnection(std::uint32_t connection) const { tcp_->prefetchConnection(connection); }
 
     // The end, for as many frames as came so far: called on the findings that `begin` gives, in this order.
@@ -93,7 +82,6 @@ private:
         Sighting first, last;
     };
 
-    Sighting arrive(const CaptureFrame& frame);
     void scanTime(const Sighting& at, double before);
     void scanChecksum(const FrameSight& sight);
     void finishCapture(FindingLog& findings) const;

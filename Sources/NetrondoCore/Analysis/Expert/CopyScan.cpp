@@ -10,11 +10,14 @@
 namespace netrondo {
 namespace {
 
+/// The eight bytes from `at` on, with zeros for those that are not there.
 std::uint64_t word(Bytes bytes, std::size_t at)
 {
+    if (at + 8 <= bytes.size()) [[likely]]
+        return load::native<std::uint64_t>(bytes.data() + at);
     std::uint64_t value = 0;
     if (at < bytes.size())
-        std::memcpy(&value, bytes.data() + at, std::min<std::size_t>(8, bytes.size() - at));
+        std::memcpy(&value, bytes.data() + at, bytes.size() - at);
     return value;
 }
 
@@ -57,18 +60,33 @@ std::uint64_t CopyScan::fingerprintOf(const FrameSight& sight)
 CopyScan::Copy CopyScan::scan(const FrameSight& sight, FindingLog& log)
 {
     ++frames_;
-    const bool isGroupFrame = isGroup(sight.destinationMac());
-    if (!sight.isIp() && !isGroupFrame)
+    if (!sight.isIp() && !isGroup(sight.destinationMac()))
         return Copy::none;
     const auto fingerprint = fingerprintOf(sight);
-    auto& seen = seen_[fingerprint >> 32 & (seen_.size() - 1)];
+    const auto slot = fingerprint >> 32 & (seen_.size() - 1);
+    auto& seen = seen_[slot];
+    if (fingerprints_[slot] == fingerprint) [[unlikely]] {
+        if (sight.at.seconds - seen.first <= 1 && sight.at.seconds >= seen.first)
+            return scanRepetition(sight, seen, log);
+    }
+    fingerprints_[slot] = fingerprint;
+    seen = {sight.sourceMac(),
+            sight.at.seconds,
+            sight.at.seconds,
+            sight.at.frame,
+            static_cast<std::uint32_t>(sight.frame.interfaceID),
+            sight.isIp() ? sight.ttl() : std::uint8_t{0},
+            1,
+            1};
+    return Copy::none;
+}
+
+CopyScan::Copy CopyScan::scanRepetition(const FrameSight& sight, Seen& seen, FindingLog& log)
+{
     const auto seconds = sight.at.seconds;
     const auto place = static_cast<std::uint32_t>(sight.frame.interfaceID);
     const std::uint8_t ttl = sight.isIp() ? sight.ttl() : 0;
-    if (seen.fingerprint != fingerprint || seconds - seen.first > 1 || seconds < seen.first) {
-        seen = {fingerprint, sight.sourceMac(), seconds, seconds, sight.at.frame, place, ttl, 1, 1};
-        return Copy::none;
-    }
+    const bool isGroupFrame = isGroup(sight.destinationMac());
     const bool isNear = sight.at.frame - seen.frame <= 64 && seconds - seen.last <= 0.010;
     const bool isSamePlace = place == seen.place && sight.sourceMac() == seen.sourceMac;
     auto copy = Copy::none;

@@ -22,7 +22,6 @@ public:
 
 private:
     struct Seen {
-        std::uint64_t fingerprint = 0;
         std::uint64_t sourceMac = 0;
         double first = 0, last = 0; ///< seconds
         std::uint32_t frame = 0;
@@ -32,8 +31,11 @@ private:
         std::uint8_t copies = 0;
     };
     static std::uint64_t fingerprintOf(const FrameSight& sight);
+    Copy scanRepetition(const FrameSight& sight, Seen& seen, FindingLog& log);
 
     const ExpertPreferences& preferences_;
+    // Nearly all frames are new: they only look at the fingerprint, and write the rest.
+    std::array<std::uint64_t, 512> fingerprints_{};
     std::array<Seen, 512> seen_{};
     std::uint64_t frames_ = 0, same_ = 0;
 };

@@ -10,7 +10,7 @@ namespace netrondo {
 
 struct FrameSight {
     const CaptureFrame& frame;
-    FrameOutline outline;
+    const FrameOutline& outline;
     Sighting at;
 
     Bytes data() const { return frame.data; }

@@ -99,69 +99,89 @@ LinkScan::Rare& LinkScan::rare(Station& station)
 void LinkScan::scanStations(const FrameSight& sight, FindingLog& log)
 {
     const auto source = sight.sourceMac(), destination = sight.destinationMac();
+    const auto length = sight.frame.originalLength;
+    const bool isOrdinary = length >= preferences_.runtBytes && length <= preferences_.oversizeBytes;
     if (isGroup(source)) [[unlikely]] {
         auto& finding = log.record(Finding::ethSrcgroup, {Address::mac(source), {}, 0}, sight.at);
         finding.measured = static_cast<double>(finding.count);
         return;
     }
-    if (destination == broadcast)
-        countGroup(broadcasts_, sight);
-    else if (isGroup(destination))
-        countGroup(multicasts_, sight);
-    else {
+    if (isGroup(destination)) {
+        countGroup(destination == broadcast ? broadcasts_ : multicasts_, sight);
+    } else {
         ++unicasts_;
-        if (auto* to = stations_.at({destination})) {
-            if (to->received++ == 0) {
-                to->firstReceived = sight.at.frame;
-                to->firstReceivedSeconds = static_cast<float>(sight.at.seconds);
-            }
-            if (sight.frame.originalLength > preferences_.oversizeBytes && to->receivedLarge < 255)
-                ++to->receivedLarge;
-        }
+        if (!isOrdinary || !senders_.contains(destination)) [[unlikely]]
+            receive(sight);
     }
+    padded_ += isOrdinary && length <= 64;
+    const bool isTagged = sight.outline.networkOffset > 14 && sight.isIpv4();
+    if (!isOrdinary || isTagged || sight.outline.etherType == etherType::macControl || !senders_.contains(source))
+        [[unlikely]]
+        scanSource(sight, log);
+    scanCheckSequence(sight, log);
+}
+
+void LinkScan::receive(const FrameSight& sight)
+{
+    auto* to = stations_.at({sight.destinationMac()});
+    if (!to)
+        return;
+    if (to->received++ == 0) {
+        to->firstReceived = sight.at.frame;
+        to->firstReceivedSeconds = static_cast<float>(sight.at.seconds);
+    }
+    if (sight.frame.originalLength > preferences_.oversizeBytes && to->receivedLarge < 255)
+        ++to->receivedLarge;
+}
+
+void LinkScan::scanSource(const FrameSight& sight, FindingLog& log)
+{
+    const auto source = sight.sourceMac();
     auto* from = stations_.at({source});
     if (!from)
         return;
-    from->sent = true;
+    if (!senders_.contains(source))
+        senders_.add(source);
     scanSizes(sight, *from, log);
-    if (sight.outline.networkOffset > 14 && sight.isIpv4()) [[unlikely]] {
-        const auto vlan = vlanOf(sight.data());
-        const auto ip = sight.source();
-        auto& place = rare(*from);
-        // A router has one MAC address in many VLANs, but not one IP address.
-        if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip) {
-            const auto moves = place.moves.add(sight.at.seconds, 10);
-            if (moves >= preferences_.macMoves) {
-                auto& finding = log.record(Finding::ethMacflap, {Address::mac(source), {}, 0}, sight.at);
-                finding.measured = std::max<double>(finding.measured, moves);
-                finding.threshold = preferences_.macMoves;
-                if (finding.detail.empty())
-                    finding.detail = fmt::format("VLAN {} and VLAN {}.", place.vlan, vlan);
-            }
-        }
-        if (vlan) {
-            place.vlan = vlan;
-            place.lastIp = ip;
+    if (sight.outline.networkOffset > 14 && sight.isIpv4())
+        scanVlan(sight, *from, log);
+    if (sight.outline.etherType == etherType::macControl)
+        scanPause(sight, *from, log);
+}
+
+void LinkScan::scanVlan(const FrameSight& sight, Station& source, FindingLog& log)
+{
+    const auto vlan = vlanOf(sight.data());
+    const auto ip = sight.source();
+    auto& place = rare(source);
+    // A router has one MAC address in many VLANs, but not one IP address.
+    if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip) {
+        const auto moves = place.moves.add(sight.at.seconds, 10);
+        if (moves >= preferences_.macMoves) {
+            auto& finding = log.record(Finding::ethMacflap, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
+            finding.measured = std::max<double>(finding.measured, moves);
+            finding.threshold = preferences_.macMoves;
+            if (finding.detail.empty())
+                finding.detail = fmt::format("VLAN {} and VLAN {}.", place.vlan, vlan);
         }
     }
-    if (sight.outline.etherType == etherType::macControl) [[unlikely]]
-        scanPause(sight, *from, log);
-    scanCheckSequence(sight, log);
+    if (vlan) {
+        place.vlan = vlan;
+        place.lastIp = ip;
+    }
 }
 
 void LinkScan::scanSizes(const FrameSight& sight, Station& source, FindingLog& log)
 {
     const auto length = sight.frame.originalLength;
-    if (length < preferences_.runtBytes) [[unlikely]] {
+    if (length < preferences_.runtBytes) {
         ++small_;
         if (++source.small <= evidenceWanted) {
             auto& finding = log.record(Finding::ethRunt, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
             finding.measured = finding.count == 1 ? length : std::min<double>(finding.measured, length);
             finding.threshold = preferences_.runtBytes;
         }
-    } else if (length <= 64) {
-        ++padded_;
-    } else if (length > preferences_.oversizeBytes + tagBytes(sight.data())) [[unlikely]] {
+    } else if (length > preferences_.oversizeBytes + tagBytes(sight.data())) {
         if (source.sentLarge < 255)
             ++source.sentLarge;
         // TCP in large pieces is the work of a card that segments or merges, not of a link that takes such frames.
@@ -403,9 +423,12 @@ void LinkScan::finishStorm(const Storm& storm, const char* what, FindingLog& log
 // A switch floods what it has no place for. Where most stations are silent the capture sees one direction only.
 void LinkScan::finishFlood(FindingLog& log) const
 {
+    const auto isSilent = [this](const Mac& mac, const Station& station) {
+        return station.received && !senders_.contains(mac.value);
+    };
     std::uint64_t frames = 0, silent = 0;
     for (const auto& [mac, station] : stations_.entries()) {
-        if (station.received && !station.sent) {
+        if (isSilent(mac, station)) {
             frames += station.received;
             ++silent;
         }
@@ -414,7 +437,7 @@ void LinkScan::finishFlood(FindingLog& log) const
     if (silent < 3 || share < preferences_.floodPercent || share > 50)
         return;
     for (const auto& [mac, station] : stations_.entries()) {
-        if (!station.received || station.sent)
+        if (!isSilent(mac, station))
             continue;
         auto& finding = log.record(Finding::ethFlood, {}, {station.firstReceived, station.firstReceivedSeconds});
         finding.count = frames;

@@ -3,6 +3,7 @@
 
 #include "Analysis/Expert/BoundedTable.h"
 #include "Analysis/Expert/FrameSight.h"
+#include "Analysis/Expert/SeenMacs.h"
 
 #include <array>
 #include <cstdint>
@@ -19,27 +20,22 @@ public:
     void scan(const FrameSight& sight, FindingLog& log);
     void finish(FindingLog& log) const;
 
-    /// For callers that scan many frames: bring closer what the scan of a frame looks up, in this order.
-    void prefetchIndex(std::uint64_t source, std::uint64_t destination) const
+    /// For callers that scan many frames: brings closer what the scan of a frame looks up.
+    void prefetch(std::uint64_t source, std::uint64_t destination) const
     {
-        stations_.prefetchIndex({source});
-        stations_.prefetchIndex({destination});
-    }
-    void prefetchStations(std::uint64_t source, std::uint64_t destination) const
-    {
-        stations_.prefetchEntry({source});
-        stations_.prefetchEntry({destination});
+        senders_.prefetch(source);
+        senders_.prefetch(destination);
     }
 
 private:
-    /// What is known of a MAC address. Every frame looks up two of them: what few need is in `Rare`.
+    /// What is known of a MAC address. Between stations that have both sent before, an ordinary frame asks for nothing
+    /// of it.
     struct Station {
-        std::uint32_t received = 0; ///< frames
+        std::uint32_t received = 0; ///< frames, until it sent one itself
         std::uint32_t firstReceived = 0;
         float firstReceivedSeconds = 0;
         std::uint32_t small = 0; ///< frames sent below the least size
         std::uint8_t sentLarge = 0, receivedLarge = 0;
-        bool sent = false;
         std::uint32_t rare = 0; ///< number of its `Rare`, 0 for none
     };
     struct Rare {
@@ -83,7 +79,10 @@ private:
 
     Rare& rare(Station& station);
     void scanStations(const FrameSight& sight, FindingLog& log);
+    void receive(const FrameSight& sight);
+    void scanSource(const FrameSight& sight, FindingLog& log);
     void scanSizes(const FrameSight& sight, Station& source, FindingLog& log);
+    void scanVlan(const FrameSight& sight, Station& source, FindingLog& log);
     void countGroup(Storm& storm, const FrameSight& sight);
     void scanCheckSequence(const FrameSight& sight, FindingLog& log);
     void scanPause(const FrameSight& sight, Station& source, FindingLog& log);
@@ -99,6 +98,7 @@ private:
 
     const ExpertPreferences& preferences_;
     BoundedTable<Mac, Station> stations_{65'536};
+    SeenMacs senders_;       ///< the stations that have sent
     std::vector<Rare> rare_; ///< number 0 is not used
     Storm broadcasts_, multicasts_;
     std::uint64_t unicasts_ = 0;

@@ -80,9 +80,7 @@ void TcpScan::note(const SegmentSight& sight, FindingLog& log)
 
 void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
 {
-    while (connections_.size() <= sight.connection)
-        connections_.append();
-    auto& connection = connections_[sight.connection];
+    auto& connection = connections_.at(sight.connection);
     if (sight.events) [[unlikely]]
         note(sight, log);
     ++segments_;
@@ -275,8 +273,10 @@ void TcpScan::scanAcknowledgment(const Context& at)
         // A delayed acknowledgment comes after 40 ms or 200 ms; somebody may have waited for it.
         if (isBare && at.peer.knows(Side::sent) && facts.ack == at.peer.nextSeq && !at.peer.knows(Side::full)) {
             const auto took = seconds(at.now - at.peer.lastData) * 1000;
-            if ((took >= 35 && took <= 45) || (took >= 190 && took <= 210)) [[unlikely]]
-                trouble(at.connection, 1 - at.sight.sender).delayedAck = at.now;
+            if ((took >= 35 && took <= 45) || (took >= 190 && took <= 210)) [[unlikely]] {
+                at.connection.delayedAck[1 - at.sight.sender] = at.now;
+                at.peer.known |= Side::waited;
+            }
         }
     }
 }
@@ -330,16 +330,8 @@ void TcpScan::scanData(const Context& at)
         } else {
             scanResent(at, false);
         }
-    } else if (at.connection.is(Connection::troubled) && !facts.payload.empty()) [[unlikely]] {
-        auto& mine = trouble(at.connection, at.sight.sender);
-        if (mine.delayedAck && at.now - mine.delayedAck < milliseconds(5)
-            && ++mine.stalls >= preferences_.delayedAckStalls) {
-            auto& finding = at.log.report(Finding::tcpDelayedack, subject(at), at.sight.at);
-            finding.count = mine.stalls;
-            finding.measured = mine.stalls;
-            finding.threshold = preferences_.delayedAckStalls;
-        }
-        mine.delayedAck = 0;
+    } else if (me.knows(Side::waited) && !facts.payload.empty()) [[unlikely]] {
+        scanStall(at);
     }
     if (at.connection.last && at.now - at.connection.last >= milliseconds(preferences_.idleSeconds * 1000)) [[unlikely]]
         trouble(at.connection, at.sight.sender).idle = at.now - at.connection.last;
@@ -363,6 +355,22 @@ void TcpScan::scanData(const Context& at)
             finding.measured = std::max<double>(finding.measured, me.nextSeq - at.peer.ackSent);
         }
     }
+}
+
+// Data that follows at once on an acknowledgment that came late has waited for it.
+void TcpScan::scanStall(const Context& at)
+{
+    at.me.known = static_cast<std::uint8_t>(at.me.known & ~Side::waited);
+    constexpr double atOnce = 5; // milliseconds
+    if (at.now - at.connection.delayedAck[at.sight.sender] >= milliseconds(atOnce))
+        return;
+    auto& mine = trouble(at.connection, at.sight.sender);
+    if (++mine.stalls < preferences_.delayedAckStalls)
+        return;
+    auto& finding = at.log.report(Finding::tcpDelayedack, subject(at), at.sight.at);
+    finding.count = mine.stalls;
+    finding.measured = mine.stalls;
+    finding.threshold = preferences_.delayedAckStalls;
 }
 
 // A segment that was sent again. `isKnownCopy`: the tracker remembers or knows that it was acknowledged; else it fills
@@ -528,6 +536,8 @@ void TcpScan::finishShares(const ConversationTable& table, FindingLog& log) cons
     }
     for (std::uint32_t number = 0; number < connections_.size(); ++number) {
         const auto& connection = connections_[number];
+        if (!connection.sides[0].dataSegments && !connection.sides[1].dataSegments)
+            continue;
         const auto ends =
             endsOf(table, number, connection.state & (Connection::synSeen | Connection::synAckSeen), connection.client);
         for (const int side : {0, 1}) {

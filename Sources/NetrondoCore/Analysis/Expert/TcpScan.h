@@ -7,7 +7,7 @@
 #include "Analysis/Expert/IpScan.h"
 #include "Analysis/Tcp/TCPQualityTracker.h"
 #include "Base/PagedVector.h"
-#include "Base/Prefetch.h"
+#include "Base/SparseVector.h"
 #include "Dissection/Classify/FrameFacts.h"
 
 #include <cstdint>
@@ -34,12 +34,9 @@ public:
     explicit TcpScan(const ExpertPreferences& preferences) : preferences_(preferences) { }
 
     void scan(const SegmentSight& sight, FindingLog& log);
-    void prefetchConnection(std::uint32_t connection) const
-    {
-        if (connection >= connections_.size())
-            return;
-        prefetch(&connections_[connection]);
-    }
+    /// For callers that scan many segments: bring closer what the scan of one looks up, in this order.
+    void prefetchPlace(std::uint32_t connection) const { connections_.prefetchPlace(connection); }
+    void prefetchConnection(std::uint32_t connection) const { connections_.prefetchElement(connection); }
     void finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
 
     /// The side that serves, 0 or 1: it was asked to open, or else has the port of a service.
@@ -51,7 +48,7 @@ private:
 
     /// One direction of a connection.
     struct Side {
-        enum Known : std::uint8_t { sent = 1, acked = 2, fin = 4, offered = 8, sack = 16, full = 32 };
+        enum Known : std::uint8_t { sent = 1, acked = 2, fin = 4, offered = 8, sack = 16, full = 32, waited = 64 };
         std::uint32_t nextSeq = 0; ///< the highest sequence end sent
         std::uint32_t ackSent = 0; ///< the highest acknowledgment sent
         Tick lastData = 0;
@@ -85,6 +82,7 @@ private:
         std::uint32_t trouble = 0; ///< its number where it is `troubled`
         std::uint32_t isn = 0;
         Tick firstSyn = 0, lastSyn = 0, synAck = 0;
+        Tick delayedAck[2] = {0, 0}; ///< when a late acknowledgment let the side go on, where it `waited`
         std::uint32_t synFrame = 0, synAckFrame = 0;
         std::uint8_t synCount = 0;
 
@@ -103,8 +101,7 @@ private:
         Tick closedAt = 0, closedLongest = 0;
         std::uint32_t windowFull = 0;
         Sighting windowFullFirst;
-        Tick delayedAck = 0; ///< when a late acknowledgment let it go on
-        std::uint16_t stalls = 0;
+        std::uint16_t stalls = 0; ///< how often it waited for a late acknowledgment
         std::uint8_t otherTtl = 0, otherTtlRun = 0;
         Tick idle = 0; ///< silence before it sent data that nobody answered yet
     };
@@ -136,6 +133,7 @@ private:
     void scanReset(const Context& at);
     void scanAcknowledgment(const Context& at);
     void scanData(const Context& at);
+    void scanStall(const Context& at);
     void scanResent(const Context& at, bool isKnownCopy);
     void scanWindow(const Context& at);
     void scanTtl(const Context& at);
@@ -147,7 +145,7 @@ private:
     void finishScans(const ConversationTable& table, double end, FindingLog& log) const;
 
     const ExpertPreferences& preferences_;
-    PagedVector<Connection> connections_;
+    SparseVector<Connection> connections_; ///< by session
     PagedVector<Trouble> troubles_;
     std::uint64_t segments_ = 0, ackedUnseen_ = 0;
     Sighting ackedUnseenFirst_;

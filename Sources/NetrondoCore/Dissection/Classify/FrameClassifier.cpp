@@ -1,7 +1,6 @@
 // From a frame's outline to its facts.
 #include "Dissection/Classify/FrameClassifier.h"
 
-#include "Dissection/Classify/FrameOutline.h"
 #include "Dissection/Classify/PortServices.h"
 #include "Dissection/Wire/EtherType.h"
 #include "Dissection/Wire/IpProtocol.h"
@@ -266,10 +265,14 @@ std::uint64_t fnv1a64(Bytes data)
 
 bool classify(const CaptureFrame& frame, AnalysisMode mode, FrameFacts& facts)
 {
+    return classify(frame, outlineOf(frame), mode, facts);
+}
+
+bool classify(const CaptureFrame& frame, const FrameOutline& outline, AnalysisMode mode, FrameFacts& facts)
+{
     facts.clear();
     facts.byteCount = frame.originalLength;
     const auto data = frame.data;
-    const auto outline = outlineOf(frame);
     if (outline.hasSourceMac)
         facts.sourceMac = Address::mac(data.data() + outline.sourceMacOffset);
     if (outline.hasDestinationMac)

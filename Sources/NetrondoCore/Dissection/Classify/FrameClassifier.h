@@ -4,6 +4,7 @@
 #include "Capture/CaptureFrame.h"
 #include "Dissection/Classify/AnalysisMode.h"
 #include "Dissection/Classify/FrameFacts.h"
+#include "Dissection/Classify/FrameOutline.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +18,8 @@ namespace netrondo {
 /// has no network layer) the MAC addresses, ARP the sender's and target's addresses without being an IP pair. In
 /// `l2MAC` mode they are the MAC addresses, and links without two of them (raw IP, Linux cooked) yield nothing.
 bool classify(const CaptureFrame& frame, AnalysisMode mode, FrameFacts& facts);
+/// The same for a frame whose outline is known.
+bool classify(const CaptureFrame& frame, const FrameOutline& outline, AnalysisMode mode, FrameFacts& facts);
 
 /// True for the names of the IPX family, which stay visible in `l3IP` mode, as NetBEUI does.
 bool isIpxFamily(ProtocolName name);
