@@ -98,7 +98,7 @@ void BuildFrameIndex(benchmark::State& state)
         if (!index->extend() || index->count() != frameCount)
             return state.SkipWithError("frames are missing");
     }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * frameCount));
+    state.SetItemsProcessed(state.iterations() * std::int64_t{frameCount});
 }
 
 /// One frame at a time, each somewhere else in the file.
@@ -111,7 +111,7 @@ void FetchFrameAnywhere(benchmark::State& state)
     auto fetcher = index->fetcher().value();
     std::mt19937 random(1);
     for (auto _ : state) {
-        const auto frame = fetcher.fetch(random() % frameCount);
+        const auto frame = fetcher.fetch(static_cast<std::uint32_t>(random() % frameCount));
         if (!frame)
             return state.SkipWithError("a frame is missing");
         benchmark::DoNotOptimize(frame->data.data());

@@ -46,7 +46,7 @@ TEST(RasterShapes, LinesOfAnyWidthAndDirectionHaveTheInkOfTheirArea)
 {
     for (const double width : {1.0, 1.4, 2.0, 2.7, 5.0, 10.0})
         for (int degrees = 0; degrees < 180; degrees += 7)
-            for (const double alpha : {0.3, 0.7}) {
+            for (const double alpha : {0.07, 0.3, 0.7, 1.0}) {
                 const double angle = degrees * 3.14159265 / 180, reach = 70;
                 const SceneLine line{{100.3 - reach * std::cos(angle), 99.6 - reach * std::sin(angle)},
                                      {100.3 + reach * std::cos(angle), 99.6 + reach * std::sin(angle)},

@@ -18,8 +18,8 @@ struct RasterPlacing {
 /// True for the two pixel formats that the functions below write: 32 bits, opaque or premultiplied.
 bool isRaster(const QImage& image);
 
-/// Blends the shapes over what is in the image, anti-aliased, in their order, on all processors. Every pixel gets the
-/// share of the colour that the shape covers of it; lines end flat.
+/// Blends the shapes over what is in the image, anti-aliased, in their order, the lines on all processors.
+/// Every pixel gets the share of the colour that the shape covers of it; lines end flat.
 void drawLines(QImage& image, const RasterPlacing& placing, std::span<const SceneLine> lines);
 /// Fills and outlines; a disc without fill is left to others.
 void drawDiscs(QImage& image, const RasterPlacing& placing, std::span<const SceneDisc> discs);
