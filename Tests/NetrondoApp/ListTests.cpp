@@ -4,6 +4,7 @@
 #include "NetrondoApp/Support/Window.h"
 
 #include <QAbstractItemModelTester>
+#include <QClipboard>
 #include <QLineEdit>
 #include <fstream>
 #include <sstream>
@@ -159,7 +160,8 @@ TEST_F(ListTest, AListIsWrittenAsCommaSeparatedValuesWithAllItsRows)
 {
     const TempFolder folder;
     const auto path = folder / "hosts.csv";
-    window->exportTable(*static_cast<RankedModel*>(list("hostsList").model()), asQt(path.string()));
+    exportWith(
+        [&] { window->exportTable(*static_cast<RankedModel*>(list("hostsList").model()), asQt(path.string())); });
     std::ifstream in(path);
     std::string line;
     ASSERT_TRUE(std::getline(in, line));
@@ -172,17 +174,124 @@ TEST_F(ListTest, AListIsWrittenAsCommaSeparatedValuesWithAllItsRows)
 
 TEST_F(ListTest, AFieldWithACommaOrAQuoteIsQuoted)
 {
-    class Model : public RankedModel {
-    public:
-        Model() { rebuild(); }
-        int columnCount(const QModelIndex&) const override { return 1; }
-        QVariant data(const QModelIndex&, int) const override { return {}; }
+    class Rows : public RankedRows {
         std::size_t count() const override { return 1; }
         bool less(std::uint32_t, std::uint32_t, int) const override { return false; }
-        bool matches(std::uint32_t, const QString&) const override { return true; }
+        std::vector<bool> holding(const QString&) const override { return {true}; }
         QString plainText(std::uint32_t, int) const override { return QStringLiteral("a \"b\", c"); }
     };
-    EXPECT_EQ(Model().csv(), QStringLiteral("1\r\n\"a \"\"b\"\", c\"\r\n"));
+    const RankedOrder order{std::make_shared<Rows>(), {}, -1, Qt::DescendingOrder, {0}, {0}};
+    EXPECT_EQ(order.csv({QStringLiteral("Said")}), QStringLiteral("Said\r\n\"a \"\"b\"\", c\"\r\n"));
+}
+
+TEST_F(ListTest, ThePictureIsCopiedAndSoAreTheLists)
+{
+    window->copyPicture();
+    EXPECT_EQ(QApplication::clipboard()->image().size(), picture().image.size());
+    window->copyTable(*static_cast<RankedModel*>(list("conversationsList").model()));
+    ASSERT_TRUE(eventually([] { return QApplication::clipboard()->text().startsWith(QStringLiteral("Host A,")); }));
+    EXPECT_EQ(QApplication::clipboard()->text().count(QLatin1Char('\n')),
+              list("conversationsList").model()->rowCount() + 1);
+}
+
+/// So many rows that they are put in order in the background: numbers in a shuffled order.
+class LongList : public testing::Test {
+protected:
+    static constexpr std::uint32_t count = 200'000;
+    static std::uint32_t value(std::uint32_t item) { return item * 7919 % count; }
+
+    class Rows : public RankedRows {
+    public:
+        explicit Rows(std::uint32_t rows) : rows_(rows) { }
+        std::size_t count() const override { return rows_; }
+        bool less(std::uint32_t a, std::uint32_t b, int) const override { return value(a) < value(b); }
+        std::vector<bool> holding(const QString& text) const override
+        {
+            std::vector<bool> found;
+            for (std::uint32_t item = 0; item < rows_; ++item)
+                found.push_back(plainText(item, 0).contains(text));
+            return found;
+        }
+        QString plainText(std::uint32_t item, int) const override { return QString::number(value(item)); }
+
+    private:
+        std::uint32_t rows_;
+    };
+
+    class Model : public RankedModel {
+    public:
+        Model() { setRows(std::make_shared<Rows>(count)); }
+        void replace(std::uint32_t rows) { setRows(std::make_shared<Rows>(rows)); }
+        int columnCount(const QModelIndex&) const override { return 1; }
+        QVariant data(const QModelIndex& index, int role) const override
+        {
+            return role == Qt::DisplayRole ? QVariant(value(itemAt(index.row()))) : QVariant();
+        }
+    };
+    std::uint32_t at(int row) const { return model.index(row, 0).data().toUInt(); }
+    void arrange()
+    {
+        ASSERT_TRUE(eventually([&] { return !model.isArranging(); }));
+    }
+
+    Model model;
+};
+
+TEST_F(LongList, ShowsWhatItShowedUntilTheNewOrderIsThere)
+{
+    EXPECT_EQ(model.rowCount(), 0) << "it is not sorted where it is asked for";
+    arrange();
+    ASSERT_EQ(model.rowCount(), static_cast<int>(count));
+    const auto before = at(1);
+    model.sort(0, Qt::AscendingOrder);
+    EXPECT_EQ(at(1), before);
+    arrange();
+    for (const int row : {0, 1, 5000, 199'999})
+        EXPECT_EQ(at(row), static_cast<std::uint32_t>(row));
+}
+
+TEST_F(LongList, TheLatestOfSeveralWishesIsShown)
+{
+    model.sort(0, Qt::AscendingOrder);
+    model.setFilterText(QStringLiteral("9999"));
+    model.sort(0, Qt::DescendingOrder);
+    arrange();
+    EXPECT_EQ(at(0), 199'999u);
+    EXPECT_EQ(at(9), 199'990u);
+    EXPECT_EQ(at(10), 189'999u) << "what lies between does not hold 9999";
+    model.setFilterText({});
+    model.replace(10); // few rows stand at once, and what the others come to is dropped
+    EXPECT_EQ(model.rowCount(), 10);
+    QTest::qWait(200);
+    EXPECT_EQ(model.rowCount(), 10);
+}
+
+TEST_F(LongList, WhoHoldsOnToARowGoesWithIt)
+{
+    arrange();
+    const QPersistentModelIndex held = model.index(3, 0);
+    const auto of = held.data().toUInt();
+    model.sort(0, Qt::DescendingOrder);
+    arrange();
+    EXPECT_EQ(held.data().toUInt(), of);
+    EXPECT_EQ(held.row(), static_cast<int>(count - 1 - of));
+    EXPECT_EQ(model.rowOf(model.itemAt(held.row())), held.row());
+}
+
+TEST_F(LongList, KeepsTheRulesOfItsKind)
+{
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    arrange();
+    model.sort(0, Qt::AscendingOrder);
+    arrange();
+    model.setFilterText(QStringLiteral("123"));
+    arrange();
+    EXPECT_GT(model.rowCount(), 0);
+}
+
+TEST_F(LongList, IsNotWaitedForWhenItGoes)
+{
+    Model{}; // the sorting that it began ends by itself
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 #include <QPixmap>
 #include <algorithm>
 #include <array>
-#include <map>
 
 namespace netrondo {
 namespace {
@@ -67,32 +66,114 @@ QString gradeText(int score, const QualityGradeThresholds& bands)
 
 // Conversations
 
-std::size_t ConversationModel::count() const
+namespace {
+
+class ConversationRows : public RankedRows {
+public:
+    using Column = ConversationModel::Column;
+
+    ConversationRows(std::shared_ptr<const TalkTable> talks, bool showNames)
+        : table(std::move(talks)), showNames_(showNames)
+    { }
+
+    const TalkRow& talk(std::uint32_t item) const { return table->talks()[item]; }
+    QString host(const TalkRow& talk, int side) const
+    {
+        const auto& host = table->host(talk, side);
+        return asQt(showNames_ && !host.name.empty() ? host.name : host.text);
+    }
+    double sinceStart(const TalkRow& talk) const
+    {
+        return talk.first - table->result()->captureStartSeconds.value_or(talk.first);
+    }
+
+    std::size_t count() const override { return table->talks().size(); }
+    bool less(std::uint32_t itemA, std::uint32_t itemB, int column) const override
+    {
+        const auto &a = talk(itemA), &b = talk(itemB);
+        switch (column) {
+        case Column::hostA: return table->host(a, 0).address < table->host(b, 0).address;
+        case Column::hostB: return table->host(a, 1).address < table->host(b, 1).address;
+        case Column::protocol: return a.protocol < b.protocol;
+        case Column::bytes: return a.allBytes() < b.allBytes();
+        case Column::bytesAB: return a.bytes[0] < b.bytes[0];
+        case Column::bytesBA: return a.bytes[1] < b.bytes[1];
+        case Column::packets: return a.allPackets() < b.allPackets();
+        case Column::quality: return a.score < b.score;
+        case Column::first: return a.first < b.first;
+        case Column::duration: return a.last - a.first < b.last - b.first;
+        default: return false;
+        }
+    }
+    std::vector<bool> holding(const QString& text) const override
+    {
+        std::vector<bool> hosts, found; // each host is asked once, however many talk to it
+        for (const auto& host : table->hosts())
+            hosts.push_back(holds(host.text, text) || holds(host.name, text));
+        for (const auto& row : table->talks())
+            found.push_back(hosts[row.hosts[0]] || hosts[row.hosts[1]] || holds(row.protocol, text));
+        return found;
+    }
+    QString plainText(std::uint32_t item, int column) const override
+    {
+        const auto& row = talk(item);
+        switch (column) {
+        case Column::hostA: return host(row, 0);
+        case Column::hostB: return host(row, 1);
+        case Column::protocol: return asQt(row.protocol);
+        case Column::bytes: return QString::number(row.allBytes());
+        case Column::bytesAB: return QString::number(row.bytes[0]);
+        case Column::bytesBA: return QString::number(row.bytes[1]);
+        case Column::packets: return QString::number(row.allPackets());
+        case Column::quality: return row.score < 0 ? QString() : QString::number(row.score);
+        case Column::first: return QString::number(sinceStart(row), 'f', 6);
+        case Column::duration: return QString::number(row.last - row.first, 'f', 6);
+        default: return {};
+        }
+    }
+
+    const std::shared_ptr<const TalkTable> table;
+
+private:
+    bool showNames_;
+};
+
+/// The rows that a model shows, as the kind that it gave itself.
+template <typename Rows> const Rows* as(const std::shared_ptr<const RankedRows>& rows)
 {
-    return table_ ? table_->talks().size() : 0;
+    return static_cast<const Rows*>(rows.get());
 }
 
-const TalkRow& ConversationModel::talk(std::uint32_t item) const
+template <typename Rows, typename... Parameters>
+std::shared_ptr<const RankedRows> rowsOf(const std::shared_ptr<const TalkTable>& table, Parameters... parameters)
 {
-    return table_->talks()[item];
+    return table ? std::make_shared<const Rows>(table, parameters...) : nullptr;
 }
+
+} // namespace
 
 void ConversationModel::setTable(std::shared_ptr<const TalkTable> table)
 {
     table_ = std::move(table);
-    rebuild();
+    setRows(rowsOf<ConversationRows>(table_, showNames_));
 }
 
 void ConversationModel::setNames(bool showNames)
 {
     showNames_ = showNames;
-    rebuild();
+    setRows(rowsOf<ConversationRows>(table_, showNames_));
 }
 
 void ConversationModel::setBands(const QualityGradeThresholds& bands)
 {
     bands_ = bands;
-    emit dataChanged(index(0, 0), index(rowCount() - 1, columns - 1));
+    if (rowCount() > 0)
+        emit dataChanged(index(0, 0), index(rowCount() - 1, columns - 1));
+}
+
+const TalkTable* ConversationModel::table() const
+{
+    return rows() ? as<ConversationRows>(rows())->table.get() : nullptr;
 }
 
 int ConversationModel::columnCount(const QModelIndex& parent) const
@@ -100,17 +181,12 @@ int ConversationModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : columns;
 }
 
-QString ConversationModel::host(const TalkRow& talk, int side) const
-{
-    const auto& host = table_->host(talk, side);
-    return asQt(showNames_ && !host.name.empty() ? host.name : host.text);
-}
-
 QVariant ConversationModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= rowCount())
         return {};
-    const auto& row = talk(itemAt(index.row()));
+    const auto& all = *as<ConversationRows>(rows());
+    const auto& row = all.talk(itemAt(index.row()));
     const auto column = index.column();
     if (role == Qt::TextAlignmentRole)
         return numbersToTheRight(column >= bytes && column != quality && column != first);
@@ -121,21 +197,21 @@ QVariant ConversationModel::data(const QModelIndex& index, int role) const
         return swatch(QColor(r, g, b));
     }
     if (role == Qt::ToolTipRole && column <= hostB) {
-        const auto& host = table_->host(row, column);
+        const auto& host = all.table->host(row, column);
         return host.name.empty() ? asQt(host.text) : QStringLiteral("%1 (%2)").arg(asQt(host.text), asQt(host.name));
     }
     if (role != Qt::DisplayRole)
         return {};
     switch (column) {
-    case hostA: return host(row, 0);
-    case hostB: return host(row, 1);
+    case hostA: return all.host(row, 0);
+    case hostB: return all.host(row, 1);
     case protocol: return asQt(row.protocol);
     case bytes: return asQt(units::bytes(row.allBytes()));
     case bytesAB: return asQt(units::bytes(row.bytes[0]));
     case bytesBA: return asQt(units::bytes(row.bytes[1]));
     case packets: return asQt(grouped(row.allPackets()));
     case quality: return gradeText(row.score, bands_);
-    case first: return asQt(timeSpan(row.first - table_->result()->captureStartSeconds.value_or(row.first)));
+    case first: return asQt(timeSpan(all.sinceStart(row)));
     case duration: return asQt(timeSpan(row.last - row.first));
     default: return {};
     }
@@ -158,66 +234,67 @@ QVariant ConversationModel::headerData(int section, Qt::Orientation orientation,
     return section < columns ? heading(titles, helps, section, orientation, role) : QVariant();
 }
 
-bool ConversationModel::less(std::uint32_t itemA, std::uint32_t itemB, int column) const
-{
-    const auto &a = talk(itemA), &b = talk(itemB);
-    switch (column) {
-    case hostA: return table_->host(a, 0).address < table_->host(b, 0).address;
-    case hostB: return table_->host(a, 1).address < table_->host(b, 1).address;
-    case protocol: return a.protocol < b.protocol;
-    case bytes: return a.allBytes() < b.allBytes();
-    case bytesAB: return a.bytes[0] < b.bytes[0];
-    case bytesBA: return a.bytes[1] < b.bytes[1];
-    case packets: return a.allPackets() < b.allPackets();
-    case quality: return a.score < b.score;
-    case first: return a.first < b.first;
-    case duration: return a.last - a.first < b.last - b.first;
-    default: return false;
-    }
-}
-
-void ConversationModel::prepareFilter(const QString& text)
-{
-    hostMatches_.clear();
-    for (const auto& host : table_->hosts())
-        hostMatches_.push_back(holds(host.text, text) || holds(host.name, text));
-}
-
-bool ConversationModel::matches(std::uint32_t item, const QString& text) const
-{
-    const auto& row = talk(item);
-    return hostMatches_[row.hosts[0]] || hostMatches_[row.hosts[1]] || holds(row.protocol, text);
-}
-
-QString ConversationModel::plainText(std::uint32_t item, int column) const
-{
-    const auto& row = talk(item);
-    switch (column) {
-    case hostA: return host(row, 0);
-    case hostB: return host(row, 1);
-    case protocol: return asQt(row.protocol);
-    case bytes: return QString::number(row.allBytes());
-    case bytesAB: return QString::number(row.bytes[0]);
-    case bytesBA: return QString::number(row.bytes[1]);
-    case packets: return QString::number(row.allPackets());
-    case quality: return row.score < 0 ? QString() : QString::number(row.score);
-    case first: return QString::number(row.first - table_->result()->captureStartSeconds.value_or(row.first), 'f', 6);
-    case duration: return QString::number(row.last - row.first, 'f', 6);
-    default: return {};
-    }
-}
-
 // Hosts
 
-std::size_t HostModel::count() const
+namespace {
+
+class HostRows : public RankedRows {
+public:
+    using Column = HostModel::Column;
+
+    explicit HostRows(std::shared_ptr<const TalkTable> talks) : table(std::move(talks)) { }
+    const HostRow& host(std::uint32_t item) const { return table->hosts()[item]; }
+
+    std::size_t count() const override { return table->hosts().size(); }
+    bool less(std::uint32_t itemA, std::uint32_t itemB, int column) const override
+    {
+        const auto &a = host(itemA), &b = host(itemB);
+        switch (column) {
+        case Column::address: return a.address < b.address;
+        case Column::name: return a.name < b.name;
+        case Column::bytes: return a.bytes() < b.bytes();
+        case Column::sent: return a.sentBytes < b.sentBytes;
+        case Column::received: return a.receivedBytes < b.receivedBytes;
+        case Column::packets: return a.packets < b.packets;
+        case Column::peers: return a.peers < b.peers;
+        default: return false;
+        }
+    }
+    std::vector<bool> holding(const QString& text) const override
+    {
+        std::vector<bool> found;
+        for (const auto& row : table->hosts())
+            found.push_back(holds(row.text, text) || holds(row.name, text));
+        return found;
+    }
+    QString plainText(std::uint32_t item, int column) const override
+    {
+        const auto& row = host(item);
+        switch (column) {
+        case Column::address: return asQt(row.text);
+        case Column::name: return asQt(row.name);
+        case Column::bytes: return QString::number(row.bytes());
+        case Column::sent: return QString::number(row.sentBytes);
+        case Column::received: return QString::number(row.receivedBytes);
+        case Column::packets: return QString::number(row.packets);
+        case Column::peers: return QString::number(row.peers);
+        default: return {};
+        }
+    }
+
+    const std::shared_ptr<const TalkTable> table;
+};
+
+} // namespace
+
+void HostModel::setTable(const std::shared_ptr<const TalkTable>& table)
 {
-    return table_ ? table_->hosts().size() : 0;
+    setRows(rowsOf<HostRows>(table));
 }
 
-void HostModel::setTable(std::shared_ptr<const TalkTable> table)
+const TalkTable* HostModel::table() const
 {
-    table_ = std::move(table);
-    rebuild();
+    return rows() ? as<HostRows>(rows())->table.get() : nullptr;
 }
 
 int HostModel::columnCount(const QModelIndex& parent) const
@@ -229,7 +306,7 @@ QVariant HostModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= rowCount())
         return {};
-    const auto& host = table_->hosts()[itemAt(index.row())];
+    const auto& host = as<HostRows>(rows())->host(itemAt(index.row()));
     if (role == Qt::TextAlignmentRole)
         return numbersToTheRight(index.column() >= bytes);
     if (role != Qt::DisplayRole)
@@ -259,68 +336,76 @@ QVariant HostModel::headerData(int section, Qt::Orientation orientation, int rol
     return section < columns ? heading(titles, helps, section, orientation, role) : QVariant();
 }
 
-bool HostModel::less(std::uint32_t itemA, std::uint32_t itemB, int column) const
-{
-    const auto &a = table_->hosts()[itemA], &b = table_->hosts()[itemB];
-    switch (column) {
-    case address: return a.address < b.address;
-    case name: return a.name < b.name;
-    case bytes: return a.bytes() < b.bytes();
-    case sent: return a.sentBytes < b.sentBytes;
-    case received: return a.receivedBytes < b.receivedBytes;
-    case packets: return a.packets < b.packets;
-    case peers: return a.peers < b.peers;
-    default: return false;
-    }
-}
-
-bool HostModel::matches(std::uint32_t item, const QString& text) const
-{
-    const auto& host = table_->hosts()[item];
-    return holds(host.text, text) || holds(host.name, text);
-}
-
-QString HostModel::plainText(std::uint32_t item, int column) const
-{
-    const auto& host = table_->hosts()[item];
-    switch (column) {
-    case address: return asQt(host.text);
-    case name: return asQt(host.name);
-    case bytes: return QString::number(host.bytes());
-    case sent: return QString::number(host.sentBytes);
-    case received: return QString::number(host.receivedBytes);
-    case packets: return QString::number(host.packets);
-    case peers: return QString::number(host.peers);
-    default: return {};
-    }
-}
-
 // Protocols
+
+namespace {
+
+class ProtocolRows : public RankedRows {
+public:
+    using Column = ProtocolModel::Column;
+
+    ProtocolRows(std::shared_ptr<const TalkTable> talks, bool useBytes) : table(std::move(talks)), useBytes_(useBytes)
+    {
+        for (const auto& row : table->protocols())
+            total += volumeOf(row);
+    }
+    const ProtocolRow& protocol(std::uint32_t item) const { return table->protocols()[item]; }
+    std::uint64_t volumeOf(const ProtocolRow& row) const { return useBytes_ ? row.bytes : row.packets; }
+
+    std::size_t count() const override { return table->protocols().size(); }
+    bool less(std::uint32_t itemA, std::uint32_t itemB, int column) const override
+    {
+        const auto &a = protocol(itemA), &b = protocol(itemB);
+        switch (column) {
+        case Column::name: return a.name < b.name;
+        case Column::conversations: return a.talks < b.talks;
+        default: return volumeOf(a) < volumeOf(b);
+        }
+    }
+    std::vector<bool> holding(const QString& text) const override
+    {
+        std::vector<bool> found;
+        for (const auto& row : table->protocols())
+            found.push_back(holds(row.name, text));
+        return found;
+    }
+    QString plainText(std::uint32_t item, int column) const override
+    {
+        const auto& row = protocol(item);
+        switch (column) {
+        case Column::name: return asQt(row.name);
+        case Column::conversations: return QString::number(row.talks);
+        case Column::volume: return QString::number(volumeOf(row));
+        case Column::share:
+            return QString::number(total ? static_cast<double>(volumeOf(row)) / static_cast<double>(total) : 0, 'f', 6);
+        default: return {};
+        }
+    }
+
+    const std::shared_ptr<const TalkTable> table;
+    std::uint64_t total = 0;
+
+private:
+    bool useBytes_;
+};
+
+} // namespace
 
 void ProtocolModel::setTable(std::shared_ptr<const TalkTable> table)
 {
-    std::map<std::string_view, Row> rows;
-    if (table)
-        for (const auto& talk : table->talks()) {
-            auto& row = rows[talk.protocol];
-            row.name = talk.protocol;
-            ++row.talks;
-            row.bytes += talk.allBytes();
-            row.packets += talk.allPackets();
-        }
-    rows_.clear();
-    for (const auto& row : rows)
-        rows_.push_back(row.second);
+    table_ = std::move(table);
     setUseBytes(useBytes_);
 }
 
 void ProtocolModel::setUseBytes(bool useBytes)
 {
     useBytes_ = useBytes;
-    total_ = 0;
-    for (const auto& row : rows_)
-        total_ += volumeOf(row);
-    rebuild();
+    setRows(rowsOf<ProtocolRows>(table_, useBytes_));
+}
+
+std::string_view ProtocolModel::nameOf(std::uint32_t item) const
+{
+    return as<ProtocolRows>(rows())->protocol(item).name;
 }
 
 void ProtocolModel::setHidden(std::set<std::string, std::less<>> hidden)
@@ -336,8 +421,8 @@ void ProtocolModel::setHidden(std::set<std::string, std::less<>> hidden)
 void ProtocolModel::showOnly(std::uint32_t item)
 {
     std::set<std::string, std::less<>> others;
-    for (const auto& row : rows_)
-        if (row.name != rows_[item].name)
+    for (const auto& row : as<ProtocolRows>(rows())->table->protocols())
+        if (row.name != nameOf(item))
             others.emplace(row.name);
     setHidden(others == hidden_ ? std::set<std::string, std::less<>>() : others);
 }
@@ -351,7 +436,8 @@ QVariant ProtocolModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= rowCount())
         return {};
-    const auto& row = rows_[itemAt(index.row())];
+    const auto& all = *as<ProtocolRows>(rows());
+    const auto& row = all.protocol(itemAt(index.row()));
     if (role == Qt::TextAlignmentRole)
         return numbersToTheRight(index.column() >= conversations);
     if (role == Qt::DecorationRole && index.column() == name)
@@ -364,7 +450,7 @@ QVariant ProtocolModel::data(const QModelIndex& index, int role) const
     case name: return asQt(row.name);
     case conversations: return asQt(grouped(row.talks));
     case volume: return asQt(useBytes_ ? units::bytes(row.bytes) : grouped(row.packets));
-    case share: return asQt(percent(static_cast<double>(volumeOf(row)), static_cast<double>(total_)));
+    case share: return asQt(percent(static_cast<double>(all.volumeOf(row)), static_cast<double>(all.total)));
     default: return {};
     }
 }
@@ -396,34 +482,6 @@ QVariant ProtocolModel::headerData(int section, Qt::Orientation orientation, int
                                             "Conversations that the protocol names", "What they carried",
                                             "Of all that was carried"};
     return section < columns ? heading(titles, helps, section, orientation, role) : QVariant();
-}
-
-bool ProtocolModel::less(std::uint32_t itemA, std::uint32_t itemB, int column) const
-{
-    const auto &a = rows_[itemA], &b = rows_[itemB];
-    switch (column) {
-    case name: return a.name < b.name;
-    case conversations: return a.talks < b.talks;
-    default: return volumeOf(a) < volumeOf(b);
-    }
-}
-
-bool ProtocolModel::matches(std::uint32_t item, const QString& text) const
-{
-    return holds(rows_[item].name, text);
-}
-
-QString ProtocolModel::plainText(std::uint32_t item, int column) const
-{
-    const auto& row = rows_[item];
-    switch (column) {
-    case name: return asQt(row.name);
-    case conversations: return QString::number(row.talks);
-    case volume: return QString::number(volumeOf(row));
-    case share:
-        return QString::number(total_ ? static_cast<double>(volumeOf(row)) / static_cast<double>(total_) : 0, 'f', 6);
-    default: return {};
-    }
 }
 
 } // namespace netrondo

@@ -22,24 +22,15 @@ public:
     void setTable(std::shared_ptr<const TalkTable> table);
     void setNames(bool showNames);
     void setBands(const QualityGradeThresholds& bands);
+    /// Whose rows are shown, which may still be those before the latest; null for none.
+    const TalkTable* table() const;
 
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
-protected:
-    std::size_t count() const override;
-    bool less(std::uint32_t a, std::uint32_t b, int column) const override;
-    void prepareFilter(const QString& text) override;
-    bool matches(std::uint32_t item, const QString& text) const override;
-    QString plainText(std::uint32_t item, int column) const override;
-
 private:
-    const TalkRow& talk(std::uint32_t item) const;
-    QString host(const TalkRow& talk, int side) const;
-
-    std::shared_ptr<const TalkTable> table_;
-    std::vector<bool> hostMatches_;
+    std::shared_ptr<const TalkTable> table_; ///< the latest
     bool showNames_ = true;
     QualityGradeThresholds bands_;
 };
@@ -50,20 +41,12 @@ public:
     enum Column { address, name, bytes, sent, received, packets, peers, columns };
 
     using RankedModel::RankedModel;
-    void setTable(std::shared_ptr<const TalkTable> table);
+    void setTable(const std::shared_ptr<const TalkTable>& table);
+    const TalkTable* table() const;
 
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
-
-protected:
-    std::size_t count() const override;
-    bool less(std::uint32_t a, std::uint32_t b, int column) const override;
-    bool matches(std::uint32_t item, const QString& text) const override;
-    QString plainText(std::uint32_t item, int column) const override;
-
-private:
-    std::shared_ptr<const TalkTable> table_;
 };
 
 /// The legend: the protocols that name the conversations, each with its colour; unticked ones are not drawn.
@@ -80,7 +63,7 @@ public:
     void setHidden(std::set<std::string, std::less<>> hidden);
     /// Hides all others; all again when the others are hidden already.
     void showOnly(std::uint32_t item);
-    std::string_view nameOf(std::uint32_t item) const { return rows_[item].name; }
+    std::string_view nameOf(std::uint32_t item) const;
 
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -91,21 +74,8 @@ public:
 signals:
     void hiddenChanged();
 
-protected:
-    std::size_t count() const override { return rows_.size(); }
-    bool less(std::uint32_t a, std::uint32_t b, int column) const override;
-    bool matches(std::uint32_t item, const QString& text) const override;
-    QString plainText(std::uint32_t item, int column) const override;
-
 private:
-    struct Row {
-        std::string_view name;
-        std::uint64_t talks = 0, bytes = 0, packets = 0;
-    };
-    std::uint64_t volumeOf(const Row& row) const { return useBytes_ ? row.bytes : row.packets; }
-
-    std::vector<Row> rows_;
-    std::uint64_t total_ = 0;
+    std::shared_ptr<const TalkTable> table_; ///< the latest
     bool useBytes_ = true;
     std::set<std::string, std::less<>> hidden_;
 };

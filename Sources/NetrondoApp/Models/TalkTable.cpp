@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <map>
 #include <tuple>
 
 namespace netrondo {
@@ -83,6 +84,17 @@ TalkTable::TalkTable(std::shared_ptr<const AnalysisResult> result) : result_(std
             spokeFirst(talk, pair.firstSeenSeconds.value_or(0) < starts[at->second] ? 1 : 0);
         }
     }
+
+    std::map<std::string_view, ProtocolRow> protocols;
+    for (const auto& talk : talks_) {
+        auto& row = protocols[talk.protocol];
+        row.name = talk.protocol;
+        ++row.talks;
+        row.bytes += talk.allBytes();
+        row.packets += talk.allPackets();
+    }
+    for (const auto& protocol : protocols)
+        protocols_.push_back(protocol.second);
 
     hostsByText_.resize(hosts_.size());
     for (std::uint32_t i = 0; i < hosts_.size(); ++i)

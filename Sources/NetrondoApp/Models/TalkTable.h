@@ -40,6 +40,12 @@ struct TalkRow {
     std::uint64_t volume(bool useBytes) const { return useBytes ? allBytes() : allPackets(); }
 };
 
+/// A protocol that names conversations.
+struct ProtocolRow {
+    std::string_view name;
+    std::uint64_t talks = 0, bytes = 0, packets = 0;
+};
+
 /// Immutable once made; making it reads every pair once, which is work for the background.
 class TalkTable {
 public:
@@ -49,6 +55,8 @@ public:
     const std::shared_ptr<const AnalysisResult>& result() const { return result_; }
     const std::vector<TalkRow>& talks() const { return talks_; }
     const std::vector<HostRow>& hosts() const { return hosts_; }
+    /// By name.
+    const std::vector<ProtocolRow>& protocols() const { return protocols_; }
     const HostRow& host(const TalkRow& talk, int side) const { return hosts_[talk.hosts[side]]; }
 
     /// The row of a conversation or host; `TalkRow::none` when there is none.
@@ -62,6 +70,7 @@ private:
     std::shared_ptr<const AnalysisResult> result_;
     std::vector<TalkRow> talks_;
     std::vector<HostRow> hosts_;
+    std::vector<ProtocolRow> protocols_;
     std::vector<std::uint32_t> hostsByText_;
     std::vector<std::uint32_t> talksByHosts_; ///< sorted by the smaller, then the larger host index
 };

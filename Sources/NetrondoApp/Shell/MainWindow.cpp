@@ -240,7 +240,7 @@ QTableView* MainWindow::buildList(RankedModel& model, const QString& title, cons
     addDockWidget(Qt::RightDockWidgetArea, dock);
     connect(table, &QWidget::customContextMenuRequested, this, [this, table, &model, name](const QPoint& position) {
         QMenu menu;
-        menu.addAction(tr("Copy as CSV"), this, [&] { QApplication::clipboard()->setText(model.csv()); });
+        menu.addAction(tr("Copy as CSV"), this, [&] { copyTable(model); });
         menu.addAction(tr("Save as CSV…"), this, [&] { chooseTable(model, name); });
         menu.exec(table->viewport()->mapToGlobal(position));
     });
@@ -277,21 +277,23 @@ void MainWindow::buildDocks()
 
     connect(conversationList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& index) {
-                if (!index.isValid() || !session_->talks())
+                if (!index.isValid())
                     return;
-                const auto& talk = session_->talks()->talks()[conversations_->itemAt(index.row())];
-                selection_.select(Selected::conversation(session_->talks()->host(talk, 0).text,
-                                                         session_->talks()->host(talk, 1).text));
+                const auto& talks = *conversations_->table();
+                const auto& talk = talks.talks()[conversations_->itemAt(index.row())];
+                selection_.select(Selected::conversation(talks.host(talk, 0).text, talks.host(talk, 1).text));
             });
     connect(hostList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& index) {
-                if (index.isValid() && session_->talks())
-                    selection_.select(Selected::host(session_->talks()->hosts()[hosts_->itemAt(index.row())].text));
+                if (index.isValid())
+                    selection_.select(Selected::host(hosts_->table()->hosts()[hosts_->itemAt(index.row())].text));
             });
     for (auto* const table : {conversationList_, hostList_})
         connect(table, &QTableView::activated, this, [this] { selection_.focus(selection_.selected()); });
     connect(protocolList_, &QTableView::doubleClicked, this,
             [this](const QModelIndex& index) { protocols_->showOnly(protocols_->itemAt(index.row())); });
+    for (auto* const model : {static_cast<RankedModel*>(conversations_), static_cast<RankedModel*>(hosts_)})
+        connect(model, &RankedModel::arranged, this, &MainWindow::markInLists);
     connect(protocols_, &ProtocolModel::hiddenChanged, this, &MainWindow::refreshPicture);
     connect(details_, &DetailsView::selectionWanted, this, [this](const Selected& what) { selection_.select(what); });
 }
@@ -436,6 +438,20 @@ void MainWindow::takeSelection()
     forward_->setEnabled(selection_.canGoForward());
     if (!talks)
         return;
+    markInLists();
+    if (selection_.focused() == shownFocus_)
+        return;
+    // What is looked at alone is looked at alone among the frames as well.
+    const auto& focused = selection_.focused();
+    if (focused.kind == Selected::Kind::conversation)
+        decode_->showConversation(asQt(focused.a), asQt(focused.b));
+    else
+        decode_->showConversation({}, {});
+    refreshPicture();
+}
+
+void MainWindow::markInLists()
+{
     // The lists follow without selecting in their turn.
     const auto follow = [](QTableView* list, RankedModel* model, std::uint32_t item) {
         const QSignalBlocker quiet(list->selectionModel());
@@ -450,18 +466,13 @@ void MainWindow::takeSelection()
         list->viewport()->update();
     };
     const auto& selected = selection_.selected();
-    follow(conversationList_, conversations_,
-           selected.kind == Selected::Kind::conversation ? talks->findTalk(selected.a, selected.b) : RankedModel::none);
-    follow(hostList_, hosts_, selected.kind == Selected::Kind::host ? talks->findHost(selected.a) : RankedModel::none);
-    if (selection_.focused() == shownFocus_)
-        return;
-    // What is looked at alone is looked at alone among the frames as well.
-    const auto& focused = selection_.focused();
-    if (focused.kind == Selected::Kind::conversation)
-        decode_->showConversation(asQt(focused.a), asQt(focused.b));
-    else
-        decode_->showConversation({}, {});
-    refreshPicture();
+    if (const auto* const talks = conversations_->table())
+        follow(conversationList_, conversations_,
+               selected.kind == Selected::Kind::conversation ? talks->findTalk(selected.a, selected.b)
+                                                             : RankedModel::none);
+    if (const auto* const talks = hosts_->table())
+        follow(hostList_, hosts_,
+               selected.kind == Selected::Kind::host ? talks->findHost(selected.a) : RankedModel::none);
 }
 
 PictureRequest MainWindow::request() const
@@ -610,6 +621,11 @@ void MainWindow::tidy()
             CircleLayout::rearrangeAngles(std::span(pairs.begin(), pairs.end()), useBytes));
     };
     inBackground(this, work, [this](const std::shared_ptr<AngleByAddress>& angles) { circle_->moveTo(*angles); });
+}
+
+bool MainWindow::isArranging() const
+{
+    return conversations_->isArranging() || hosts_->isArranging();
 }
 
 bool MainWindow::isDark() const

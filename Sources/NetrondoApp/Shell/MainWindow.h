@@ -52,6 +52,7 @@ public:
     void copyPicture();
     /// Writes a list as comma-separated values.
     void exportTable(const RankedModel& model, const QString& path);
+    void copyTable(const RankedModel& model);
     void tidy();
 
     const ViewOptions& options() const { return options_; }
@@ -59,6 +60,8 @@ public:
     Selection& selection() { return selection_; }
     /// True while it is found out in the background what the picture is to show.
     bool isGathering() const { return gathered_ != pictureNumber_; }
+    /// True while a long list is put in order in the background.
+    bool isArranging() const;
 
 signals:
     /// A picture or table was written, or could not be; the message bar says which.
@@ -90,6 +93,7 @@ private:
     void takeTable();
     void takeOptions();
     void takeSelection();
+    void markInLists();
     /// Finds out, in the background, which conversations to show, and shows them.
     void refreshPicture();
     PictureRequest request() const;

@@ -66,10 +66,8 @@ void MainWindow::buildActions()
     auto* const edit = menuBar()->addMenu(tr("&Edit"));
     needCapture_ << edit->addAction(tr("Copy the &picture"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C), this,
                                     &MainWindow::copyPicture);
-    needCapture_ << edit->addAction(tr("Copy the &conversations as CSV"), this,
-                                    [this] { QApplication::clipboard()->setText(conversations_->csv()); });
-    needCapture_ << edit->addAction(tr("Copy the &hosts as CSV"), this,
-                                    [this] { QApplication::clipboard()->setText(hosts_->csv()); });
+    needCapture_ << edit->addAction(tr("Copy the &conversations as CSV"), this, [this] { copyTable(*conversations_); });
+    needCapture_ << edit->addAction(tr("Copy the &hosts as CSV"), this, [this] { copyTable(*hosts_); });
     edit->addSeparator();
     back_ = edit->addAction(tr("&Back"), QKeySequence(Qt::ALT | Qt::Key_Left), &selection_, &Selection::back);
     forward_ = edit->addAction(tr("&Forward"), QKeySequence(Qt::ALT | Qt::Key_Right), &selection_, &Selection::forward);
@@ -381,13 +379,24 @@ void MainWindow::copyPicture()
 
 void MainWindow::exportTable(const RankedModel& model, const QString& path)
 {
-    const auto saved = save(model.csv().toUtf8(), path.toStdString());
-    if (saved)
-        message_->say(MessageBar::Kind::note, tr("The list is in %1.").arg(path));
-    else
-        message_->say(MessageBar::Kind::error,
-                      tr("%1: %2. The list was not written.").arg(path, asQt(saved.error().description)));
-    emit exported();
+    const auto work = [shown = model.shown(), headings = model.headings(), path] {
+        const auto saved = save(shown->csv(headings).toUtf8(), path.toStdString());
+        return saved ? QString() : asQt(saved.error().description);
+    };
+    inBackground(this, work, [this, path](const QString& trouble) {
+        if (trouble.isEmpty())
+            message_->say(MessageBar::Kind::note, tr("The list is in %1.").arg(path));
+        else
+            message_->say(MessageBar::Kind::error, tr("%1: %2. The list was not written.").arg(path, trouble));
+        emit exported();
+    });
+}
+
+void MainWindow::copyTable(const RankedModel& model)
+{
+    inBackground(
+        this, [shown = model.shown(), headings = model.headings()] { return shown->csv(headings); },
+        [](const QString& text) { QApplication::clipboard()->setText(text); });
 }
 
 void MainWindow::showMenu(const Selected& what, const QPoint& globalPosition)

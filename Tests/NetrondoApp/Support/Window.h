@@ -74,12 +74,20 @@ protected:
     const Picture& picture() const { return *circle().picture(); }
     QPoint placeOf(const CircleNode& node) const { return picture().positionOf(node).toPoint(); }
 
-    /// The picture is of what the window shows now: nothing is read, gathered or drawn any more.
+    /// The picture and the lists are of what the window shows now: nothing is read, gathered, sorted or drawn any more.
     void settle()
     {
         ASSERT_TRUE(eventually([&] {
-            return !session().isReading() && !window->isGathering() && !circle().isBusy() && circle().picture();
+            return !session().isReading() && !window->isGathering() && !window->isArranging() && !circle().isBusy()
+                && circle().picture();
         }));
+    }
+    /// Does what writes a picture or a list, and waits until it is written or is not.
+    void exportWith(const std::function<void()>& act)
+    {
+        QSignalSpy exported(window.get(), &MainWindow::exported);
+        act();
+        ASSERT_TRUE(eventually([&] { return exported.count() == 1; }));
     }
     void open(const QString& path)
     {
