@@ -35,6 +35,13 @@ void VolumeOverTime::coarsen()
 
 void VolumeOverTime::add(double seconds, std::uint64_t bytes, std::uint64_t packets)
 {
+    if (seconds >= latestFrom_ && seconds < latestTo_) { // most frames come hard upon another
+        first_ = std::min(first_, seconds);
+        last_ = std::max(last_, seconds);
+        bins_[latest_].packets += packets;
+        bins_[latest_].bytes += bytes;
+        return;
+    }
     seconds = std::isfinite(seconds) ? std::clamp(seconds, -endOfTime, endOfTime) : 0;
     const auto indexOf = [&] { return static_cast<std::int64_t>(std::floor(seconds / width_)); };
     auto index = indexOf();
@@ -59,6 +66,9 @@ void VolumeOverTime::add(double seconds, std::uint64_t bytes, std::uint64_t pack
         bins_.resize(at + 1);
     bins_[at].packets += packets;
     bins_[at].bytes += bytes;
+    latest_ = at;
+    latestFrom_ = static_cast<double>(index) * width_; // exact: the width is a power of two
+    latestTo_ = std::min(static_cast<double>(index + 1) * width_, endOfTime);
 }
 
 VolumeOverTime::Bin VolumeOverTime::between(double from, double to) const

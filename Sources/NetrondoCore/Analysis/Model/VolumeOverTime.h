@@ -33,7 +33,11 @@ public:
     /// What lies between two times; a bin that lies there in part counts in proportion.
     Bin between(double from, double to) const;
 
-    friend bool operator==(const VolumeOverTime&, const VolumeOverTime&) = default;
+    friend bool operator==(const VolumeOverTime& a, const VolumeOverTime& b)
+    {
+        return a.bins_ == b.bins_ && a.width_ == b.width_ && a.firstIndex_ == b.firstIndex_ && a.first_ == b.first_
+            && a.last_ == b.last_;
+    }
 
 private:
     void coarsen();
@@ -42,6 +46,8 @@ private:
     double width_ = 1.0 / 65536;
     std::int64_t firstIndex_ = 0; ///< of the first bin, counted in steps from 1970
     double first_ = 0, last_ = 0;
+    std::size_t latest_ = 0;               ///< the bin of the latest frame
+    double latestFrom_ = 0, latestTo_ = 0; ///< the times that lie in it
 };
 
 } // namespace netrondo
