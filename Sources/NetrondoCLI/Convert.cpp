@@ -1,13 +1,13 @@
 // `netrondo convert`: copies frames into a pcap or pcapng file.
 #include "Capture/CaptureFile.h"
 #include "Capture/CaptureWriter.h"
+#include "Capture/CopyCapture.h"
 #include "FilterOption.h"
 #include "Interruption.h"
 #include "Options.h"
 #include "Outcome.h"
 #include "Subcommands.h"
 
-#include <array>
 #include <cerrno>
 #include <memory>
 #include <system_error>
@@ -35,33 +35,14 @@ int convert(const Wishes& wishes)
     const auto reader = CaptureFile::open(wishes.in);
     if (!reader)
         return fail(wishes.in, reader.error());
-    const auto writer = CaptureWriter::create(wishes.out, {.format = *CaptureWriter::formatFor(wishes.out)});
-    if (!writer)
-        return fail(wishes.out, writer.error());
-    const auto isWanted = choiceOf(*filter, (*reader)->isNanosecond());
     const Interruption interruption;
-    std::array<CaptureFrame, 64> frames;
-    while (!interruption.isWanted()) {
-        const auto count = (*reader)->nextBatch(frames);
-        if (!count)
-            return fail(wishes.in, count.error());
-        if (*count == 0) {
-            // Also a capture without frames says what kind of frames it has none of.
-            CaptureFrame none;
-            none.linkType = LinkType::ethernet;
-            if (const auto begun = (*writer)->begin((*reader)->interfaceOf(none)); !begun)
-                return failToWrite(wishes.out, begun.error());
-            const auto finished = (*writer)->finish();
-            return finished ? Exit::done : failToWrite(wishes.out, finished.error());
-        }
-        for (std::size_t i = 0; i < *count; ++i) {
-            if (isWanted && !isWanted(frames[i]))
-                continue;
-            if (const auto written = (*writer)->write(frames[i], **reader); !written)
-                return failToWrite(wishes.out, written.error());
-        }
-    }
-    return Exit::interrupted;
+    const auto copied = copyCapture(**reader, wishes.out, choiceOf(*filter, (*reader)->isNanosecond()),
+                                    [&] { return !interruption.isWanted(); });
+    if (!copied && copied.error().side == CopyFailure::Side::source)
+        return fail(wishes.in, copied.error().error);
+    if (!copied)
+        return failToWrite(wishes.out, copied.error().error);
+    return *copied ? Exit::done : Exit::interrupted;
 }
 
 } // namespace

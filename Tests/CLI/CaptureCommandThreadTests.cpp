@@ -57,11 +57,12 @@ std::uintmax_t sizeOf(const std::filesystem::path& path)
     return none ? 0 : size;
 }
 
-TEST(CaptureCommand, WritesSoManyFrames)
+class CaptureCommandOnCable : public CableTest { };
+class InterfacesCommandOnCable : public CableTest { };
+
+TEST_F(CaptureCommandOnCable, WritesSoManyFrames)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable);
+    const Traffic traffic(cable());
     const TempFolder folder;
     for (const auto* name : {"a.pcap", "a.pcapng"}) {
         const auto run = netrondo(capture({"-w", (folder / name).string(), "--count", "20"}));
@@ -74,10 +75,8 @@ TEST(CaptureCommand, WritesSoManyFrames)
     }
 }
 
-TEST(CaptureCommand, EndsAfterSoManySeconds)
+TEST_F(CaptureCommandOnCable, EndsAfterSoManySeconds)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const TempFolder folder;
     const auto before = std::chrono::steady_clock::now();
     const auto run = netrondo(capture({"-w", (folder / "a.pcap").string(), "--duration", "0.5"}));
@@ -86,11 +85,9 @@ TEST(CaptureCommand, EndsAfterSoManySeconds)
     EXPECT_EQ(readFile(folder / "a.pcap"), Contents{}) << "a capture of silence is one all the same";
 }
 
-TEST(CaptureCommand, AnInterruptionIsAGoodEnd)
+TEST_F(CaptureCommandOnCable, AnInterruptionIsAGoodEnd)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable);
+    const Traffic traffic(cable());
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcap").string()}));
     waitFor([&] { return sizeOf(folder / "a.pcap") > 1000; }); // it can be read while it grows
@@ -102,32 +99,26 @@ TEST(CaptureCommand, AnInterruptionIsAGoodEnd)
     EXPECT_THAT(run.errors, HasSubstr(std::to_string(contents.frames.size()) + " frames"));
 }
 
-TEST(CaptureCommand, WithoutAFileItPrintsTheLiveSummary)
+TEST_F(CaptureCommandOnCable, WithoutAFileItPrintsTheLiveSummary)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable);
+    const Traffic traffic(cable());
     Process process(capture({}));
     EXPECT_THAT(process.waitFor("\n"), HasSubstr("10.0.0.1 ↔ 10.0.0.2"));
     process.signal(SIGTERM);
     EXPECT_EQ(process.end().status, 0);
 }
 
-TEST(CaptureCommand, StandardOutputTakesAPcapStream)
+TEST_F(CaptureCommandOnCable, StandardOutputTakesAPcapStream)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable);
+    const Traffic traffic(cable());
     const auto run = netrondo(capture({"-w", "-", "--count", "3"}));
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(readFile(TempFile(asBytes(run.output))).frames.size(), 3u);
 }
 
-TEST(CaptureCommand, ARingKeepsTheLastFiles)
+TEST_F(CaptureCommandOnCable, ARingKeepsTheLastFiles)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable, 100us);
+    const Traffic traffic(cable(), 100us);
     const TempFolder folder;
     const auto run = netrondo(capture({"-w", (folder / "a.pcap").string(), "--ring", "1k,3", "--count", "100"}));
     EXPECT_EQ(run.status, 0) << run.errors;
@@ -143,11 +134,9 @@ TEST(CaptureCommand, ARingKeepsTheLastFiles)
     EXPECT_FALSE(std::filesystem::exists(folder / "a-00001.pcap"));
 }
 
-TEST(CaptureCommand, ARingFileThatCannotBeCreatedIsNamedAndTheOthersAreKept)
+TEST_F(CaptureCommandOnCable, ARingFileThatCannotBeCreatedIsNamedAndTheOthersAreKept)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable);
+    const Traffic traffic(cable());
     const TempFolder folder;
     std::filesystem::create_directory(folder / "a-00003.pcap"); // in the way
     const auto run = netrondo(capture({"-w", (folder / "a.pcap").string(), "--ring", "1k,5"}));
@@ -159,11 +148,9 @@ TEST(CaptureCommand, ARingFileThatCannotBeCreatedIsNamedAndTheOthersAreKept)
     }
 }
 
-TEST(CaptureCommand, AFullDiskIsToldAndKeepsWhatWasCaptured)
+TEST_F(CaptureCommandOnCable, AFullDiskIsToldAndKeepsWhatWasCaptured)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    const Traffic traffic(cable, 100us);
+    const Traffic traffic(cable(), 100us);
     const TempFolder folder;
     const auto path = (folder / "a.pcap").string();
     const auto run = netrondo(capture({"-w", path}), {.fileSizeLimit = 20'000});
@@ -174,16 +161,14 @@ TEST(CaptureCommand, AFullDiskIsToldAndKeepsWhatWasCaptured)
     EXPECT_GT(contents.frames.size(), 200u);
 }
 
-TEST(CaptureCommand, AnInterfaceThatGoesDownIsToldAndKeepsWhatWasCaptured)
+TEST_F(CaptureCommandOnCable, AnInterfaceThatGoesDownIsToldAndKeepsWhatWasCaptured)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcap").string()}));
     waitFor([&] { return sizeOf(folder / "a.pcap") == 24; }); // it listens
-    cable.send(web, 30);
+    cable().send(web, 30);
     waitFor([&] { return sizeOf(folder / "a.pcap") > 2000; });
-    cable.takeDown();
+    cable().takeDown();
     const auto run = process.end();
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors, HasSubstr("netrondo: nrfar: The interface nrfar went down.\n"));
@@ -211,10 +196,8 @@ TEST(CaptureCommand, AWrongCommandLineEndsWith2)
     EXPECT_EQ(netrondo({"capture", "-i", "lo", "--snaplen", "0"}).status, 2);
 }
 
-TEST(CaptureCommand, AFilterThatIsNoneEndsWith2)
+TEST_F(CaptureCommandOnCable, AFilterThatIsNoneEndsWith2)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto run = netrondo({"capture", "-i", Cable::far, "-f", "tcp prt 80"});
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.errors, HasSubstr("The capture filter is none"));
@@ -227,21 +210,17 @@ TEST(CaptureCommand, AnInterfaceThatIsNotThereIsNamed)
     EXPECT_THAT(run.errors, HasSubstr("There is no interface nrnone"));
 }
 
-TEST(InterfacesCommand, ListsNamesStatesAndAddresses)
+TEST_F(InterfacesCommandOnCable, ListsNamesStatesAndAddresses)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto run = netrondo({"interfaces"});
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_THAT(run.output, testing::ContainsRegex("lo +up, loopback +127.0.0.1"));
     EXPECT_THAT(run.output, testing::ContainsRegex("nrfar +up"));
 }
 
-TEST(InterfacesCommand, ListsThemAsJson)
+TEST_F(InterfacesCommandOnCable, ListsThemAsJson)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    cable.takeDown();
+    cable().takeDown();
     const auto run = netrondo({"interfaces", "--json"});
     EXPECT_EQ(run.status, 0) << run.errors;
     rapidjson::Document document;

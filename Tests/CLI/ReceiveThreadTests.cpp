@@ -2,6 +2,7 @@
 #include "Support/Captures.h"
 #include "Support/Command.h"
 #include "Support/Frames.h"
+#include "Support/Programs.h"
 #include "Support/Readers.h"
 #include "Support/Server.h"
 
@@ -104,15 +105,10 @@ TEST(ReceiveCommand, AnAddressThatIsNoneEndsWith2)
         EXPECT_EQ(netrondo({"receive", address}).status, 2) << address;
 }
 
-bool isInstalled(const std::string& program)
-{
-    return std::system(("command -v " + program + " > /dev/null 2>&1").c_str()) == 0;
-}
-
 TEST(ReceiveCommand, TakesWhatTcpdumpAndNetcatServe)
 {
     if (!isInstalled("tcpdump") || !isInstalled("nc"))
-        GTEST_SKIP() << "tcpdump or nc is not installed (Tools/prepare peers installs them)";
+        GTEST_SKIP() << "tcpdump or nc is not installed (Tools/prepare interop installs them)";
     std::string port;
     {
         Server free;

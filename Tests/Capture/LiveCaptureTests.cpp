@@ -3,8 +3,8 @@
 
 #include "Support/Captures.h"
 #include "Support/Child.h"
+#include "Support/Live.h"
 #include "Support/Network.h"
-#include "Support/Readers.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -28,26 +28,6 @@ std::vector<std::uint8_t> frameOf(std::size_t size, std::uint8_t seed = 0)
 
 constexpr auto ours = "ether proto 0x88b5";
 
-/// What a source gave until it ended, had given `most` frames, or nothing happened for a long while.
-Contents collect(LiveSource& source, std::size_t most = SIZE_MAX)
-{
-    Contents contents;
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    std::array<CaptureFrame, 16> frames;
-    while (!source.hasEnded() && contents.frames.size() < most) {
-        if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("the source takes too long");
-        const auto count = source.nextBatch(frames, 100ms);
-        if (!count) {
-            contents.error = count.error().errorDescription();
-            break;
-        }
-        for (std::size_t i = 0; i < *count; ++i)
-            contents.frames.emplace_back(frames[i]);
-    }
-    return contents;
-}
-
 std::unique_ptr<LiveCapture> listening(LiveCapture::Options options)
 {
     auto capture = LiveCapture::start(std::move(options)).value();
@@ -64,16 +44,16 @@ std::string errorOf(const LiveCapture::Options& options)
     return capture ? collect(**capture).error : capture.error().errorDescription();
 }
 
-TEST(LiveCapture, GivesTheFramesThatArriveOnAnInterface)
+class LiveCaptureOnCable : public CableTest { };
+
+TEST_F(LiveCaptureOnCable, GivesTheFramesThatArriveOnAnInterface)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours});
     ASSERT_TRUE(capture->isListening());
     const auto before = std::time(nullptr);
     for (std::uint8_t i = 0; i < 5; ++i)
-        cable.send(frameOf(60U + i, i));
-    const auto contents = collect(*capture, 5);
+        cable().send(frameOf(60U + i, i));
+    const auto contents = collect(*capture, framesAtLeast(5));
     ASSERT_EQ(contents.frames.size(), 5u);
     for (std::uint8_t i = 0; i < 5; ++i) {
         EXPECT_EQ(contents.frames[i].data, frameOf(60U + i, i));
@@ -83,13 +63,11 @@ TEST(LiveCapture, GivesTheFramesThatArriveOnAnInterface)
     }
 }
 
-TEST(LiveCapture, StopsWhenItIsAskedToAndCountsWhatCame)
+TEST_F(LiveCaptureOnCable, StopsWhenItIsAskedToAndCountsWhatCame)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours});
-    cable.send(frameOf(60), 100);
-    auto contents = collect(*capture, 50);
+    cable().send(frameOf(60), 100);
+    auto contents = collect(*capture, framesAtLeast(50));
     capture->stop();
     const auto rest = collect(*capture);
     EXPECT_EQ(rest.error, "");
@@ -99,23 +77,19 @@ TEST(LiveCapture, StopsWhenItIsAskedToAndCountsWhatCame)
     EXPECT_EQ(capture->programId(), -1);
 }
 
-TEST(LiveCapture, TakesOnlyWhatTheCaptureFilterSelects)
+TEST_F(LiveCaptureOnCable, TakesOnlyWhatTheCaptureFilterSelects)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = std::string(ours) + " and greater 100"});
-    cable.send(frameOf(60));
-    cable.send(frameOf(200));
-    EXPECT_EQ(collect(*capture, 1).frames.at(0).data, frameOf(200));
+    cable().send(frameOf(60));
+    cable().send(frameOf(200));
+    EXPECT_EQ(collect(*capture, framesAtLeast(1)).frames.at(0).data, frameOf(200));
 }
 
-TEST(LiveCapture, KeepsAsMuchOfAFrameAsTheSnapshotLengthSays)
+TEST_F(LiveCaptureOnCable, KeepsAsMuchOfAFrameAsTheSnapshotLengthSays)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours, .snaplen = 20});
-    cable.send(frameOf(60));
-    const auto frame = collect(*capture, 1).frames.at(0);
+    cable().send(frameOf(60));
+    const auto frame = collect(*capture, framesAtLeast(1)).frames.at(0);
     const auto whole = frameOf(60);
     EXPECT_EQ(frame.data, std::vector(whole.begin(), whole.begin() + 20));
     EXPECT_EQ(frame.originalLength, 60u);
@@ -127,49 +101,41 @@ TEST(LiveCapture, AnInterfaceThatIsNotThereIsNamed)
               "There is no interface nrnone; netrondo interfaces lists those there are.");
 }
 
-TEST(LiveCapture, AnInterfaceThatIsDownSaysHowToBringItUp)
+TEST_F(LiveCaptureOnCable, AnInterfaceThatIsDownSaysHowToBringItUp)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
-    cable.takeDown();
+    cable().takeDown();
     EXPECT_EQ(errorOf({.interface = Cable::far}),
               "The interface nrfar is down; this brings it up: sudo ip link set nrfar up");
 }
 
-TEST(LiveCapture, AnInterfaceThatGoesDownEndsItAndKeepsWhatCameBefore)
+TEST_F(LiveCaptureOnCable, AnInterfaceThatGoesDownEndsItAndKeepsWhatCameBefore)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours});
-    cable.send(frameOf(60), 3);
-    auto contents = collect(*capture, 3);
-    cable.takeDown();
+    cable().send(frameOf(60), 3);
+    auto contents = collect(*capture, framesAtLeast(3));
+    cable().takeDown();
     EXPECT_EQ(collect(*capture), (Contents{{}, "The interface nrfar went down."}));
     EXPECT_EQ(contents.frames.size(), 3u);
     EXPECT_EQ(capture->fault(), LiveCapture::Fault::interfaceDown);
     EXPECT_EQ(capture->counts().received, 3u);
 }
 
-TEST(LiveCapture, AnInterfaceThatVanishesEndsItAndKeepsWhatCameBefore)
+TEST_F(LiveCaptureOnCable, AnInterfaceThatVanishesEndsItAndKeepsWhatCameBefore)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours});
-    cable.send(frameOf(60), 3);
-    auto contents = collect(*capture, 3);
-    cable.remove();
+    cable().send(frameOf(60), 3);
+    auto contents = collect(*capture, framesAtLeast(3));
+    cable().remove();
     EXPECT_EQ(collect(*capture), (Contents{{}, "The interface nrfar has vanished."}));
     EXPECT_EQ(contents.frames.size(), 3u);
     EXPECT_EQ(capture->fault(), LiveCapture::Fault::interface);
 }
 
-TEST(LiveCapture, ACaptureProgramThatIsKilledIsToldAndKeepsWhatCameBefore)
+TEST_F(LiveCaptureOnCable, ACaptureProgramThatIsKilledIsToldAndKeepsWhatCameBefore)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     const auto capture = listening({.interface = Cable::far, .filter = ours});
-    cable.send(frameOf(60), 3);
-    auto contents = collect(*capture, 3);
+    cable().send(frameOf(60), 3);
+    auto contents = collect(*capture, framesAtLeast(3));
     ::kill(capture->programId(), SIGKILL);
     EXPECT_EQ(collect(*capture).error, "The capture on nrfar failed: the capture program was ended by signal 9");
     EXPECT_EQ(contents.frames.size(), 3u);
@@ -202,10 +168,8 @@ TEST(LiveCapture, WithoutThePrivilegeItSaysWhatGivesIt)
                   + program + "'");
 }
 
-TEST(LiveCapture, AFilterThatIsNoneIsLibpcapsError)
+TEST_F(LiveCaptureOnCable, AFilterThatIsNoneIsLibpcapsError)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     EXPECT_THAT(errorOf({.interface = Cable::far, .filter = "tcp prt 80"}),
                 HasSubstr("The capture filter is none: can't parse filter expression: syntax error"));
 }
@@ -220,15 +184,13 @@ TEST(LiveCapture, ChecksAFilterWithoutCapturing)
     EXPECT_FALSE(LiveCapture::checkFilter("ether host 02:00:00:00:00:01", 12)) << "raw IP has no such addresses";
 }
 
-TEST(LiveCapture, ASourceThatNobodyReadsEndsWithItsObject)
+TEST_F(LiveCaptureOnCable, ASourceThatNobodyReadsEndsWithItsObject)
 {
-    NR_NEEDS_NETWORK();
-    const Cable cable;
     pid_t program = -1;
     {
         const auto capture = listening({.interface = Cable::far, .filter = ours});
         program = capture->programId();
-        cable.send(frameOf(1500), 2000); // more than the pipe holds
+        cable().send(frameOf(1500), 2000); // more than the pipe holds
     }
     EXPECT_EQ(::kill(program, 0), -1) << "no program stays behind";
 }

@@ -12,10 +12,16 @@
 namespace netrondo::test {
 namespace {
 
-#define NR_NEEDS_WIRETAP()                                                                                             \
-    if (!WiretapReader::isAvailable())                                                                                 \
-    GTEST_SKIP() << "the module for the capture-file library is not built (packages libwiretap-dev, libwsutil-dev, "   \
-                    "libglib2.0-dev)"
+/// What takes the module; it is skipped where that is not built.
+class WithTheLibrary : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!WiretapReader::isAvailable())
+            GTEST_SKIP() << "the module for the capture-file library is not built (Tools/prepare formats installs what "
+                            "it takes)";
+    }
+};
 
 /// A snoop file (RFC 1761) of Ethernet frames.
 std::vector<std::uint8_t> snoop(const std::vector<std::vector<std::uint8_t>>& frames)
@@ -39,9 +45,8 @@ std::vector<std::uint8_t> snoop(const std::vector<std::vector<std::uint8_t>>& fr
 constexpr auto unsupported = "Unsupported capture format. Netrondo opens PCAP, PCAPNG, gzip-compressed captures, and "
                              "Sniffer Pro .cap/.caz.";
 
-TEST(WiretapReader, ReadsAFormatThatWeDoNot)
+TEST_F(WithTheLibrary, ReadsAFormatThatWeDoNot)
 {
-    NR_NEEDS_WIRETAP();
     const TempFile file(snoop({pattern(60), pattern(61, 1)}), "a.snoop");
     const auto reader = CaptureFile::open(file);
     ASSERT_TRUE(reader) << reader.error().errorDescription();
@@ -59,9 +64,8 @@ TEST(WiretapReader, ReadsAFormatThatWeDoNot)
     EXPECT_EQ(contents.frames[1].linkType, LinkType::ethernet);
 }
 
-TEST(WiretapReader, GivesTheSameOneByOneAndInBatchesAndCompressed)
+TEST_F(WithTheLibrary, GivesTheSameOneByOneAndInBatchesAndCompressed)
 {
-    NR_NEEDS_WIRETAP();
     const auto bytes = snoop({pattern(60), {}, pattern(61, 1)});
     const auto expected = readFile(TempFile(bytes));
     EXPECT_EQ(expected.frames.size(), 3u);
@@ -69,9 +73,8 @@ TEST(WiretapReader, GivesTheSameOneByOneAndInBatchesAndCompressed)
     EXPECT_EQ(readFile(TempFile(gzipped(bytes))), expected);
 }
 
-TEST(WiretapReader, WhatItTakesCanBeConverted)
+TEST_F(WithTheLibrary, WhatItTakesCanBeConverted)
 {
-    NR_NEEDS_WIRETAP();
     const TempFile file(snoop({pattern(60)}), "a.snoop");
     const TempFolder folder;
     const auto run = netrondo({"convert", file.path().string(), (folder / "a.pcapng").string()});
@@ -79,9 +82,8 @@ TEST(WiretapReader, WhatItTakesCanBeConverted)
     EXPECT_EQ(readFile(folder / "a.pcapng").frames.at(0).data, pattern(60));
 }
 
-TEST(WiretapReader, ADamagedFileIsAnErrorBehindTheFramesBeforeIt)
+TEST_F(WithTheLibrary, ADamagedFileIsAnErrorBehindTheFramesBeforeIt)
 {
-    NR_NEEDS_WIRETAP();
     auto bytes = snoop({pattern(60), pattern(60)});
     bytes.resize(bytes.size() - 10);
     const auto contents = readFile(TempFile(bytes));
@@ -121,9 +123,8 @@ struct CollectionRow {
     LinkType linkType;
 };
 
-TEST(WiretapReader, FilesOfTheCollectionOpen)
+TEST_F(WithTheLibrary, FilesOfTheCollectionOpen)
 {
-    NR_NEEDS_WIRETAP();
     const auto folder = collection();
     if (!folder)
         GTEST_SKIP() << noCollection;

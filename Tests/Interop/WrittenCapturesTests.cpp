@@ -1,30 +1,12 @@
 // What the writers write, other programs read with the same frames.
 #include "Support/Command.h"
 #include "Support/Files.h"
+#include "Support/Programs.h"
 
-#include <array>
-#include <cstdio>
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
 namespace {
-
-/// What a shell command prints.
-std::string printed(const std::string& command)
-{
-    std::string text;
-    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 4096> piece;
-    for (std::size_t got; (got = std::fread(piece.data(), 1, piece.size(), pipe)) > 0;)
-        text.append(piece.data(), got);
-    const int status = ::pclose(pipe);
-    return status == 0 ? text : command + " failed: " + text;
-}
-
-bool isInstalled(const std::string& program)
-{
-    return printed("command -v " + program + " || true") != "";
-}
 
 /// Time, lengths, link layer and bytes of every frame, as another program sees them.
 std::string framesSeenByTshark(const std::filesystem::path& path)
@@ -39,7 +21,7 @@ class WrittenCapture : public testing::TestWithParam<const char*> { };
 TEST_P(WrittenCapture, IsReadByOthersWithTheSameFrames)
 {
     if (!isInstalled("tshark") || !isInstalled("capinfos"))
-        GTEST_SKIP() << "tshark or capinfos is not installed (Tools/prepare peers installs them)";
+        GTEST_SKIP() << "tshark or capinfos is not installed (Tools/prepare interop installs them)";
     const auto source = std::filesystem::path(NETRONDO_SOURCE_DIR "/Samples") / GetParam();
     const auto expected = framesSeenByTshark(source);
     const TempFolder folder;

@@ -1,6 +1,8 @@
 // Namespaces by unshare(2), interfaces by the tool ip, frames by a packet socket.
 #include "Support/Network.h"
 
+#include "Support/Programs.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -35,7 +37,7 @@ void ip(const std::string& words)
 std::string whyNoNetwork()
 {
     static const std::string reason = []() -> std::string {
-        if (std::system("command -v ip > /dev/null 2>&1") != 0)
+        if (!isInstalled("ip"))
             return "the tool ip (package iproute2) is not installed";
         try {
             const Cable cable;

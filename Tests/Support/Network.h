@@ -1,23 +1,22 @@
 // A pair of interfaces joined by a virtual cable, in network namespaces of their own, and frames sent into one end.
 //
-//     const Cable cable;                        // throws where namespaces cannot be made
-//     cable.send(frame, 100);
+//     class SomethingLive : public CableTest { };
+//
+//     cable().send(frame, 100);
 //     netrondo({"capture", "-i", Cable::far, …})
 #pragma once
 
 #include "Base/Bytes.h"
 
 #include <chrono>
+#include <gtest/gtest.h>
+#include <optional>
 #include <string>
 
 namespace netrondo::test {
 
 /// Whether this process may make network namespaces and interfaces; the reason when it may not.
 std::string whyNoNetwork();
-
-#define NR_NEEDS_NETWORK()                                                                                             \
-    if (const auto reason = whyNoNetwork(); !reason.empty())                                                           \
-    GTEST_SKIP() << reason
 
 /// Two interfaces, both up: what is sent into `near` arrives at `far`. Both belong to a namespace that goes with the
 /// object; the calling thread enters it, so that everything it starts is in it.
@@ -39,6 +38,21 @@ private:
     int outside_ = -1; ///< the namespace the thread came from
     int socket_ = -1;
     int index_ = 0;
+};
+
+/// For tests that need a cable; they are skipped, with the reason, where none can be made.
+class CableTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (const auto reason = whyNoNetwork(); !reason.empty())
+            GTEST_SKIP() << reason;
+        cable_.emplace();
+    }
+    const Cable& cable() const { return *cable_; }
+
+private:
+    std::optional<Cable> cable_;
 };
 
 } // namespace netrondo::test

@@ -5,6 +5,7 @@
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
+#include "Shell/LiveControl.h"
 #include "Tasks/Background.h"
 #include "Tasks/CaptureSession.h"
 #include "Tasks/ShownPairs.h"
@@ -189,6 +190,7 @@ void MainWindow::buildCentre()
     pages_->addWidget(welcome_);
     pages_->addWidget(page);
     message_ = new MessageBar;
+    live_ = new LiveControl({*this, *session_, selection_, *message_, settings_});
     auto* const centre = new QWidget;
     auto* const layout = new QVBoxLayout(centre);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -196,6 +198,7 @@ void MainWindow::buildCentre()
     filterBar_ = new FilterBar;
     filterBar_->setVisible(false); // with the capture
     layout->addWidget(filterBar_);
+    layout->addWidget(live_->bar());
     layout->addWidget(message_);
     layout->addWidget(pages_, 1);
     setCentralWidget(centre);
@@ -378,11 +381,14 @@ void MainWindow::connectSession()
     });
     connect(session_, &CaptureSession::opened, this, [this] {
         const auto& path = session_->facts().path;
-        setWindowTitle(QStringLiteral("%1 – Netrondo").arg(QFileInfo(path).fileName()));
-        setWindowFilePath(path);
-        recent_.add(path);
-        recent_.save(settings_);
-        fillRecentMenu();
+        const auto title = live_->titleOf(path);
+        setWindowTitle(QStringLiteral("%1 – Netrondo").arg(title.isEmpty() ? QFileInfo(path).fileName() : title));
+        setWindowFilePath(title.isEmpty() ? path : QString());
+        if (title.isEmpty()) {
+            recent_.add(path);
+            recent_.save(settings_);
+            fillRecentMenu();
+        }
         circle_->forgetPlaces();
         selection_.clear();
         protocols_->setHidden({});
@@ -538,7 +544,7 @@ void MainWindow::sayWhatIsShown()
 
     const bool isNarrowed = session_->span() || session_->filter();
     circle_->setEmptyText(
-        facts.frames == 0  ? tr("This capture holds no frames.")
+        facts.frames == 0 ? session_->isFollowing() ? tr("No frame has come yet.") : tr("This capture holds no frames.")
             : analysed > 0 ? tr("Everything is hidden: tick a protocol in the list of protocols, or press Escape.")
             : isNarrowed   ? tr("No frame is left by the filter and the span of time.")
             : options_.mode == AnalysisMode::l3IP
@@ -567,12 +573,12 @@ void MainWindow::sayWhatIsOdd()
 
 void MainWindow::open(const QString& path)
 {
-    session_->open(QFileInfo(path).absoluteFilePath());
+    live_->whenNothingIsLost([this, path] { session_->open(QFileInfo(path).absoluteFilePath()); });
 }
 
 void MainWindow::follow(const QString& path)
 {
-    session_->follow(QFileInfo(path).absoluteFilePath());
+    live_->whenNothingIsLost([this, path] { session_->follow(QFileInfo(path).absoluteFilePath()); });
 }
 
 void MainWindow::setOptions(const ViewOptions& options)
@@ -681,6 +687,10 @@ void MainWindow::restore()
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
+    if (live_->wouldLoseFrames()) {
+        event->ignore();
+        return live_->whenNothingIsLost([this] { close(); });
+    }
     settings_.setValue(QStringLiteral("window/geometry"), saveGeometry());
     settings_.setValue(QStringLiteral("window/state"), saveState());
     options_.save(settings_);

@@ -29,6 +29,7 @@ class DecodeView;
 class DetailsView;
 class FilterBar;
 class HostModel;
+class LiveControl;
 class MessageBar;
 class ProtocolModel;
 class RankedModel;
@@ -45,7 +46,7 @@ public:
 
     /// Shows this capture in place of the one that is open, once it has been read.
     void open(const QString& path);
-    /// Shows a pcap file that is still being written, and what is added to it.
+    /// Shows a capture that is still being written, and what is added to it.
     void follow(const QString& path);
     /// Writes the picture as PNG, SVG or PDF, by the file's name.
     void exportPicture(const QString& path);
@@ -109,6 +110,7 @@ private:
     ViewOptions options_;
     Selection selection_;
     CaptureSession* session_;
+    LiveControl* live_ = nullptr;
     ConversationModel* conversations_;
     HostModel* hosts_;
     ProtocolModel* protocols_;

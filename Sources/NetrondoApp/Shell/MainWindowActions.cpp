@@ -6,6 +6,7 @@
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
+#include "Shell/LiveControl.h"
 #include "Shell/MainWindow.h"
 #include "Tasks/Background.h"
 #include "Tasks/CaptureSession.h"
@@ -50,6 +51,8 @@ void MainWindow::buildActions()
     stopFollowing_ = file->addAction(tr("&Stop following"), session_, &CaptureSession::stopFollowing);
     stopFollowing_->setEnabled(false);
     file->addSeparator();
+    file->addActions(live_->saveActions());
+    needCapture_ << live_->saveActions();
     needCapture_ << file->addAction(tr("&Export the picture…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E), this,
                                     &MainWindow::choosePicture);
     auto* const tables = file->addMenu(tr("Export a &list"));
@@ -60,7 +63,8 @@ void MainWindow::buildActions()
     table(tr("&Hosts as CSV…"), hosts_, QStringLiteral("hosts"));
     table(tr("&Protocols as CSV…"), protocols_, QStringLiteral("protocols"));
     file->addSeparator();
-    needCapture_ << file->addAction(tr("&Close"), QKeySequence::Close, session_, &CaptureSession::close);
+    needCapture_ << file->addAction(tr("&Close"), QKeySequence::Close, this,
+                                    [this] { live_->whenNothingIsLost([this] { session_->close(); }); });
     file->addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &QWidget::close);
 
     auto* const edit = menuBar()->addMenu(tr("&Edit"));
@@ -182,6 +186,8 @@ void MainWindow::buildActions()
     auto* const fullScreen = viewMenu_->addAction(tr("F&ull screen"), QKeySequence(Qt::Key_F11), this, [] {});
     fullScreen->setCheckable(true);
     connect(fullScreen, &QAction::triggered, this, [this](bool wanted) { wanted ? showFullScreen() : showNormal(); });
+
+    live_->buildMenu(*menuBar());
 
     auto* const help = menuBar()->addMenu(tr("&Help"));
     help->addAction(tr("&Keys and pointer"), QKeySequence(Qt::SHIFT | Qt::Key_F1), this, [this] {
@@ -412,6 +418,7 @@ void MainWindow::showMenu(const Selected& what, const QPoint& globalPosition)
         menu.addAction(tr("Copy its name"), this, [&] { QApplication::clipboard()->setText(circle_->nameOf(what)); });
         if (what.kind == Selected::Kind::host)
             menu.addAction(tr("Copy its address"), this, [&] { QApplication::clipboard()->setText(asQt(what.a)); });
+        live_->addTo(menu, what);
         menu.addSeparator();
     }
     if (selection_.focused())

@@ -3,7 +3,7 @@
 #include "Analysis/Expert/TcpHistory.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
-#include "Capture/Drivers/GrowingPcapAnalyzer.h"
+#include "Capture/Drivers/GrowingCapture.h"
 #include "Capture/Drivers/WatchedReading.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "Models/TalkTable.h"
@@ -44,9 +44,21 @@ std::uint64_t sizeOf(const QString& path)
     return unknown ? 0 : size;
 }
 
-/// Asked for every frame in order.
-CaptureFile::FrameChoice choiceOf(const std::optional<TimeSpan>& span,
-                                  const std::shared_ptr<const DisplayFilter>& filter, bool isNanosecond)
+CaptureFacts factsOf(const WatchedReading& watched, const QString& path)
+{
+    return {path,
+            formatInWords(watched),
+            watched.frames(),
+            sizeOf(path),
+            watched.isNanosecond(),
+            watched.framesByLinkType(),
+            watched.volume()};
+}
+
+} // namespace
+
+std::function<bool(const CaptureFrame& frame)>
+frameChoice(const std::optional<TimeSpan>& span, const std::shared_ptr<const DisplayFilter>& filter, bool isNanosecond)
 {
     if (!filter) {
         if (!span)
@@ -63,8 +75,6 @@ CaptureFile::FrameChoice choiceOf(const std::optional<TimeSpan>& span,
         return selector->next(frame);
     };
 }
-
-} // namespace
 
 CaptureSession::CaptureSession(QObject* parent) : QObject(parent)
 {
@@ -198,15 +208,13 @@ std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& w
         reading->size = size;
     };
     auto result = CaptureFile::analyze(watched, wanted.mode, ExpertPreferences{}, progress,
-                                       choiceOf(wanted.span, wanted.filter, watched.isNanosecond()));
+                                       frameChoice(wanted.span, wanted.filter, watched.isNanosecond()));
     if (!result) {
         outcome->error = result.error();
         return outcome;
     }
     outcome->talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
-    outcome->facts = {wanted.path,         formatInWords(watched), watched.frames(),
-                      sizeOf(wanted.path), watched.isNanosecond(), watched.framesByLinkType(),
-                      watched.volume()};
+    outcome->facts = factsOf(watched, wanted.path);
     return outcome;
 }
 
@@ -245,7 +253,7 @@ void CaptureSession::follow(const QString& path)
     talks_ = nullptr;
     facts_ = {};
     facts_.path = path;
-    analyzer_ = std::make_shared<GrowingPcapAnalyzer>(wanted_.mode, ExpertPreferences{});
+    growing_ = std::make_shared<GrowingCapture>(path.toStdString());
     emit started(path);
     emit followingChanged();
     followTimer_.start();
@@ -254,9 +262,9 @@ void CaptureSession::follow(const QString& path)
 
 void CaptureSession::endFollowing()
 {
-    if (!analyzer_)
+    if (!growing_)
         return;
-    analyzer_ = nullptr;
+    growing_ = nullptr;
     followTimer_.stop();
     followTrouble_.clear();
     emit followingChanged();
@@ -264,7 +272,7 @@ void CaptureSession::endFollowing()
 
 void CaptureSession::stopFollowing()
 {
-    if (!analyzer_)
+    if (!growing_)
         return;
     endFollowing();
     // A file that is gone by now leaves what was seen of it.
@@ -274,27 +282,28 @@ void CaptureSession::stopFollowing()
 
 void CaptureSession::pull()
 {
-    if (!analyzer_ || isPulling_)
+    if (!growing_ || isPulling_)
         return;
     isPulling_ = true;
     struct Pulled {
         std::optional<CaptureError> error;
         std::shared_ptr<const TalkTable> talks;
-        std::uint64_t fileSize = 0;
+        CaptureFacts facts;
     };
-    const auto work = [analyzer = analyzer_, path = wanted_.path, mode = wanted_.mode] {
+    const auto work = [growing = growing_, path = wanted_.path, mode = wanted_.mode] {
         Pulled pulled;
-        auto result = analyzer->pull(path.toStdString(), mode, ExpertPreferences{});
-        if (result)
+        auto result = growing->pull(mode, ExpertPreferences{});
+        if (result) {
             pulled.talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
-        else
+            pulled.facts = factsOf(*growing->reading(), path);
+        } else {
             pulled.error = result.error();
-        pulled.fileSize = sizeOf(path);
+        }
         return pulled;
     };
-    inBackground(this, work, [this, analyzer = analyzer_](const Pulled& pulled) {
+    inBackground(this, work, [this, growing = growing_](const Pulled& pulled) {
         isPulling_ = false;
-        if (analyzer != analyzer_)
+        if (growing != growing_)
             return;
         if (pulled.error) {
             // Said once: the file may come back, and what was seen of it stays.
@@ -305,18 +314,9 @@ void CaptureSession::pull()
         }
         followTrouble_.clear();
         const bool isFirst = !talks_;
-        const auto& result = *pulled.talks->result();
-        const auto known = talks_ ? talks_->result()->totalPackets : 0;
-        const auto knownBytes = talks_ ? talks_->result()->totalBytes : 0;
-        if (!isFirst && talks_->result()->mode == result.mode && result.totalPackets == known)
+        if (!isFirst && talks_->result()->mode == pulled.talks->result()->mode && pulled.facts.frames == facts_.frames)
             return;
-        // What a pull adds is drawn at the time of its last frame: no finer than the pulls, and nothing is read twice.
-        if (result.captureStartSeconds && result.totalPackets > known && result.totalBytes >= knownBytes)
-            facts_.volume.add(*result.captureStartSeconds + result.durationSeconds, result.totalBytes - knownBytes,
-                              result.totalPackets - known);
-        facts_.frames = result.totalPackets;
-        facts_.bytes = pulled.fileSize;
-        facts_.format = QStringLiteral("pcap");
+        facts_ = pulled.facts;
         talks_ = pulled.talks;
         if (isFirst)
             emit opened();

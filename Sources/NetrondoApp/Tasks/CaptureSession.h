@@ -10,14 +10,16 @@
 #include <QTimer>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 
 namespace netrondo {
 
+struct CaptureFrame;
 class DisplayFilter;
-class GrowingPcapAnalyzer;
+class GrowingCapture;
 class TalkTable;
 
 /// A span of capture time in seconds, its end not included.
@@ -38,6 +40,10 @@ struct CaptureFacts {
     VolumeOverTime volume; ///< of the whole file
 };
 
+/// Asked for every frame in order: whether it lies in the span and the filter selects it. Empty when all are wanted.
+std::function<bool(const CaptureFrame& frame)>
+frameChoice(const std::optional<TimeSpan>& span, const std::shared_ptr<const DisplayFilter>& filter, bool isNanosecond);
+
 class CaptureSession : public QObject {
     Q_OBJECT
 public:
@@ -47,7 +53,7 @@ public:
     /// Reads the file and shows it in place of what is open once it has been read; until then, and when that fails or
     /// is cancelled, what is open stays.
     void open(const QString& path);
-    /// Shows a pcap file that another program is still writing, and what it adds, until `stopFollowing`.
+    /// Shows a capture that is still being written, and what is added to it, until `stopFollowing`.
     void follow(const QString& path);
     /// Then reads the whole file once more.
     void stopFollowing();
@@ -63,7 +69,7 @@ public:
 
     bool isOpen() const { return talks_ != nullptr; }
     bool isReading() const { return reading_ != nullptr; }
-    bool isFollowing() const { return analyzer_ != nullptr; }
+    bool isFollowing() const { return growing_ != nullptr; }
     QString readingPath() const { return wanted_.path; }
     AnalysisMode mode() const { return wanted_.mode; }
     const std::optional<TimeSpan>& span() const { return wanted_.span; }
@@ -113,7 +119,7 @@ private:
     std::shared_ptr<const TalkTable> whole_; ///< without span and filter, kept for the way back
     std::shared_ptr<Reading> reading_;       ///< null when there is none
     QTimer progressTimer_;
-    std::shared_ptr<GrowingPcapAnalyzer> analyzer_;
+    std::shared_ptr<GrowingCapture> growing_; ///< null when nothing is followed
     bool isPulling_ = false;
     QString followTrouble_;
     QTimer followTimer_;

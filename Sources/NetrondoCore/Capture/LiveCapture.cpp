@@ -120,6 +120,18 @@ std::string LiveCapture::permissionCommand(const std::filesystem::path& program)
     return fmt::format("sudo setcap cap_net_raw+ep '{}'", program.string());
 }
 
+bool LiveCapture::isPermitted(const std::string& interface)
+{
+    const auto capture = start({.interface = interface, .promiscuous = false});
+    if (!capture)
+        return true; // there is no program: that is another trouble
+    std::array<CaptureFrame, 1> none;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!(*capture)->isListening() && !(*capture)->hasEnded() && std::chrono::steady_clock::now() < deadline)
+        static_cast<void>((*capture)->nextBatch(none, std::chrono::milliseconds(50)));
+    return (*capture)->fault() != Fault::permission;
+}
+
 CaptureResult<void> LiveCapture::checkFilter(std::string_view text, std::uint16_t linkNumber)
 {
     char error[NR_PCAP_ERROR_SIZE];

@@ -44,12 +44,15 @@ public:
     Fault fault() const { return fault_; }
     /// The interface is being listened on.
     bool isListening() const { return isListening_; }
-    pid_t programId() const { return program_; } ///< of the capture program; -1 when it has ended
+    int descriptor() const { return frames_.descriptor(); } ///< to wait on: readable when there may be frames
+    pid_t programId() const { return program_; }            ///< of the capture program; -1 when it has ended
 
     /// The capture program as installed or as built, by where this program lies.
     static std::filesystem::path programPath();
     /// The command that gives the capture program its privilege, once, for a shell.
     static std::string permissionCommand(const std::filesystem::path& program = programPath());
+    /// Whether the capture program holds its privilege, found out by trying; takes a moment.
+    static bool isPermitted(const std::string& interface);
     /// Whether libpcap takes the text for a filter on frames of this link type; its message otherwise. Names in the
     /// text are looked up, so that this can take seconds: not for the window's thread.
     static CaptureResult<void> checkFilter(std::string_view text, std::uint16_t linkNumber = 1);

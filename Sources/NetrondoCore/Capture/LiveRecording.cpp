@@ -33,9 +33,9 @@ LiveRecording::Status LiveRecording::status() const
 
 void LiveRecording::publish()
 {
-    const Status now{frames_, source_->counts(), source_->reading() != nullptr};
+    Status now{frames_, source_->counts(), source_->reading() != nullptr, source_->trouble()};
     const std::scoped_lock locked(lock_);
-    status_ = now;
+    status_ = std::move(now);
 }
 
 Result<void, LiveRecording::Failure> LiveRecording::run(std::chrono::milliseconds interval,

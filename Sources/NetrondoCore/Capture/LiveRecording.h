@@ -31,6 +31,7 @@ public:
         std::uint64_t frames = 0;
         CaptureCounts counts;
         bool isConnected = false; ///< the source's header has come
+        std::string trouble;      ///< of the source
     };
     /// What went wrong, and with what: the source's name or the path of a file.
     struct Failure {

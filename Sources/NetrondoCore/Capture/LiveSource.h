@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <span>
+#include <string>
 
 namespace netrondo {
 
@@ -29,6 +30,9 @@ public:
     virtual const CaptureReading* reading() const = 0;
     /// What has been counted so far.
     virtual CaptureCounts counts() const = 0;
+    /// What the source is trying to get over, as a sentence: a connection that broke and is to be made again. Empty
+    /// while all is well.
+    virtual std::string trouble() const { return {}; }
 
     /// Asks for the end, which comes soon; frames that are on their way may still be given before.
     virtual void stop() = 0;

@@ -49,6 +49,7 @@ public:
     bool hasEnded() const override { return state_ == State::ended; }
     const CaptureReading* reading() const override { return stream_ ? stream_->reading() : nullptr; }
     CaptureCounts counts() const override { return {received_, 0, 0}; }
+    std::string trouble() const override { return reading() ? std::string() : lastFailure_; }
     void stop() override;
 
     bool isConnected() const { return state_ == State::connected; }
