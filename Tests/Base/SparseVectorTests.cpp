@@ -12,16 +12,16 @@ TEST(SparseVector, MakesElementsWhereTheyAreAskedForAndReadsTheDefaultElsewhere)
     };
     SparseVector<Element> elements;
     EXPECT_EQ(elements.size(), 0u);
-    elements.at(1000).value = 1;
-    elements.at(3).value = 2;
-    elements.at(1000).value += 10;
+    const auto place = elements.placeOf(1000);
+    elements.at(place).value = 1;
+    elements.at(elements.placeOf(3)).value = 2;
+    EXPECT_EQ(elements.placeOf(1000), place);
+    elements.at(place).value += 10;
     const auto& read = elements;
     EXPECT_EQ(elements.size(), 1001u);
     EXPECT_EQ(read[1000].value, 11);
     EXPECT_EQ(read[3].value, 2);
     EXPECT_EQ(read[4].value, 7);
-    elements.prefetchPlace(1'000'000); // reaches nothing, and does no harm
-    elements.prefetchElement(4);
 }
 
 } // namespace netrondo::test

@@ -45,6 +45,11 @@ struct Pending {
     const Address& host(int side) const { return side == sender ? facts.source : facts.destination; }
     FlowState& flow() const { return session->flows[sender]; }
     bool isHandshake() const { return facts.flags & (tcpFlag::syn | tcpFlag::fin); }
+    /// Its findings ask for more than others: ARP, and frames with tags.
+    bool isRare() const
+    {
+        return outline.network == FrameOutline::Network::arp || (outline.networkOffset > 14 && facts.destinationMac);
+    }
 };
 
 std::uint64_t hostsHash(const Pending& frame)
@@ -139,7 +144,7 @@ bool PairAggregator::State::read(const CaptureFrame& frame, Pending& into)
 {
     into.frame = &frame;
     auto& facts = into.facts;
-    into.outline = outlineOf(frame);
+    readOutline(frame, into.outline);
     if (!classify(frame, into.outline, mode, facts)) {
         into.skip = FrameSkip::unclassified;
         return false;
@@ -178,8 +183,6 @@ void PairAggregator::State::guessSession(Pending& frame) const
     const auto& session = table.sessions[frame.number];
     prefetch(&session.flows[0]);
     prefetch(&session.flows[1]);
-    if (frame.kind == Session::Kind::tcp)
-        expertScanner.prefetchPlace(frame.number);
 }
 
 void PairAggregator::State::approachSession(const Pending& frame) const
@@ -196,7 +199,7 @@ void PairAggregator::State::approachSession(const Pending& frame) const
         table.addresses.prefetch(session.hosts[1]);
     }
     if (frame.kind == Session::Kind::tcp) {
-        expertScanner.prefetchConnection(frame.number);
+        expertScanner.prefetchConnection(session);
         if (!frame.facts.payload.empty())
             table.tracker.prefetchRecent(flow);
     }
@@ -342,7 +345,7 @@ void PairAggregator::State::observe(const Pending& frame, const FrameSight& sigh
     if (!facts.tcpOptions.empty()) [[unlikely]]
         segment.options = &options.emplace(parseTcpOptions(facts.tcpOptions));
     const auto events = table.tracker.observe(*frame.session, table.details[frame.number], frame.sender, segment);
-    expertScanner.scanSegment(sight, copy, facts, frame.number, frame.sender, events);
+    expertScanner.scanSegment(sight, copy, facts, frame.number, *frame.session, frame.sender, events);
 }
 
 void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
@@ -354,6 +357,8 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         const auto at = [&](std::size_t step) -> Pending& { return pending[(front - step * gap) % underWay]; };
         if (reaches(1) && !at(1).skip) [[likely]]
             guessSession(at(1));
+        if (reaches(2) && at(2).isRare()) [[unlikely]]
+            expertScanner.prefetchRare(at(2).facts, at(2).outline, 1);
         if (reaches(2) && !at(2).skip) [[likely]]
             approachSession(at(2));
         if (reaches(3) && !at(3).skip) [[likely]]
@@ -366,6 +371,8 @@ void PairAggregator::State::ingest(std::span<const CaptureFrame> frames)
         if (read(frame, next))
             sessionIndex.prefetch(next.hash);
         expertScanner.prefetchStations(next.facts);
+        if (next.isRare()) [[unlikely]]
+            expertScanner.prefetchRare(next.facts, next.outline, 0);
         moveOn(begun++);
     }
     for (std::size_t i = 0; i < gap * stepsAfterReading; ++i)

@@ -62,9 +62,10 @@ struct alignas(128) Session {
     /// Of host 0 and of host 1. A session without ports keeps its frames' protocol name and category here instead:
     /// there is one for each.
     std::uint16_t ports[2] = {0, 0};
-    Address::Kind hostKind = Address::Kind::none;
-    Kind kind = Kind::other;
-    FlowState flows[2]; ///< [0] is sent by host 0
+    Address::Kind hostKind : 4 = Address::Kind::none;
+    Kind kind : 4 = Kind::other;
+    std::uint32_t watched : 24 = 0; ///< where the expert scan keeps what it knows of it; 0: not here
+    FlowState flows[2];             ///< [0] is sent by host 0
 
     bool hasPorts() const { return kind <= Kind::udp; }
 };

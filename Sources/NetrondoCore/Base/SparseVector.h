@@ -14,16 +14,18 @@ template <typename T> class SparseVector {
 public:
     /// One more than the highest number that has an element.
     std::uint32_t size() const { return places_.size(); }
-    /// The number's element, made when there is none yet.
-    T& at(std::uint32_t number)
+    /// Where the number's element lies, from 1; it is made when there is none yet. Whoever keeps the place by the
+    /// number spares itself the search.
+    std::uint32_t placeOf(std::uint32_t number)
     {
         while (places_.size() <= number)
             places_.append();
         auto& place = places_[number];
         if (!place)
             place = elements_.append() + 1;
-        return elements_[place - 1];
+        return place;
     }
+    T& at(std::uint32_t place) { return elements_[place - 1]; }
     /// The same for reading: the default element where there is none. The number is below `size()`.
     const T& operator[](std::uint32_t number) const
     {
@@ -32,20 +34,10 @@ public:
         return place ? elements_[place - 1] : none;
     }
 
-    /// For callers that look many numbers up: bring closer where an element is found, then the element.
-    void prefetchPlace(std::uint32_t number) const
-    {
-        if (number < places_.size())
-            netrondo::prefetch(&places_[number]);
-    }
-    void prefetchElement(std::uint32_t number) const
-    {
-        if (number < places_.size() && places_[number])
-            netrondo::prefetch(&elements_[places_[number] - 1]);
-    }
+    void prefetch(std::uint32_t place) const { netrondo::prefetch(&elements_[place - 1]); }
 
 private:
-    PagedVector<std::uint32_t> places_; ///< number of the element + 1, or 0
+    PagedVector<std::uint32_t> places_; ///< by number; 0 where there is no element
     PagedVector<T> elements_;
 };
 

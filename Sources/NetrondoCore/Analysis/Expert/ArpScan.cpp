@@ -24,6 +24,18 @@ void ArpScan::learnGateway(const Address& router)
         claim->isGateway = true;
 }
 
+void ArpScan::prefetch(const Address& mac, const Address& sender, const Address& target, int step) const
+{
+    const ArpQuestion question{static_cast<std::uint32_t>(sender.low), static_cast<std::uint32_t>(target.low)};
+    const auto bring = [step](const auto& table, const auto& key) {
+        step == 0 ? table.prefetchIndex(key) : table.prefetchEntry(key);
+    };
+    bring(claims_, sender);
+    bring(announcers_, mac);
+    bring(questions_, question);
+    bring(askers_, sender);
+}
+
 void ArpScan::scan(const FrameSight& sight, FindingLog& log)
 {
     const auto arp = slice(sight.data(), sight.outline.networkOffset);

@@ -29,6 +29,10 @@ public:
     void learnGateway(const Address& router);
     void finish(FindingLog& log, double end) const;
 
+    /// For callers that scan many frames: brings closer where the tables find what a request looks up (step 0), then
+    /// what they find (step 1).
+    void prefetch(const Address& mac, const Address& sender, const Address& target, int step) const;
+
 private:
     struct Claim {
         std::uint64_t mac = 0, before = 0; ///< `before`: the station that claimed it until then

@@ -180,14 +180,28 @@ void CaptureExpertScanner::skip(const FrameSight& sight, FrameSkip why)
         skipped_.push_back(key);
 }
 
-void CaptureExpertScanner::scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts,
-                                       std::uint32_t connection, int sender, TcpEvents events)
+void CaptureExpertScanner::prefetchRare(const FrameFacts& facts, const FrameOutline& outline, int step) const
 {
+    link_->prefetchStations(facts.sourceMac.low, facts.destinationMac.low, step);
+    if (outline.network == FrameOutline::Network::arp && facts.source && facts.sourceMac)
+        arp_->prefetch(facts.sourceMac, facts.source, facts.destination, step);
+}
+
+void CaptureExpertScanner::scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts,
+                                       std::uint32_t number, Session& session, int sender, TcpEvents events)
+{
+    auto place = std::uint32_t{session.watched};
+    if (!place) [[unlikely]] {
+        place = tcp_->placeOf(number);
+        constexpr std::uint32_t most = (1 << 24) - 1; // of the field; connections beyond are searched every time
+        session.watched = place <= most ? place & most : 0;
+    }
     const auto header = sight.transport();
     const auto headerLength = (header[12] >> 4) * 4u;
     const SegmentSight segment{facts,
                                sight.at,
-                               connection,
+                               number,
+                               place,
                                sender,
                                events,
                                copy,

@@ -45,8 +45,8 @@ public:
     /// The frame does not count, for this reason.
     void skip(const FrameSight& sight, FrameSkip why);
     /// A TCP segment that the tracker has just counted.
-    void scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts, std::uint32_t connection,
-                     int sender, TcpEvents events);
+    void scanSegment(const FrameSight& sight, CopyScan::Copy copy, const FrameFacts& facts, std::uint32_t number,
+                     Session& session, int sender, TcpEvents events);
     /// A frame that scans and analysis leave out.
     void leaveOut(const CaptureFrame& frame);
     /// For callers that scan many frames: bring closer what the scan of a frame looks up.
@@ -54,8 +54,14 @@ public:
     {
         link_->prefetch(facts.sourceMac.low, facts.destinationMac.low);
     }
-    void prefetchPlace(std::uint32_t connection) const { tcp_->prefetchPlace(connection); }
-    void prefetchConnection(std::uint32_t connection) const { tcp_->prefetchConnection(connection); }
+    void prefetchConnection(const Session& session) const
+    {
+        if (session.watched)
+            tcp_->prefetchConnection(session.watched);
+    }
+    /// The same for the few frames that ask for much: those of ARP, and those with tags. Called for step 0, and for
+    /// step 1 some frames later.
+    void prefetchRare(const FrameFacts& facts, const FrameOutline& outline, int step) const;
 
     // The end, for as many frames as came so far: called on the findings that `begin` gives, in this order.
     FindingLog begin() const { return log_; }

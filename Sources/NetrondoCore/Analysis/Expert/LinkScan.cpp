@@ -85,6 +85,12 @@ void LinkScan::scan(const FrameSight& sight, FindingLog& log)
     }
 }
 
+void LinkScan::prefetchStations(std::uint64_t source, std::uint64_t destination, int step) const
+{
+    for (const auto mac : {source, destination})
+        step == 0 ? stations_.prefetchIndex({mac}) : stations_.prefetchEntry({mac});
+}
+
 LinkScan::Rare& LinkScan::rare(Station& station)
 {
     if (!station.rare) {

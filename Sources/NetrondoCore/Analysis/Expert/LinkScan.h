@@ -26,6 +26,8 @@ public:
         senders_.prefetch(source);
         senders_.prefetch(destination);
     }
+    /// The same for a frame that is not an ordinary one: where its stations are found (step 0), then them (step 1).
+    void prefetchStations(std::uint64_t source, std::uint64_t destination, int step) const;
 
 private:
     /// What is known of a MAC address. Between stations that have both sent before, an ordinary frame asks for nothing

@@ -80,7 +80,7 @@ void TcpScan::note(const SegmentSight& sight, FindingLog& log)
 
 void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
 {
-    auto& connection = connections_.at(sight.connection);
+    auto& connection = connections_.at(sight.place);
     if (sight.events) [[unlikely]]
         note(sight, log);
     ++segments_;

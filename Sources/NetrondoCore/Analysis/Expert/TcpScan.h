@@ -19,8 +19,9 @@ class ConversationTable;
 /// A TCP segment as the scan sees it, after the tracker has counted it.
 struct SegmentSight {
     const FrameFacts& facts;
-    Sighting at;
+    const Sighting& at;
     std::uint32_t connection = 0; ///< the number of its session
+    std::uint32_t place = 0;      ///< where the connection is kept
     int sender = 0;               ///< which of the session's hosts
     TcpEvents events = 0;
     CopyScan::Copy copy = CopyScan::Copy::none;
@@ -34,9 +35,10 @@ public:
     explicit TcpScan(const ExpertPreferences& preferences) : preferences_(preferences) { }
 
     void scan(const SegmentSight& sight, FindingLog& log);
-    /// For callers that scan many segments: bring closer what the scan of one looks up, in this order.
-    void prefetchPlace(std::uint32_t connection) const { connections_.prefetchPlace(connection); }
-    void prefetchConnection(std::uint32_t connection) const { connections_.prefetchElement(connection); }
+    /// Where the connection of this session is kept, from now on at least; never 0.
+    std::uint32_t placeOf(std::uint32_t connection) { return connections_.placeOf(connection); }
+    /// For callers that scan many segments: brings closer what the scan of one looks up.
+    void prefetchConnection(std::uint32_t place) const { connections_.prefetch(place); }
     void finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
 
     /// The side that serves, 0 or 1: it was asked to open, or else has the port of a service.

@@ -178,6 +178,13 @@ void walkRaw(Bytes data, FrameOutline& outline)
 FrameOutline outlineOf(const CaptureFrame& frame)
 {
     FrameOutline outline;
+    readOutline(frame, outline);
+    return outline;
+}
+
+void readOutline(const CaptureFrame& frame, FrameOutline& outline)
+{
+    outline = {};
     switch (frame.linkType) {
     case LinkType::ethernet: walkEthernet(frame.data, outline); break;
     case LinkType::null:
@@ -188,7 +195,6 @@ FrameOutline outlineOf(const CaptureFrame& frame)
     case LinkType::ieee80211Radio:
     case LinkType::unknown: break;
     }
-    return outline;
 }
 
 } // namespace netrondo

@@ -38,5 +38,8 @@ struct FrameOutline {
 /// Walks the headers of a frame. Reads nothing past the captured bytes; 802.11 and unknown link types give an empty
 /// outline. A frame of link type `null` is raw IP from its first byte on: no family header is skipped.
 FrameOutline outlineOf(const CaptureFrame& frame);
+/// The same, into a record that is used again and again: copying one whose fields have just been written makes the
+/// processor wait.
+void readOutline(const CaptureFrame& frame, FrameOutline& outline);
 
 } // namespace netrondo

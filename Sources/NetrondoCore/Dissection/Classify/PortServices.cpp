@@ -70,6 +70,13 @@ constinit const std::array<ProtocolName, 65536> serviceByPort = [] {
     return table;
 }();
 
+constinit const std::array<std::uint64_t, 65536 / 64> hasService = [] {
+    std::array<std::uint64_t, 65536 / 64> bits{};
+    for (const auto& service : services)
+        bits[service.port / 64] |= std::uint64_t{1} << service.port % 64;
+    return bits;
+}();
+
 constinit const std::array<std::uint8_t, protocolNameCount> nameTraits = [] {
     std::array<std::uint8_t, protocolNameCount> traits{};
     for (const auto name : transportNames)
