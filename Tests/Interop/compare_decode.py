@@ -74,6 +74,8 @@ def theirs(capture):
         values = {}
         for field, group in FIELDS.items():
             values[field] = [value for name in group for value in columns.get(name, "").split("\x1e") if value]
+        # The end of a chain of commands is a number for them, no command.
+        values["smb.cmd"] = [value for value in values["smb.cmd"] if value != "0xff"]
         yield values, cells[-3], cells[-2], cells[-1].split(":")
 
 

@@ -61,7 +61,8 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(139), tcpPort(445)};
 } // namespace
 
-constexpr Protocol protocol{{"nbss", "NBSS", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"nbss", "NBSS", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0)};
 static_assert(wellFormed(protocol));
 } // namespace nbss
 
@@ -213,8 +214,50 @@ void readPath1(Layer& smb, std::uint64_t command, bool isUnicode)
     }
 }
 
+/// Commands whose block of words begins with the command that follows in the same message (MS-CIFS, 2.2.3.4).
+bool isChained(std::uint64_t command)
+{
+    switch (command) {
+    case 0x24:
+    case 0x2d:
+    case 0x2e:
+    case 0x2f:
+    case 0x73:
+    case 0x74:
+    case 0x75:
+    case 0xa2: return true;
+    default: return false;
+    }
+}
+
+/// Where the command behind this one begins, counted from the header; an offset of 0 is none.
+struct Link {
+    std::uint8_t command;
+    std::uint16_t offset;
+};
+
+/// A command's words and bytes.
+Link readBlock1(Layer& smb, std::uint64_t command, bool answers, bool isUnicode)
+{
+    constexpr std::uint8_t noCommand = 0xff;
+    Link next{noCommand, 0};
+    const auto words = smb.read(wordCount);
+    if (words >= 2 && isChained(command))
+        next = {smb.peek8(), static_cast<std::uint16_t>(smb.peek8(2) | smb.peek8(3) << 8)};
+    if (words)
+        smb.readBytes(parameters, words * 2);
+    const auto bytes = smb.read(byteCount);
+    const Layer::Window body(smb, std::min<std::size_t>(bytes, smb.left()));
+    if (!answers)
+        readPath1(smb, command, isUnicode);
+    if (smb.more())
+        smb.readRest(data);
+    return next.command == noCommand ? Link{noCommand, 0} : next;
+}
+
 void decode1(Layer& smb)
 {
+    const auto headerAt = smb.offset() - 4; // the magic number has been read
     const auto command = smb.read(command1);
     smb.read(status);
     const bool reply = smb.readParts(flags1, isReply) & 0x80;
@@ -222,15 +265,15 @@ void decode1(Layer& smb)
     smb.read(processHigh);
     smb.readBytes(signature, 8);
     smb.read(reserved, tree16, process, user, multiplex);
-    const auto words = smb.read(wordCount);
-    if (words)
-        smb.readBytes(parameters, words * 2);
-    const auto bytes = smb.read(byteCount);
-    const Layer::Window body(smb, std::min<std::size_t>(bytes, smb.left()));
-    if (!reply)
-        readPath1(smb, command, isUnicode);
-    if (smb.more())
-        smb.readRest(data);
+    auto next = readBlock1(smb, command, reply, isUnicode);
+    // A chain only goes forwards, which also bounds it.
+    while (next.offset && !smb.stopped() && headerAt + next.offset >= smb.offset()) {
+        if (headerAt + next.offset - smb.offset() >= smb.left())
+            return;
+        smb.skip(headerAt + next.offset - smb.offset());
+        smb.add(command1, next.command, smb.offset(), 0);
+        next = readBlock1(smb, next.command, reply, isUnicode);
+    }
 }
 
 /// What an NTLM message in a session setup says of the user (MS-NLMP, 2.2.1).
@@ -470,12 +513,12 @@ void describe(const LayerView& smb, TextSink& out)
 {
     if (smb.has(encrypted))
         return out("Encrypted SMB3");
-    if (const auto command = smb[command1])
-        out("{} {}", command, smb[isReply] == 1 ? "response" : "request");
     std::size_t count = 0;
-    smb.each(command2, [&](const Value& command) { out("{}{}", count++ ? ", " : "", command); });
+    const auto list = [&](const Value& command) { out("{}{}", count++ ? ", " : "", command); };
+    smb.each(command1, list);
+    smb.each(command2, list);
     if (count)
-        out(" {}", smb[isResponse] == 1 ? "response" : "request");
+        out(" {}", smb[isReply] == 1 || smb[isResponse] == 1 ? "response" : "request");
     if (const auto code = smb[status]; code && code.number()) {
         const auto name = nameIn(smbNames::statuses, code.number());
         out(", {}", name.empty() ? "error" : name);
