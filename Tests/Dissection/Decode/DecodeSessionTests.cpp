@@ -30,13 +30,34 @@ TEST(DecodeSession, AMessageIsAwaitedOverAsManySegmentsAsItTakes)
     EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
 }
 
-TEST(DecodeSession, SequenceNumbersMayWrap)
+struct SecondSegment {
+    std::string_view name;
+    std::uint32_t first;    ///< sequence number of the query's first 20 bytes, from port 40000 to 53
+    std::uint16_t to, from; ///< ports of the second segment
+    std::uint32_t second;   ///< its sequence number
+    std::size_t start;      ///< where in the query it begins
+    std::string_view question, together;
+};
+
+class SecondSegments : public testing::TestWithParam<SecondSegment> { };
+
+TEST_P(SecondSegments, GoOnWithTheMessageOrNot)
 {
+    const auto& row = GetParam();
     Capture capture;
-    capture.tcp(53, 40000, 0xfffffff0, Bytes(dnsQuery).first(20));
-    const auto frame = capture.tcp(53, 40000, 4, Bytes(dnsQuery).subspan(20));
-    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+    capture.tcp(53, 40000, row.first, Bytes(dnsQuery).first(20));
+    const auto frame = capture.tcp(row.to, row.from, row.second, Bytes(dnsQuery).subspan(row.start));
+    EXPECT_EQ(capture.values(frame, "dns.q"), row.question);
+    EXPECT_EQ(capture.values(frame, "tcp.together"), row.together);
 }
+
+INSTANTIATE_TEST_SUITE_P(Segments, SecondSegments,
+                         testing::Values(SecondSegment{"Follows", 100, 53, 40000, 120, 20, "example.office", "20"},
+                                         SecondSegment{"FollowsBeyondTheLastSequenceNumber", 0xfffffff0, 53, 40000, 4,
+                                                       20, "example.office", "20"},
+                                         SecondSegment{"LeavesAGap", 100, 53, 40000, 125, 25, "", ""},
+                                         SecondSegment{"GoesTheOtherWay", 100, 40000, 53, 120, 20, "", ""}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(DecodeSession, HeadersOverTwoSegmentsAreReadTogether)
 {
@@ -54,23 +75,6 @@ TEST(DecodeSession, ARepeatedSegmentLeavesTheMessageAlone)
     capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
     const auto frame = capture.tcp(53, 40000, 120, Bytes(dnsQuery).subspan(20));
     EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
-}
-
-TEST(DecodeSession, AMissingSegmentLeavesTheRestToItself)
-{
-    Capture capture;
-    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
-    const auto frame = capture.tcp(53, 40000, 125, Bytes(dnsQuery).subspan(25));
-    EXPECT_EQ(capture.values(frame, "tcp.together"), "");
-    EXPECT_EQ(capture.values(frame, "dns.q"), "");
-}
-
-TEST(DecodeSession, TheTwoWaysOfAConnectionAreApart)
-{
-    Capture capture;
-    capture.tcp(53, 40000, 100, Bytes(dnsQuery).first(20));
-    const auto frame = capture.tcp(40000, 53, 120, Bytes(dnsQuery).subspan(20));
-    EXPECT_EQ(capture.values(frame, "tcp.together"), "");
 }
 
 TEST(DecodeSession, ANewConnectionOfTheSamePortsBeginsAfresh)
@@ -136,6 +140,22 @@ TEST(DecodeSession, AHandshakeMessageOverSeveralRecordsIsPutTogether)
     const auto second = capture.tcp(443, 40001, 14, hex("16 0303 0004 05060708"));
     EXPECT_EQ(capture.values(first, "tls.hs"), "");
     EXPECT_EQ(capture.values(second, "tls.handshake_body"), "0102030405060708");
+}
+
+TEST(DecodeSession, AHandshakeMessageOverSeveralDatagramsIsPutTogether)
+{
+    constexpr std::string_view record = "16 feff 0000 0000000000";
+    Capture capture;
+    // Bytes 3 to 6 of a hello verify request before bytes 0 to 2.
+    const auto tail = capture.udp(40000, 4433, hex(record, "01 0010 03 000007 0000 000003 000004 aabbccdd"));
+    EXPECT_EQ(capture.values(tail, "tls.cookie_len"), "");
+    const auto whole = capture.udp(40000, 4433, hex(record, "02 000f 03 000007 0000 000000 000003 feff04"));
+    EXPECT_EQ(capture.values(whole, "tls.cookie_len"), "4");
+    EXPECT_EQ(capture.info(whole), "Hello Verify Request");
+    EXPECT_EQ(capture.dumpOutOfTurn(whole), capture.dump(whole));
+    // The other way has pieces of its own.
+    const auto other = capture.udp(4433, 40000, hex(record, "01 0010 03 000007 0000 000003 000004 aabbccdd"));
+    EXPECT_EQ(capture.values(other, "tls.hs"), "3 (Hello Verify Request)");
 }
 
 TEST(DecodeSession, FragmentsInAnyOrderBecomeOneDatagram)

@@ -1,9 +1,11 @@
 // Transport Layer Security: the records (RFC 8446, 5) and what is in them before encryption begins.
+#include "Dissection/Decode/PieceBuffer.h"
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/TlsHandshake.h"
 
 #include <algorithm>
 #include <array>
+#include <vector>
 
 namespace netrondo {
 namespace {
@@ -148,8 +150,73 @@ void decodeTls(Layer& tls)
         tls.await(tlsHandshake::message, pieces.missing());
 }
 
+/// The message of a way whose pieces are coming.
+struct DatagramPieces : ProtocolMemory {
+    std::uint8_t kind = 0;
+    std::uint16_t sequence = 0;
+    std::uint32_t size = 0; ///< 0: none is open
+    PieceBuffer pieces;
+};
+
+constexpr std::uint32_t longestMessage = 64 * 1024;
+
+/// Takes a piece; the whole message behind the header of one that came in a single piece, or nothing yet.
+std::vector<std::uint8_t> put(DatagramPieces& open, const tlsHandshake::Fragment& part)
+{
+    if (part.size > longestMessage || part.start > part.size || part.bytes.size() > part.size - part.start)
+        return {};
+    if (open.size != part.size || open.sequence != part.sequence || open.kind != part.kind) {
+        open.kind = part.kind;
+        open.sequence = part.sequence;
+        open.size = part.size;
+        open.pieces = {};
+    }
+    open.pieces.add(part.start, part.bytes);
+    const auto body = open.pieces.beginning();
+    if (body.size() < open.size)
+        return {};
+    const auto high = static_cast<std::uint8_t>(open.size >> 16), middle = static_cast<std::uint8_t>(open.size >> 8),
+               low = static_cast<std::uint8_t>(open.size);
+    std::vector<std::uint8_t> whole = {open.kind,
+                                       high,
+                                       middle,
+                                       low,
+                                       static_cast<std::uint8_t>(open.sequence >> 8),
+                                       static_cast<std::uint8_t>(open.sequence),
+                                       0,
+                                       0,
+                                       0,
+                                       high,
+                                       middle,
+                                       low};
+    whole.insert(whole.end(), body.begin(), body.end());
+    open.size = 0;
+    return whole;
+}
+
+/// Gives the messages that end with pieces of this datagram to layers of their own.
+void handOverWhole(Layer& tls, const tlsHandshake::Fragments& fragments)
+{
+    if (!fragments.count)
+        return;
+    tls.setBare();
+    while (const auto kept = tls.kept())
+        tls.handOverCopy(dtls::protocol, *kept);
+    auto* open = tls.memory<DatagramPieces>(Transport::udp, Layer::Ways::one);
+    for (std::size_t i = 0; open && i < fragments.count; ++i) {
+        const auto whole = put(*open, fragments.all[i]);
+        if (whole.empty())
+            continue;
+        tls.keep(whole);
+        tls.handOverCopy(dtls::protocol, whole);
+    }
+}
+
 void decodeDtls(Layer& tls)
 {
+    if (tls.isBare())
+        return tlsHandshake::readMessages(tls, tlsHandshake::Framing::datagram);
+    tlsHandshake::Fragments fragments;
     while (tls.more()) {
         if (!isDatagramRecord(tls.rest()))
             return tls.reject(contentType);
@@ -161,10 +228,11 @@ void decodeDtls(Layer& tls)
         const auto size = tls.read(length);
         const Layer::Window window(tls, size);
         if (kind == 22 && era == 0 && tlsHandshake::looksPlain(tls.rest()))
-            tlsHandshake::readMessages(tls, tlsHandshake::Framing::datagram);
+            tlsHandshake::readMessages(tls, tlsHandshake::Framing::datagram, &fragments);
         else
             readContent(tls, kind);
     }
+    handOverWhole(tls, fragments);
 }
 
 void describeRecord(const LayerView& tls, std::uint64_t kind, std::uint32_t from, std::uint32_t to, TextSink& out)
@@ -234,12 +302,14 @@ constexpr Claim claims[] = {tcpPort(443),  tcpPort(465),  tcpPort(563),  tcpPort
                             tcpPort(5223), tcpPort(6697), tcpPort(8443), tcpPort(8883), tcpPort(9443)};
 } // namespace
 
-constexpr Protocol protocol{{"tls", "TLS", Wire::layer}, catalogue, claims, decodeTls, describe, guessTls};
+constexpr Protocol protocol{{"tls", "TLS", Wire::layer},        catalogue, claims, decodeTls, describe, guessTls,
+                            opensWith({Transport::tcp}, 20, 24)};
 static_assert(wellFormed(protocol));
 } // namespace tls
 
 namespace dtls {
-constexpr Protocol protocol{{"dtls", "DTLS", Wire::layer}, {}, {}, decodeDtls, describe, guessDtls};
+constexpr Protocol protocol{{"dtls", "DTLS", Wire::layer},      {}, {}, decodeDtls, describe, guessDtls,
+                            opensWith({Transport::udp}, 20, 25)};
 static_assert(wellFormed(protocol));
 } // namespace dtls
 

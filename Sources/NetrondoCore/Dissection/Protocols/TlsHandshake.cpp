@@ -225,19 +225,22 @@ std::size_t wholeMessages(Bytes bytes)
     return at;
 }
 
-void readMessages(Layer& layer, Framing framing)
+void readMessages(Layer& layer, Framing framing, Fragments* fragments)
 {
     while (layer.more()) {
         const Layer::Group node(layer, message, layer.peek8());
         const auto kind = layer.read(type);
         auto size = layer.read(length);
         if (framing == Framing::datagram) {
-            layer.read(sequence);
+            const auto number = layer.read(sequence);
             const auto start = layer.read(fragmentOffset);
             const auto part = layer.read(fragmentLength);
-            if (start || part != size) { // pieces are not put together
-                if (part)
-                    layer.readBytes(body, part);
+            if (start || part != size) {
+                const auto bytes = part ? layer.readBytes(body, part) : Bytes();
+                if (fragments && !bytes.empty() && fragments->count < fragments->all.size())
+                    fragments->all[fragments->count++] = {
+                        static_cast<std::uint8_t>(kind), static_cast<std::uint16_t>(number),
+                        static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(start), bytes};
                 continue;
             }
         }
