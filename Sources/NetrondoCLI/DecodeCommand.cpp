@@ -81,7 +81,8 @@ int run(const Wishes& wishes)
     Writer writer(out, wishes.json);
     // Trees show what earlier frames tell of a frame; the list does not, and costs less without.
     const bool needsHistory = wishes.json || (*filter && (*filter)->readsFindings());
-    FrameSelector selector(*filter, (*reader)->isNanosecond(), needsHistory ? followHistory() : FrameHistory{});
+    FrameSelector selector(*filter, (*reader)->isNanosecond(), needsHistory ? followHistory() : FrameHistory{},
+                           wishes.json ? DecodeDepth::tree : DecodeDepth::row);
     DecodedFrame decoded;
     std::uint64_t number = 0, written = 0;
     std::array<CaptureFrame, 64> frames;

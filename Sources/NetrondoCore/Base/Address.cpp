@@ -2,6 +2,7 @@
 #include "Base/Address.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <cstring>
 #include <random>
 
@@ -10,24 +11,38 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-char* writeDecimal(char* out, unsigned value)
+/// Every octet's digits with a point behind them, and how many characters that makes.
+struct OctetText {
+    char text[4];
+    std::uint8_t size;
+};
+
+constexpr std::array<OctetText, 256> makeOctets()
 {
-    if (value >= 100)
-        *out++ = static_cast<char>('0' + value / 100);
-    if (value >= 10)
-        *out++ = static_cast<char>('0' + value / 10 % 10);
-    *out++ = static_cast<char>('0' + value % 10);
-    return out;
+    std::array<OctetText, 256> all{};
+    for (unsigned value = 0; value < 256; ++value) {
+        auto& [text, size] = all[value];
+        if (value >= 100)
+            text[size++] = static_cast<char>('0' + value / 100);
+        if (value >= 10)
+            text[size++] = static_cast<char>('0' + value / 10 % 10);
+        text[size++] = static_cast<char>('0' + value % 10);
+        text[size++] = '.';
+    }
+    return all;
 }
 
+constexpr auto octets = makeOctets();
+
+/// Writes one character more than it counts: `out` has room for it.
 char* writeIpv4(char* out, std::uint32_t value)
 {
     for (int shift = 24; shift >= 0; shift -= 8) {
-        out = writeDecimal(out, value >> shift & 0xff);
-        if (shift)
-            *out++ = '.';
+        const auto& octet = octets[value >> shift & 0xff];
+        std::memcpy(out, octet.text, sizeof octet.text);
+        out += octet.size;
     }
-    return out;
+    return out - 1; // without the last point
 }
 
 char* writeHexFixed(char* out, std::uint64_t value, int digits)

@@ -2,10 +2,12 @@
 #include "Support/Allocations.h"
 #include "Support/Dissect.h"
 #include "Support/Golden.h"
+#include "Support/Hex.h"
 #include "Support/ProtocolFrames.h"
 #include "Support/SampleFrames.h"
 #include "Targets/Decode.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Dissection/Decode/Dissector.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 
@@ -173,6 +175,100 @@ TEST(PacketDecoder, DecodesAnyFrameOfASampleAsItDidInOrder)
         for (std::size_t i = capture.frames.size(); i-- > 0;) {
             decoder.decode(viewOf(capture.frames[i]), i + 1, frame);
             EXPECT_EQ(dump(frame, true), inOrder[i]) << i + 1;
+        }
+    }
+}
+
+TEST(PacketDecoder, ARowSaysOfAnyFrameWhatItsTreeSays)
+{
+    std::mt19937 random(11);
+    int total = 0;
+    for (auto& capture : sampleCaptures(60)) {
+        PacketDecoder trees, rows;
+        DecodedFrame tree, row;
+        for (auto& kept : capture.frames) {
+            if (++total % 3 == 0 && !kept.data.empty()) { // an odd one: headers that contradict themselves
+                auto& byte = kept.data[random() % std::min<std::size_t>(kept.data.size(), 60)];
+                byte = static_cast<std::uint8_t>(byte ^ 1u << random() % 8);
+            }
+            const auto frame = viewOf(kept);
+            trees.decodeNext(frame, tree);
+            rows.skip(frame);
+            rows.decodeCounted(frame, row, DecodeDepth::row);
+            ASSERT_EQ(info(row), info(tree)) << capture.name << " frame " << tree.summary.number;
+            ASSERT_EQ(row.summary.protocol, tree.summary.protocol) << capture.name << " frame " << tree.summary.number;
+            ASSERT_EQ(row.summary.source, tree.summary.source) << info(tree);
+            ASSERT_EQ(row.summary.destination, tree.summary.destination) << info(tree);
+            ASSERT_EQ(row.summary.transport, tree.summary.transport) << info(tree);
+            ASSERT_EQ(row.summary.sourcePort, tree.summary.sourcePort) << info(tree);
+            ASSERT_EQ(row.summary.destinationPort, tree.summary.destinationPort) << info(tree);
+            ASSERT_EQ(row.summary.length, tree.summary.length) << info(tree);
+        }
+    }
+    EXPECT_GT(total, 300);
+}
+
+TEST(PacketDecoder, ARowOfAnOrdinaryFrameTakesFewNodes)
+{
+    const auto bytes = hex("020000000002 020000000001 0800 45000028 00010000 4006 0000 0a000001 0a000002",
+                           "c738 01bb 00000001 00000001 5010 03e8 0000 0000");
+    CaptureFrame frame;
+    frame.linkType = LinkType::ethernet;
+    frame.data = bytes;
+    frame.capturedLength = frame.originalLength = static_cast<std::uint32_t>(bytes.size());
+    PacketDecoder decoder;
+    DecodedFrame decoded;
+    decoder.skip(frame);
+    decoder.decodeCounted(frame, decoded, DecodeDepth::row);
+    EXPECT_EQ(layers(decoded), "tcp");
+    decoder.decodeCounted(frame, decoded);
+    EXPECT_EQ(layers(decoded), "frame:eth:ip:tcp");
+}
+
+TEST(Protocols, GuessNothingOutsideTheirOpening)
+{
+    std::mt19937 random(12);
+    int guessed = 0;
+    for (const auto& capture : sampleCaptures(40)) {
+        for (const auto& frame : capture.frames) {
+            // Where payloads begin, and where none does.
+            for (const std::size_t at : {14u, 28u, 34u, 42u, 54u, 62u, 66u}) {
+                auto payload = frame.data;
+                payload.erase(payload.begin(),
+                              payload.begin() + static_cast<std::ptrdiff_t>(std::min(at, payload.size())));
+                if (!payload.empty() && random() % 4 == 0)
+                    payload[0] = static_cast<std::uint8_t>(random());
+                for (const auto* protocol : Dissector::protocols()) {
+                    for (const auto transport : {Transport::none, Transport::tcp, Transport::udp, Transport::sctp,
+                                                 Transport::dccp, Transport::udpLite}) {
+                        if (!protocol->guess || protocol->guess(payload, transport) == Likeness::none)
+                            continue;
+                        ++guessed;
+                        ASSERT_TRUE(!payload.empty() && protocol->opening.allows(transport, payload[0]))
+                            << protocol->field.id << " in " << capture.name;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_GT(guessed, 500);
+}
+
+TEST(PacketDecoder, KeepsTheMarksOfTheStreamsHistoryForFramesOutOfTurn)
+{
+    for (const auto& capture : sampleCaptures(200)) {
+        PacketDecoder ordered(false, PacketDecoder::Keep::contexts);
+        const auto history = followHistory();
+        std::vector<std::string> marks;
+        DecodedFrame decoded;
+        for (const auto& frame : capture.frames) {
+            ordered.decodeNext(viewOf(frame), decoded);
+            ordered.mark(decoded, history(viewOf(frame)));
+            marks.push_back(experts(decoded));
+        }
+        for (std::size_t i = capture.frames.size(); i-- > 0;) {
+            ordered.decode(viewOf(capture.frames[i]), i + 1, decoded);
+            ASSERT_EQ(experts(decoded), marks[i]) << capture.name << " frame " << i + 1;
         }
     }
 }

@@ -43,6 +43,11 @@ void DecodeSession::forget(const ConnectionKey& key)
     connections_.erase(found);
 }
 
+bool DecodeSession::isFollowing(const ConnectionKey& key) const
+{
+    return connections_.contains(key);
+}
+
 const Protocol* DecodeSession::protocolOf(const ConnectionKey& key) const
 {
     const auto found = connections_.find(key);

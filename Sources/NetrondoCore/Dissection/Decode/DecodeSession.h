@@ -106,6 +106,8 @@ public:
     void leaveStream(const StreamOutcome& outcome, Bytes payload);
     /// A connection between these two begins: what was known of an earlier one does not hold.
     void forget(const ConnectionKey& key);
+    /// Whether anything is kept of the connection.
+    bool isFollowing(const ConnectionKey& key) const;
     /// The protocol of a connection, known by what came before; or null.
     const Protocol* protocolOf(const ConnectionKey& key) const;
     /// From here on the connection's payloads are this protocol's.

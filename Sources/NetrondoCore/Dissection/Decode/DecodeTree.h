@@ -89,7 +89,8 @@ public:
 
     // For the dissectors.
     bool full() const { return count_ >= maxNodes; }
-    Node& add(const Field& field, std::uint64_t number, std::size_t offset, std::size_t length, std::uint8_t flags)
+    [[gnu::always_inline]] Node& add(const Field& field, std::uint64_t number, std::size_t offset, std::size_t length,
+                                     std::uint8_t flags)
     {
         if (count_ == capacity_) [[unlikely]]
             grow();

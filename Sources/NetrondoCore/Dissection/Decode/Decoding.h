@@ -26,12 +26,18 @@ struct PendingLayer {
     std::uint32_t continued; ///< so many first bytes belong to a message that began in an earlier segment
 };
 
+/// How much of a frame is asked for.
+enum class DecodeDepth : std::uint8_t {
+    tree, ///< everything
+    row,  ///< what a row of the packet list says: the tree may begin with the transport, and no checksum is judged
+};
+
 struct Decoding {
     static constexpr std::size_t maxPending = 32;
 
     Decoding(DecodeTree& into, FrameSummary& columns, const CaptureFrame& of, DecodeSession* inOrder,
-             FoundContexts* outOfTurn)
-        : tree(into), summary(columns), capture(of), session(inOrder), contexts(outOfTurn)
+             FoundContexts* outOfTurn, DecodeDepth wanted)
+        : tree(into), summary(columns), capture(of), session(inOrder), contexts(outOfTurn), depth(wanted)
     { }
 
     DecodeTree& tree;
@@ -40,6 +46,7 @@ struct Decoding {
 
     DecodeSession* session;  ///< follows the frames in their order; null for a frame out of turn
     FoundContexts* contexts; ///< what an earlier pass found this frame to need; null when none was made
+    DecodeDepth depth;
     /// The segment whose stream is followed: what of it is in the frame, and how it ends.
     struct Stream {
         bool isEntered = false;

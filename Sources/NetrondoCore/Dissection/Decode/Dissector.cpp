@@ -1,6 +1,7 @@
 // The table of claims, the choice of the next protocol, and the loop that runs one layer after the other.
 #include "Dissection/Decode/Dissector.h"
 
+#include "Dissection/Decode/OrdinaryHeaders.h"
 #include "Dissection/Decode/StopFields.h"
 #include "Dissection/Protocols/Protocols.h"
 
@@ -41,7 +42,7 @@ public:
                 std::fill(table.begin() + claim.low, table.begin() + claim.high + 1, static_cast<std::uint8_t>(i + 1));
             }
             if (all[i]->guess)
-                guessers_.push_back(all[i]);
+                addGuesser(*all[i]);
         }
     }
 
@@ -50,11 +51,27 @@ public:
         const auto index = tables_[static_cast<std::size_t>(table)][number];
         return index ? all[index - 1] : nullptr;
     }
-    std::span<const Protocol* const> guessers() const { return guessers_; }
+    /// Those whose guess is worth asking for a payload that begins like this one.
+    std::span<const Protocol* const> guessers(Transport transport, Bytes payload) const
+    {
+        if (payload.empty())
+            return {};
+        return guessers_[static_cast<std::size_t>(transport)][payload[0]];
+    }
 
 private:
+    static constexpr std::size_t transports = static_cast<std::size_t>(Transport::udpLite) + 1;
+
+    void addGuesser(const Protocol& protocol)
+    {
+        for (std::size_t transport = 0; transport < transports; ++transport)
+            for (std::size_t byte = 0; byte < 256; ++byte)
+                if (protocol.opening.allows(static_cast<Transport>(transport), static_cast<std::uint8_t>(byte)))
+                    guessers_[transport][byte].push_back(&protocol);
+    }
+
     std::array<std::vector<std::uint8_t>, static_cast<std::size_t>(ClaimTable::count)> tables_;
-    std::vector<const Protocol*> guessers_;
+    std::array<std::array<std::vector<const Protocol*>, 256>, transports> guessers_;
 };
 
 const Registry& registry()
@@ -63,36 +80,51 @@ const Registry& registry()
     return registry;
 }
 
+/// Puts the transport's layer first: what stands before it is taken as read.
+void beginAtTransport(Decoding& decoding, const OrdinaryHeaders& headers)
+{
+    decoding.networkSource = decoding.summary.source = headers.source();
+    decoding.networkDestination = decoding.summary.destination = headers.destination();
+    const auto* const frame = decoding.capture.data.data();
+    const auto begin = static_cast<std::uint32_t>(headers.transport - frame);
+    const auto end = static_cast<std::uint32_t>(headers.payload.data() + headers.payload.size() - frame);
+    const auto& protocol = headers.isTcp ? tcp::protocol : udp::protocol;
+    decoding.pending[0] = {&protocol, begin, end, end, 0, false, false, false, false, 0};
+}
+
+/// `place` is good until the layer hands something over.
 void run(Decoding& decoding, const PendingLayer& place)
 {
     auto& tree = decoding.tree;
+    const auto& protocol = *place.protocol;
+    const auto offset = place.offset, end = place.end, continued = place.continued;
+    const auto flags = place.nodeFlags;
     const auto node = tree.size();
-    const bool quoted = place.nodeFlags & Node::quoted;
-    if (!tree.addLayer(*place.protocol, quoted)) {
-        tree.add(stop::malformed, reinterpret_cast<std::uintptr_t>(&stop::tooManyLayers), place.offset,
-                 place.end - place.offset, place.nodeFlags)
+    const bool quoted = flags & Node::quoted;
+    if (!tree.addLayer(protocol, quoted)) {
+        tree.add(stop::malformed, reinterpret_cast<std::uintptr_t>(&stop::tooManyLayers), offset, end - offset, flags)
             .expert = Expert::bounded;
         decoding.pendingCount = 0;
         return;
     }
-    const bool isEmbedded = place.nodeFlags & Node::embedded;
-    if (!quoted && !isEmbedded && place.protocol != &data::protocol && place.protocol != &padding::protocol)
-        decoding.summary.protocol = place.protocol;
-    tree.add(place.protocol->field, 0, place.offset, place.end - place.offset, place.nodeFlags);
+    if (!quoted && !(flags & Node::embedded) && &protocol != &data::protocol && &protocol != &padding::protocol)
+        decoding.summary.protocol = &protocol;
+    tree.add(protocol.field, 0, offset, end - offset, flags);
     Layer layer(decoding, place);
     const auto firstPending = decoding.pendingCount;
-    if (place.continued)
-        layer.readBytes(stop::continuation, place.continued);
-    if (!place.continued || layer.left())
-        place.protocol->decode(layer);
+    if (continued)
+        layer.readBytes(stop::continuation, continued);
+    if (!continued || layer.left())
+        protocol.decode(layer);
     layer.finish();
     tree.close(node);
     // The node of a layer stands for its header where the payload belongs to other layers.
     const auto added = decoding.pendingCount - firstPending;
     if (added && !(decoding.pending[firstPending].nodeFlags & Node::derivedBytes))
-        tree.at(node).length = decoding.pending[firstPending].offset - place.offset;
-    std::reverse(decoding.pending.begin() + static_cast<std::ptrdiff_t>(firstPending),
-                 decoding.pending.begin() + static_cast<std::ptrdiff_t>(decoding.pendingCount));
+        tree.at(node).length = decoding.pending[firstPending].offset - offset;
+    if (added > 1)
+        std::reverse(decoding.pending.begin() + static_cast<std::ptrdiff_t>(firstPending),
+                     decoding.pending.begin() + static_cast<std::ptrdiff_t>(decoding.pendingCount));
 }
 
 } // namespace
@@ -140,7 +172,7 @@ const Protocol* application(Bytes payload, Transport transport, std::uint16_t so
     if (claimed && (!claimed->guess || claimed->guess(payload, transport) != Likeness::none))
         return claimed;
     const Protocol* likely = nullptr;
-    for (const auto* protocol : registry().guessers()) {
+    for (const auto* protocol : registry().guessers(transport, payload)) {
         switch (protocol->guess(payload, transport)) {
         case Likeness::none: break;
         case Likeness::likely: likely = likely ? likely : protocol; break;
@@ -151,7 +183,7 @@ const Protocol* application(Bytes payload, Transport transport, std::uint16_t so
 }
 
 void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary, DecodeSession* session,
-            FoundContexts* contexts)
+            FoundContexts* contexts, DecodeDepth depth)
 {
     tree.clear(capture.data);
     summary.source = summary.destination = {};
@@ -162,15 +194,18 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
 
     if (session)
         session->beginFrame(summary.number, summary.nanoseconds);
-    Decoding decoding{tree, summary, capture, session, contexts};
-    const auto size = static_cast<std::uint32_t>(capture.data.size());
-    decoding.pending[0] = {
-        &frame::protocol, 0, size, std::max(size, capture.originalLength), 0, false, false, false, false, 0};
-    decoding.pendingCount = 1;
-    while (decoding.pendingCount) {
-        const auto next = decoding.pending[--decoding.pendingCount];
-        run(decoding, next);
+    Decoding decoding{tree, summary, capture, session, contexts, depth};
+    if (const auto headers = depth == DecodeDepth::row ? OrdinaryHeaders::find(capture) : std::nullopt) {
+        beginAtTransport(decoding, *headers);
+    } else {
+        const auto size = static_cast<std::uint32_t>(capture.data.size());
+        decoding.pending[0] = {
+            &frame::protocol, 0, size, std::max(size, capture.originalLength), 0, false, false, false, false, 0};
     }
+    decoding.pendingCount = 1;
+    // A place is taken where it stands: its parts have just been written one by one, and a copy would wait for them.
+    while (decoding.pendingCount)
+        run(decoding, decoding.pending[--decoding.pendingCount]);
     if (decoding.stream.isEntered)
         session->leaveStream(decoding.stream.outcome, decoding.stream.payload);
 }

@@ -31,7 +31,7 @@ const Protocol& paddingProtocol();
 /// Decodes the frame into the tree and the summary; both are started afresh, but for the summary's number and time.
 /// With `session` it follows the frames before it there; else it may find what it needs of them in `contexts`.
 void decode(const CaptureFrame& frame, DecodeTree& tree, FrameSummary& summary, DecodeSession* session = nullptr,
-            FoundContexts* contexts = nullptr);
+            FoundContexts* contexts = nullptr, DecodeDepth depth = DecodeDepth::tree);
 
 } // namespace Dissector
 

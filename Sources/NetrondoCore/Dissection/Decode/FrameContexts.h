@@ -17,6 +17,7 @@ enum class ContextKind : std::uint8_t {
     stream,   ///< of a TCP payload: its protocol, how much of it goes on, the start of its first message
     datagram, ///< the payload of the datagram that this frame completes
     protocol, ///< a protocol's own: unpacked headers, keys
+    history,  ///< findings of the streams' history, a byte each
 };
 
 struct FrameContext {
@@ -58,7 +59,7 @@ public:
 private:
     std::vector<Entry> entries_;
     std::vector<std::uint8_t> bytes_;
-    std::array<std::size_t, 3> next_{};
+    std::array<std::size_t, 4> next_{};
 };
 
 /// Frames come in order; only those with a context take room, most of them 32 bytes. Past `maxBytes` nothing more is

@@ -18,7 +18,8 @@ public:
 
     // Reading. Past the end these yield 0 or nothing, add no node and mark the layer as stopped, once and for all.
 
-    std::uint64_t read(const Field& field)
+    // Inlined where the field is known to the compiler, what remains is a load and a node.
+    [[gnu::always_inline]] std::uint64_t read(const Field& field)
     {
         const auto size = sizeOf(field.wire);
         if (left() < size || stopped_) [[unlikely]]
@@ -257,7 +258,7 @@ private:
     friend class Window;
 
     const std::uint8_t* at() const { return base_ + offset_; }
-    static std::uint64_t load(Wire wire, const std::uint8_t* at)
+    [[gnu::always_inline]] static std::uint64_t load(Wire wire, const std::uint8_t* at)
     {
         switch (sizeOf(wire)) {
         case 1: return wire == Wire::i8 ? static_cast<std::uint64_t>(static_cast<std::int8_t>(*at)) : *at;

@@ -2,6 +2,7 @@
 #include "Dissection/Decode/PacketDecoder.h"
 
 #include "Dissection/Decode/Dissector.h"
+#include "Dissection/Decode/FrameHistory.h"
 
 namespace netrondo {
 
@@ -37,10 +38,21 @@ void PacketDecoder::decodeNext(const CaptureFrame& frame, DecodedFrame& decoded)
     decodeCounted(frame, decoded);
 }
 
-void PacketDecoder::decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded)
+void PacketDecoder::decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth)
 {
     number(frame, count_, decoded.summary);
-    Dissector::decode(frame, decoded.tree, decoded.summary, session_.get());
+    Dissector::decode(frame, decoded.tree, decoded.summary, session_.get(), nullptr, depth);
+}
+
+void PacketDecoder::mark(DecodedFrame& decoded, std::span<const Expert> findings)
+{
+    if (findings.empty())
+        return;
+    markHistory(decoded, findings);
+    static_assert(sizeof(Expert) == 1);
+    if (contexts_)
+        contexts_->add({count_, ContextKind::history, nullptr, 0},
+                       {reinterpret_cast<const std::uint8_t*>(findings.data()), findings.size()});
 }
 
 void PacketDecoder::decode(const CaptureFrame& frame, std::uint64_t number, DecodedFrame& decoded) const
@@ -49,6 +61,10 @@ void PacketDecoder::decode(const CaptureFrame& frame, std::uint64_t number, Deco
     if (contexts_)
         contexts_->find(number, decoded.contexts);
     Dissector::decode(frame, decoded.tree, decoded.summary, nullptr, contexts_ ? &decoded.contexts : nullptr);
+    if (const auto* found = contexts_ ? decoded.contexts.next(ContextKind::history) : nullptr) {
+        const auto bytes = decoded.contexts.bytesOf(*found);
+        markHistory(decoded, {reinterpret_cast<const Expert*>(bytes.data()), bytes.size()});
+    }
 }
 
 } // namespace netrondo

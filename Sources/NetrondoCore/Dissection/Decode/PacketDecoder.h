@@ -4,9 +4,11 @@
 #include "Capture/CaptureFrame.h"
 #include "Dissection/Decode/DecodeSession.h"
 #include "Dissection/Decode/DecodeTree.h"
+#include "Dissection/Decode/Decoding.h"
 #include "Dissection/Decode/FrameSummary.h"
 
 #include <memory>
+#include <span>
 
 namespace netrondo {
 
@@ -31,7 +33,7 @@ struct DecodedFrame {
 /// Numbers frames and times them against the first one.
 ///
 /// Frames that are decoded in their order know what the ones before left unfinished. With `Keep::contexts` the decoder
-/// keeps what each of them needed, and then decodes any of them again as it was the first time.
+/// keeps what each of them needed and was marked with, and then decodes any of them again as it was the first time.
 class PacketDecoder {
 public:
     enum class Keep { nothing, contexts };
@@ -44,7 +46,9 @@ public:
     /// Counts a frame without decoding it; what it would have left for later ones is unknown to them.
     void skip(const CaptureFrame& frame);
     /// Decodes the frame that was counted last.
-    void decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded);
+    void decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth = DecodeDepth::tree);
+    /// Marks the frame that was decoded last, out of those in their order, with what the streams' history tells of it.
+    void mark(DecodedFrame& decoded, std::span<const Expert> findings);
     /// Decodes any frame, by its number; the time counts from the first frame that was met. It may be called while
     /// another thread decodes frames in their order.
     void decode(const CaptureFrame& frame, std::uint64_t number, DecodedFrame& decoded) const;

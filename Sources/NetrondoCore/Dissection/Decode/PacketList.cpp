@@ -4,6 +4,7 @@
 #include "Dissection/Decode/Render.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace netrondo {
 
@@ -23,13 +24,22 @@ void PacketList::alignRight(Column column, std::size_t start, TextSink& out)
     out.put(' ');
 }
 
+void PacketList::putRight(Column column, std::uint64_t value, TextSink& out)
+{
+    char digits[20];
+    const auto size = static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+    auto& width = widths_[column];
+    width = std::max(width, size);
+    out.pad(out.size() + width - size);
+    out.put(std::string_view(digits, size));
+    out.put(' ');
+}
+
 void PacketList::write(const DecodedFrame& frame, TextSink& out)
 {
     const auto& summary = frame.summary;
+    putRight(number, summary.number, out);
     auto start = out.size();
-    out.put(summary.number);
-    alignRight(number, start, out);
-    start = out.size();
     Render::time(summary.nanoseconds, out);
     alignRight(time, start, out);
     start = out.size();
@@ -41,9 +51,7 @@ void PacketList::write(const DecodedFrame& frame, TextSink& out)
     start = out.size();
     out.put(Render::protocol(summary));
     align(protocol, start, out);
-    start = out.size();
-    out.put(std::uint64_t{summary.length});
-    alignRight(length, start, out);
+    putRight(length, summary.length, out);
     start = out.size();
     Render::info(frame, out);
     if (out.size() == start) // nothing to say: no blank at the line's end

@@ -4,7 +4,9 @@
 #include "Base/Bytes.h"
 #include "Dissection/Decode/Field.h"
 
+#include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -125,6 +127,52 @@ enum class Likeness : std::uint8_t { none, likely, certain };
 /// Looks at a payload's first bytes.
 using Guess = Likeness (*)(Bytes payload, Transport transport);
 
+/// Where a guess can say anything but `none`, so that most payloads need few guesses: on which transports, and behind
+/// which first bytes.
+struct Opening {
+    std::uint8_t transports = 0xff; ///< a bit for each `Transport`
+    std::array<bool, 256> firstBytes = everyByte();
+
+    static constexpr std::array<bool, 256> everyByte()
+    {
+        std::array<bool, 256> all{};
+        all.fill(true);
+        return all;
+    }
+    constexpr bool allows(Transport transport, std::uint8_t firstByte) const
+    {
+        return (transports >> static_cast<unsigned>(transport) & 1) && firstBytes[firstByte];
+    }
+    /// The same, with these first bytes too.
+    constexpr Opening orBytes(std::uint8_t low, std::uint8_t high) const
+    {
+        auto wider = *this;
+        for (unsigned byte = low; byte <= high; ++byte)
+            wider.firstBytes[byte] = true;
+        return wider;
+    }
+    constexpr Opening orByte(std::uint8_t byte) const { return orBytes(byte, byte); }
+};
+
+constexpr Opening opensOn(std::initializer_list<Transport> transports)
+{
+    Opening opening;
+    opening.transports = 0;
+    for (const auto transport : transports)
+        opening.transports = static_cast<std::uint8_t>(opening.transports | 1u << static_cast<unsigned>(transport));
+    return opening;
+}
+constexpr Opening opensWith(std::initializer_list<Transport> transports, std::uint8_t low, std::uint8_t high)
+{
+    auto opening = opensOn(transports);
+    opening.firstBytes = {};
+    return opening.orBytes(low, high);
+}
+constexpr Opening opensWith(std::initializer_list<Transport> transports, std::uint8_t firstByte)
+{
+    return opensWith(transports, firstByte, firstByte);
+}
+
 struct Protocol {
     Field field;                               ///< its name in filters, its display name, `Wire::layer`
     std::span<const Field* const> catalogue{}; ///< the fields that filters, completion and help show, in their order
@@ -133,6 +181,7 @@ struct Protocol {
     void (*describe)(const LayerView&,
                      TextSink&) = nullptr; ///< says it in a line; nothing said leaves it to the layer below
     Guess guess = nullptr;                 ///< knows it by its content
+    Opening opening{};                     ///< of what the guess knows
 };
 
 /// True for a field that may stand in a catalogue: a dotted lower-case id under its protocol's name, and a summary.

@@ -15,8 +15,17 @@ constexpr std::size_t maxHexBytes = 4096;
 
 void hexBytes(Bytes bytes, TextSink& out)
 {
-    for (const auto byte : bytes.first(std::min(bytes.size(), maxHexBytes)))
-        out.putHex(byte, 2);
+    char digits[256]; // put in pieces: payloads are most of what a tree spells out
+    for (auto rest = bytes.first(std::min(bytes.size(), maxHexBytes)); !rest.empty();) {
+        const auto piece = rest.first(std::min(rest.size(), sizeof digits / 2));
+        auto* to = digits;
+        for (const auto byte : piece) {
+            *to++ = "0123456789abcdef"[byte >> 4];
+            *to++ = "0123456789abcdef"[byte & 0xf];
+        }
+        out.put(std::string_view(digits, to));
+        rest = rest.subspan(piece.size());
+    }
     if (bytes.size() > maxHexBytes)
         out.put("…");
 }

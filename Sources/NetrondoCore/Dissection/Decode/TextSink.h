@@ -3,6 +3,7 @@
 
 #include "Base/Address.h"
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <cstring>
@@ -19,15 +20,23 @@ void writeValue(TextSink& out, const Value& value);
 
 /// A text with as many "{}" as there are arguments; anything else does not compile.
 template <typename... Args> struct Template {
-    std::string_view text;
+    std::array<std::string_view, sizeof...(Args) + 1> pieces; ///< before, between and behind the places
 
-    consteval Template(const char* literal) : text(literal)
+    consteval Template(const char* literal)
     {
-        std::size_t places = 0;
-        for (std::size_t i = 0; i + 1 < text.size(); ++i)
-            places += text[i] == '{' && text[i + 1] == '}';
+        const std::string_view text(literal);
+        std::size_t places = 0, from = 0;
+        for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+            if (text[i] != '{' || text[i + 1] != '}')
+                continue;
+            if (places == sizeof...(Args))
+                throw "as many {} as arguments";
+            pieces[places++] = text.substr(from, i - from);
+            from = i + 2;
+        }
         if (places != sizeof...(Args))
             throw "as many {} as arguments";
+        pieces[places] = text.substr(from);
     }
 };
 
@@ -42,9 +51,9 @@ public:
 
     template <typename... Args> void operator()(Template<std::type_identity_t<Args>...> line, const Args&... args)
     {
-        auto rest = line.text;
-        (static_cast<void>(piece(rest, args)), ...);
-        put(rest);
+        const auto* piece = line.pieces.data();
+        (static_cast<void>((put(*piece++), add(args))), ...);
+        put(*piece);
     }
 
     void put(std::string_view text)
@@ -89,13 +98,6 @@ public:
 private:
     static constexpr std::size_t initialCapacity = 4096;
 
-    template <typename T> void piece(std::string_view& rest, const T& argument)
-    {
-        const auto place = rest.find('{');
-        put(rest.substr(0, place));
-        rest.remove_prefix(place + 2);
-        add(argument);
-    }
     char* room(std::size_t count)
     {
         if (capacity_ - size_ < count) [[unlikely]]

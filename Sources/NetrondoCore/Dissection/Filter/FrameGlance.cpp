@@ -5,6 +5,7 @@
 #include "Dissection/Decode/Dissector.h"
 
 #include <algorithm>
+#include <boost/unordered/unordered_flat_set.hpp>
 
 namespace netrondo {
 namespace {
@@ -13,8 +14,11 @@ using Place = GlanceField::Place;
 using What = GlanceField::What;
 using Kind = DisplayFilterExtractor::Kind;
 
-constexpr std::size_t ethernetHeader = 14, ipv4Header = 20, ipv6Header = 40, tcpHeader = 20, udpHeader = 8;
-constexpr std::uint8_t tcpProtocol = 6, udpProtocol = 17;
+/// The protocol that a name belongs to: its first part.
+std::string_view ownerOf(std::string_view name)
+{
+    return name.substr(0, name.find('.'));
+}
 
 Place placeOf(std::string_view name)
 {
@@ -27,7 +31,7 @@ Place placeOf(std::string_view name)
         {"ipv6", Place::ipv6},         {"tcp", Place::tcp},           {"udp", Place::udp},
         {"arp", Place::otherNetwork},  {"icmp", Place::otherNetwork}, {"icmpv6", Place::otherNetwork},
         {"igmp", Place::otherNetwork}, {"gre", Place::otherNetwork},  {"ipx", Place::otherNetwork}};
-    const auto* row = std::ranges::find(rows, name.substr(0, name.find('.')), &Row::name);
+    const auto* row = std::ranges::find(rows, ownerOf(name), &Row::name);
     return row == std::end(rows) ? Place::application : row->place;
 }
 
@@ -60,9 +64,31 @@ std::uint8_t flagBit(std::string_view word)
 /// nothing for granted, since a tunnel's inner packet is the one that the packet list shows.
 bool carriesNoPackets(const Protocol* protocol)
 {
-    const auto known = Dissector::filterProtocols();
-    return !protocol
-        || (placeOf(protocol->field.id) == Place::application && std::ranges::find(known, protocol) != known.end());
+    static const auto known = [] {
+        boost::unordered_flat_set<const Protocol*> applications;
+        for (const auto* each : Dissector::filterProtocols())
+            if (placeOf(each->field.id) == Place::application)
+                applications.insert(each);
+        return applications;
+    }();
+    return !protocol || known.contains(protocol);
+}
+
+/// Whether the messages of an application may hold what stands under the names of `owner`.
+bool mayHold(const Protocol& application, std::string_view owner)
+{
+    struct Row {
+        std::string_view application, owner;
+    };
+    // Protocols that share a message format, and so the names in it.
+    static constexpr Row shared[] = {
+        {"mdns", "dns"}, {"llmnr", "dns"}, {"nbns", "dns"}, {"ssdp", "http"}, {"dtls", "tls"}};
+    static constexpr std::string_view carriers[] = {"smb", "sip", "radius", "quic"};
+    const auto name = application.field.id;
+    const bool isShared =
+        std::ranges::any_of(shared, [&](const Row& row) { return row.application == name && row.owner == owner; });
+    return name == owner || isShared || !carriesNoPackets(&application)
+        || std::ranges::find(carriers, name) != std::end(carriers);
 }
 
 } // namespace
@@ -70,6 +96,8 @@ bool carriesNoPackets(const Protocol* protocol)
 GlanceField::GlanceField(const DisplayFilterField& field) : place(Place::frame), what(What::unseen)
 {
     const auto& extractor = field.extractor;
+    if (!extractor.payload.empty())
+        owner = ownerOf(extractor.payload.front());
     switch (extractor.kind) {
     case Kind::proto: place = placeOf(extractor.payload.front()), what = What::layer; break;
     case Kind::tree:
@@ -89,99 +117,76 @@ GlanceField::GlanceField(const DisplayFilterField& field) : place(Place::frame),
     }
 }
 
-FrameGlance::FrameGlance(const CaptureFrame& frame, const DecodeSession* session) : frame_(frame), session_(session)
+FrameGlance::FrameGlance(const CaptureFrame& frame, const DecodeSession* session)
+    : frame_(frame), session_(session), headers_(OrdinaryHeaders::find(frame))
 {
-    const auto bytes = frame.data;
-    if (frame.linkType != LinkType::ethernet || bytes.size() < ethernetHeader + ipv4Header + udpHeader
-        || frame.originalLength != bytes.size())
-        return;
-    network_ = bytes.data() + ethernetHeader;
-    const auto type = load::be16(bytes.data() + 12);
-    const auto left = bytes.size() - ethernetHeader;
-    std::size_t header = ipv4Header, size = 0;
-    std::uint8_t protocol = 0;
-    if (type == 0x0800 && network_[0] == 0x45) {
-        if (load::be16(network_ + 6) & 0x3fff) // a fragment
-            return;
-        size = load::be16(network_ + 2);
-        protocol = network_[9];
-    } else if (type == 0x86dd && network_[0] >> 4 == 6 && left >= ipv6Header) {
-        isIpv6_ = true;
-        header = ipv6Header;
-        size = load::be16(network_ + 4) ? ipv6Header + load::be16(network_ + 4) : 0;
-        protocol = network_[6];
-    } else {
-        return;
+    // Tunnels are known by their ports alone: of what is guessed, nothing carries packets.
+    if (headers_ && !headers_->isTcp
+        && !carriesNoPackets(Dissector::byPort(Transport::udp, headers_->sourcePort(), headers_->destinationPort())))
+        headers_.reset();
+}
+
+bool FrameGlance::hasNoPorts() const
+{
+    constexpr std::size_t link = 14;
+    const auto bytes = frame_.data;
+    if (frame_.linkType != LinkType::ethernet || bytes.size() < link + 10)
+        return false;
+    switch (load::be16(&bytes[link - 2])) {
+    case 0x0806: return true;
+    case 0x0800: return bytes[link] >> 4 == 4 && bytes[link + 9] == 1;
+    case 0x86dd: return bytes[link] >> 4 == 6 && bytes[link + 6] == 58;
+    default: return false;
     }
-    if (size > left)
-        return;
-    transport_ = network_ + header;
-    if (protocol == tcpProtocol) {
-        isTcp_ = true;
-        if (size < header + tcpHeader)
-            return;
-        const auto offset = static_cast<std::size_t>(transport_[12] >> 4) * 4;
-        if (offset < tcpHeader || size < header + offset)
-            return;
-        payload_ = {transport_ + offset, size - header - offset};
-    } else if (protocol == udpProtocol) {
-        if (size < header + udpHeader || load::be16(transport_ + 4) != size - header)
-            return;
-        payload_ = {transport_ + udpHeader, size - header - udpHeader};
-        if (!carriesNoPackets(application()))
-            return;
-    } else {
-        return;
-    }
-    isOrdinary_ = true;
 }
 
 const Protocol* FrameGlance::application()
 {
-    if (!application_)
-        application_ = payload_.empty() ? nullptr
-                                        : Dissector::application(payload_, isTcp_ ? Transport::tcp : Transport::udp,
-                                                                 sourcePort(), destinationPort());
+    if (!application_) {
+        const auto transport = headers_->isTcp ? Transport::tcp : Transport::udp;
+        application_ = headers_->payload.empty()
+            ? nullptr
+            : Dissector::application(headers_->payload, transport, headers_->sourcePort(), headers_->destinationPort());
+    }
     return *application_;
 }
 
-std::optional<bool> FrameGlance::has(Place place)
+std::optional<bool> FrameGlance::has(const GlanceField& field)
 {
-    switch (place) {
+    switch (field.place) {
     case Place::frame:
     case Place::eth: return true;
-    case Place::ip: return !isIpv6_;
-    case Place::ipv6: return isIpv6_;
-    case Place::tcp: return isTcp_;
-    case Place::udp: return !isTcp_;
+    case Place::ip: return !headers_->isIpv6;
+    case Place::ipv6: return headers_->isIpv6;
+    case Place::tcp: return headers_->isTcp;
+    case Place::udp: return !headers_->isTcp;
     case Place::otherNetwork: return false;
     case Place::application: break;
     }
-    return application() || isKnownConnection() ? std::nullopt : std::optional(false);
+    const auto* found = application();
+    if ((found && mayHold(*found, field.owner)) || isFollowed())
+        return {};
+    return false;
 }
 
-bool FrameGlance::isKnownConnection() const
+bool FrameGlance::isFollowed() const
 {
-    if (!session_ || payload_.empty())
+    if (!session_ || headers_->payload.empty())
         return false;
-    const auto network = isIpv6_ ? Place::ipv6 : Place::ip;
-    return session_->protocolOf(ConnectionPlace::of(isTcp_ ? Transport::tcp : Transport::udp, source(network),
-                                                    sourcePort(), destination(network), destinationPort())
-                                    .key);
+    return session_->isFollowing(ConnectionPlace::of(headers_->isTcp ? Transport::tcp : Transport::udp,
+                                                     headers_->source(), headers_->sourcePort(),
+                                                     headers_->destination(), headers_->destinationPort())
+                                     .key);
 }
 
 Address FrameGlance::source(Place place) const
 {
-    if (place == Place::eth)
-        return Address::mac(frame_.data.data() + 6);
-    return isIpv6_ ? Address::ipv6(network_ + 8) : Address::ipv4(network_ + 12);
+    return place == Place::eth ? Address::mac(frame_.data.data() + 6) : headers_->source();
 }
 
 Address FrameGlance::destination(Place place) const
 {
-    if (place == Place::eth)
-        return Address::mac(frame_.data.data());
-    return isIpv6_ ? Address::ipv6(network_ + 24) : Address::ipv4(network_ + 16);
+    return place == Place::eth ? Address::mac(frame_.data.data()) : headers_->destination();
 }
 
 } // namespace netrondo

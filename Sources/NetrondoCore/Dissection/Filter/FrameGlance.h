@@ -5,6 +5,7 @@
 #include "Base/Address.h"
 #include "Capture/CaptureFrame.h"
 #include "Dissection/Decode/DecodeSession.h"
+#include "Dissection/Decode/OrdinaryHeaders.h"
 #include "Dissection/Decode/Protocol.h"
 #include "Dissection/Filter/DisplayFilterCatalog.h"
 
@@ -34,12 +35,12 @@ struct GlanceField {
     Place place;
     What what;
     std::uint8_t flag = 0;
+    std::string_view owner{}; ///< the protocol whose name the field's begins with
 
     explicit GlanceField(const DisplayFilterField& field);
 };
 
-/// A look at one frame: Ethernet, IPv4 without options or IPv6 without extension headers, unfragmented and captured
-/// whole, TCP or UDP. Of any other frame it says that it cannot tell.
+/// A look at one frame with `OrdinaryHeaders`. Of any other frame it says that it cannot tell.
 class FrameGlance {
 public:
     /// The frame's bytes and the session, if there is one, outlive this object.
@@ -57,23 +58,24 @@ public:
             if (field.what == What::length)
                 return visit(std::uint64_t{frame_.originalLength});
         }
-        if (!isOrdinary_)
-            return {};
-        const auto isThere = has(field.place);
+        if (!headers_)
+            return isAboutPorts(field.what) && hasNoPorts() ? std::optional(false) : std::nullopt;
+        const auto isThere = has(field);
         if (!isThere)
             return {};
         if (!*isThere)
             return false;
         switch (field.what) {
         case What::layer: return visit(std::string_view("true"));
-        case What::sourcePort: return visit(std::uint64_t{sourcePort()});
-        case What::destinationPort: return visit(std::uint64_t{destinationPort()});
-        case What::eitherPort: return visit(std::uint64_t{sourcePort()}) || visit(std::uint64_t{destinationPort()});
+        case What::sourcePort: return visit(std::uint64_t{headers_->sourcePort()});
+        case What::destinationPort: return visit(std::uint64_t{headers_->destinationPort()});
+        case What::eitherPort:
+            return visit(std::uint64_t{headers_->sourcePort()}) || visit(std::uint64_t{headers_->destinationPort()});
         case What::source: return visitAddress(source(field.place), visit);
         case What::destination: return visitAddress(destination(field.place), visit);
         case What::either:
             return visitAddress(source(field.place), visit) || visitAddress(destination(field.place), visit);
-        case What::flag: return visit(std::string_view(transport_[13] & field.flag ? "true" : "false"));
+        case What::flag: return visit(std::string_view(headers_->transport[13] & field.flag ? "true" : "false"));
         case What::length:
         case What::unseen: break;
         }
@@ -81,15 +83,20 @@ public:
     }
 
 private:
-    /// Whether the frame has the layer; nothing where it takes decoding to tell.
-    std::optional<bool> has(GlanceField::Place place);
+    static constexpr bool isAboutPorts(GlanceField::What what)
+    {
+        using What = GlanceField::What;
+        return what == What::sourcePort || what == What::destinationPort || what == What::eitherPort;
+    }
+    /// True for ARP and ICMP, which show no ports in the packet list, whatever they quote.
+    bool hasNoPorts() const;
+    /// Whether the frame has the field's layer; nothing where it takes decoding to tell.
+    std::optional<bool> has(const GlanceField& field);
     /// The protocol that would decode the payload, or none.
     const Protocol* application();
-    /// Whether earlier segments told the payload's protocol.
-    bool isKnownConnection() const;
+    /// Whether earlier segments left something that the payload may go on with.
+    bool isFollowed() const;
 
-    std::uint16_t sourcePort() const { return load::be16(transport_); }
-    std::uint16_t destinationPort() const { return load::be16(transport_ + 2); }
     Address source(GlanceField::Place place) const;
     Address destination(GlanceField::Place place) const;
 
@@ -101,12 +108,7 @@ private:
 
     const CaptureFrame& frame_;
     const DecodeSession* session_;
-    bool isOrdinary_ = false;
-    bool isIpv6_ = false;
-    bool isTcp_ = false;
-    const std::uint8_t* network_ = nullptr;
-    const std::uint8_t* transport_ = nullptr;
-    Bytes payload_;
+    std::optional<OrdinaryHeaders> headers_;
     std::optional<const Protocol*> application_; ///< once it was asked for
 };
 

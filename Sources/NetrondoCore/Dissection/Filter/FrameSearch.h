@@ -25,6 +25,12 @@ public:
     /// Frames between the same two ends, either way.
     static FrameSearch forConversation(const FrameSummary& frame) { return FrameSearch(frame); }
 
+    /// Whether it asks for what the streams' history tells of a frame, so that the frame has to be followed first.
+    bool readsFindings() const
+    {
+        const auto* filter = std::get_if<DisplayFilter>(&what_);
+        return filter && filter->readsFindings();
+    }
     /// Whether the frame is one of them. `scratch` serves decoding, where it is needed.
     CaptureResult<bool> matches(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& scratch) const;
 

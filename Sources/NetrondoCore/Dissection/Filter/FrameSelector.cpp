@@ -8,14 +8,15 @@
 
 namespace netrondo {
 
-FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history)
-    : filter_(std::move(filter)), decoder_(isNanosecond), history_(std::move(history))
+FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history,
+                             DecodeDepth depth)
+    : filter_(std::move(filter)), decoder_(isNanosecond), history_(std::move(history)), depth_(depth)
 { }
 
-void FrameSelector::decode(const CaptureFrame& frame, DecodedFrame& decoded)
+void FrameSelector::decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth)
 {
-    decoder_.decodeCounted(frame, decoded);
-    markHistory(decoded, marks_);
+    decoder_.decodeCounted(frame, decoded, depth);
+    decoder_.mark(decoded, marks_);
 }
 
 void FrameSelector::skip(const CaptureFrame& frame)
@@ -31,7 +32,7 @@ bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
     const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen == false)
         return false;
-    decode(frame, decoded);
+    decode(frame, decoded, seen ? depth_ : DecodeDepth::tree); // the filter may ask for anything
     return seen || filter_->matches(decoded);
 }
 
@@ -41,7 +42,7 @@ bool FrameSelector::next(const CaptureFrame& frame)
     const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
     if (seen)
         return *seen;
-    decode(frame, scratch_);
+    decode(frame, scratch_, DecodeDepth::tree);
     return filter_->matches(scratch_);
 }
 

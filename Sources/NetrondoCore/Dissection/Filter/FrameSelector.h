@@ -14,8 +14,9 @@ namespace netrondo {
 class FrameSelector {
 public:
     /// Without a filter every frame is selected. `isNanosecond`: the file says that its fractions are nanoseconds.
-    /// `history`, where there is one, marks every frame that is decoded.
-    FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history = {});
+    /// `history`, where there is one, marks every frame that is decoded. `depth` is what the caller reads of a frame.
+    FrameSelector(std::optional<DisplayFilter> filter, bool isNanosecond, FrameHistory history = {},
+                  DecodeDepth depth = DecodeDepth::tree);
 
     /// Counts a frame that nobody asks about.
     void skip(const CaptureFrame& frame);
@@ -27,11 +28,12 @@ public:
     bool next(const CaptureFrame& frame);
 
 private:
-    void decode(const CaptureFrame& frame, DecodedFrame& decoded);
+    void decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth);
 
     std::optional<DisplayFilter> filter_;
     PacketDecoder decoder_;
     FrameHistory history_;
+    DecodeDepth depth_;
     std::span<const Expert> marks_; ///< of the frame counted last; the history's
     DecodedFrame scratch_;
 };

@@ -13,7 +13,9 @@ namespace FrameValues {
 /// A node belongs to a name when it has it, or has it as the beginning of a longer dotted one.
 constexpr bool belongsTo(std::string_view nodeId, std::string_view id)
 {
-    return nodeId.starts_with(id) && (nodeId.size() == id.size() || nodeId[id.size()] == '.');
+    // Nearly all nodes differ in length or in the last character, which costs less than comparing the texts.
+    return nodeId.size() >= id.size() && nodeId[id.size() - 1] == id.back() && nodeId.starts_with(id)
+        && (nodeId.size() == id.size() || nodeId[id.size()] == '.');
 }
 
 /// Kinds whose text is the node's number in decimal digits and nothing more.

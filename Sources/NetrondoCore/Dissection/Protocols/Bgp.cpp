@@ -289,6 +289,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(179)};
 } // namespace
 
-constexpr Protocol protocol{{"bgp", "BGP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"bgp", "BGP", Wire::layer},      {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0xff)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::bgp

@@ -46,7 +46,8 @@ ChecksumOutcome readSum(Layer& layer, const Field& field, std::uint64_t total, E
 ChecksumOutcome readTransport(Layer& layer, const Field& field, std::uint8_t protocol, Expert wrong)
 {
     const auto& frame = layer.frame();
-    if (layer.isCut() || frame.isFragment || layer.isQuoted() || !frame.networkSource.isIp()) {
+    if (frame.depth == DecodeDepth::row || layer.isCut() || frame.isFragment || layer.isQuoted()
+        || !frame.networkSource.isIp()) {
         layer.read(field);
         return ChecksumOutcome::unchecked;
     }

@@ -298,6 +298,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(135)};
 } // namespace
 
-constexpr Protocol protocol{{"dcerpc", "DCE/RPC", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"dcerpc", "DCE/RPC", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 5)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::dcerpc

@@ -223,6 +223,7 @@ constexpr const Field* catalogue[] = {&messageType, &transaction};
 constexpr Claim claims[] = {udpPort(67), udpPort(68), udpPort(4011)};
 } // namespace
 
-constexpr Protocol protocol{{"dhcp", "DHCP", Wire::layer}, catalogue, claims, decode, describe, guess};
+constexpr Protocol protocol{{"dhcp", "DHCP", Wire::layer},    catalogue, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 1, 2)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::dhcp

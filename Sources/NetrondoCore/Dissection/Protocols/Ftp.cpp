@@ -38,6 +38,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(21)};
 } // namespace
 
-constexpr Protocol protocol{{"ftp", "FTP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"ftp", "FTP", Wire::layer},     {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, '2')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::ftp

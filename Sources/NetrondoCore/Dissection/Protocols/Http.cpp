@@ -184,7 +184,13 @@ Likeness guessTcp(Bytes payload, Transport transport)
 }
 } // namespace
 
-constexpr Protocol protocol{{"http", "HTTP", Wire::layer}, catalogue, claims, decodeHttp, describeHttp, guessTcp};
+constexpr Protocol protocol{{"http", "HTTP", Wire::layer},
+                            catalogue,
+                            claims,
+                            decodeHttp,
+                            describeHttp,
+                            guessTcp,
+                            opensWith({Transport::tcp, Transport::sctp}, 'B', 'U')};
 static_assert(wellFormed(protocol));
 } // namespace http
 
@@ -198,7 +204,8 @@ Likeness guessUdp(Bytes payload, Transport transport)
 }
 } // namespace
 
-constexpr Protocol protocol{{"ssdp", "SSDP", Wire::layer}, {}, claims, decodeHttp, describeHttp, guessUdp};
+constexpr Protocol protocol{{"ssdp", "SSDP", Wire::layer},        {}, claims, decodeHttp, describeHttp, guessUdp,
+                            opensWith({Transport::udp}, 'B', 'U')};
 static_assert(wellFormed(protocol));
 } // namespace ssdp
 

@@ -279,6 +279,7 @@ Likeness guess(Bytes payload, Transport transport)
 }
 } // namespace
 
-constexpr Protocol protocol{{"http2", "HTTP/2", Wire::layer}, {}, {}, decode, describe, guess};
+constexpr Protocol protocol{{"http2", "HTTP/2", Wire::layer},          {}, {}, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0).orByte('P')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::http2

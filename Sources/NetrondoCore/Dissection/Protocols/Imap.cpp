@@ -51,6 +51,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(143), tcpPort(220)};
 } // namespace
 
-constexpr Protocol protocol{{"imap", "IMAP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"imap", "IMAP", Wire::layer},   {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, '*')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::imap

@@ -208,6 +208,12 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(389), udpPort(389), tcpPort(3268)};
 } // namespace
 
-constexpr Protocol protocol{{"ldap", "LDAP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"ldap", "LDAP", Wire::layer},
+                            {},
+                            claims,
+                            decode,
+                            describe,
+                            guess,
+                            opensWith({Transport::tcp, Transport::udp}, 0x30)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::ldap

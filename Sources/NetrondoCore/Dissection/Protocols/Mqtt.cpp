@@ -145,6 +145,7 @@ Likeness guess(Bytes bytes, Transport transport)
 constexpr Claim claims[] = {tcpPort(1883)};
 } // namespace
 
-constexpr Protocol protocol{{"mqtt", "MQTT", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"mqtt", "MQTT", Wire::layer},    {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0x10)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::mqtt

@@ -141,6 +141,7 @@ constexpr Claim claims[] = {tcpPort(3306)};
 } // namespace
 
 // Only a greeting is known by its content, so that the guess must not keep the port from deciding.
-constexpr Protocol protocol{{"mysql", "MySQL", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"mysql", "MySQL", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensOn({Transport::tcp})};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::mysql

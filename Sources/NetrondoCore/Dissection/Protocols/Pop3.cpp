@@ -46,6 +46,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(110)};
 } // namespace
 
-constexpr Protocol protocol{{"pop3", "POP3", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"pop3", "POP3", Wire::layer},   {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, '+')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::pop3

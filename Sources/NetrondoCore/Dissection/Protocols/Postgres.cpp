@@ -148,6 +148,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(5432)};
 } // namespace
 
-constexpr Protocol protocol{{"postgres", "PostgreSQL", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"postgres", "PostgreSQL", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::postgres

@@ -360,7 +360,8 @@ void decodeFrames(Layer& quic)
 } // namespace
 
 namespace quic {
-constexpr Protocol protocol{{"quic", "QUIC", Wire::layer}, {}, {}, decodeQuic, describeQuic, guess};
+constexpr Protocol protocol{{"quic", "QUIC", Wire::layer},          {}, {}, decodeQuic, describeQuic, guess,
+                            opensWith({Transport::udp}, 0x80, 0xff)};
 static_assert(wellFormed(protocol));
 } // namespace quic
 

@@ -112,6 +112,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(3389)};
 } // namespace
 
-constexpr Protocol protocol{{"rdp", "RDP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"rdp", "RDP", Wire::layer},   {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 3)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::rdp

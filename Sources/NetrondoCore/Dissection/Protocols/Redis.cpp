@@ -82,6 +82,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(6379)};
 } // namespace
 
-constexpr Protocol protocol{{"redis", "Redis", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"redis", "Redis", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, '*')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::redis

@@ -405,6 +405,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(111), udpPort(111), tcpPort(2049), udpPort(2049)};
 } // namespace
 
-constexpr Protocol protocol{{"rpc", "RPC", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{
+    {"rpc", "RPC", Wire::layer}, {}, claims, decode, describe, guess, opensOn({Transport::tcp, Transport::udp})};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::rpc

@@ -57,7 +57,8 @@ Likeness guess(Bytes bytes, Transport transport)
 }
 } // namespace
 
-constexpr Protocol protocol{{"rtp", "RTP", Wire::layer}, {}, {}, decode, describe, guess};
+constexpr Protocol protocol{{"rtp", "RTP", Wire::layer},      {}, {}, decode, describe, guess,
+                            opensWith({Transport::udp}, 0x80)};
 static_assert(wellFormed(protocol));
 } // namespace rtp
 
@@ -103,7 +104,8 @@ Likeness guess(Bytes payload, Transport transport)
 }
 } // namespace
 
-constexpr Protocol protocol{{"rtcp", "RTCP", Wire::layer}, {}, {}, decode, describe, guess};
+constexpr Protocol protocol{{"rtcp", "RTCP", Wire::layer},          {}, {}, decode, describe, guess,
+                            opensWith({Transport::udp}, 0x80, 0xbf)};
 static_assert(wellFormed(protocol));
 } // namespace rtcp
 

@@ -45,6 +45,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(25), tcpPort(587), tcpPort(2525)};
 } // namespace
 
-constexpr Protocol protocol{{"smtp", "SMTP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{
+    {"smtp", "SMTP", Wire::layer}, {}, claims, decode, describe, guess, opensWith({Transport::tcp}, '2').orByte('E')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::smtp

@@ -207,6 +207,7 @@ constexpr const Field* catalogue[] = {&community};
 constexpr Claim claims[] = {udpPort(161), udpPort(162), tcpPort(161), tcpPort(162)};
 } // namespace
 
-constexpr Protocol protocol{{"snmp", "SNMP", Wire::layer}, catalogue, claims, decode, describe, guess};
+constexpr Protocol protocol{{"snmp", "SNMP", Wire::layer},    catalogue, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 0x30)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::snmp

@@ -99,6 +99,7 @@ constexpr const Field* catalogue[] = {&banner};
 constexpr Claim claims[] = {tcpPort(22)};
 } // namespace
 
-constexpr Protocol protocol{{"ssh", "SSH", Wire::layer}, catalogue, claims, decode, describe, guess};
+constexpr Protocol protocol{{"ssh", "SSH", Wire::layer},     catalogue, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 'S')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::ssh

@@ -65,6 +65,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {udpPort(514), tcpPort(601), tcpPort(6514)};
 } // namespace
 
-constexpr Protocol protocol{{"syslog", "Syslog", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"syslog", "Syslog", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, '<')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::syslog

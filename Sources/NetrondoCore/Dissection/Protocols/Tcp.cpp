@@ -150,8 +150,11 @@ void decode(Layer& tcp)
     const auto word = tcp.peek16();
     const auto header = static_cast<std::size_t>(word >> 12) * 4;
     tcp.add(headerLength, header, tcp.offset(), 1);
-    tcp.addParts(flags, word & 0x1ffu, tcp.offset(), 2, accurate, reduced, echo, urgent, acknowledges, push, reset,
-                 synchronize, finish);
+    if (tcp.frame().depth == DecodeDepth::row)
+        tcp.add(flags, word & 0x1ffu, tcp.offset(), 2);
+    else
+        tcp.addParts(flags, word & 0x1ffu, tcp.offset(), 2, accurate, reduced, echo, urgent, acknowledges, push, reset,
+                     synchronize, finish);
     tcp.skip(2);
     const auto room = tcp.read(window);
     // A window of 0 in a segment that closes or resets says nothing about the receiver's room.
@@ -176,23 +179,54 @@ void decode(Layer& tcp)
                         static_cast<std::uint32_t>(number) + opens, together);
 }
 
+/// The first node of each option that is told in the line.
+struct Found {
+    const Node *size = nullptr, *scale = nullptr, *permitted = nullptr, *time = nullptr, *echo = nullptr;
+    bool hasBlocks = false;
+
+    void note(const Node& node)
+    {
+        const auto isFirst = [&](const Field& field, const Node* known) { return node.field == &field && !known; };
+        if (isFirst(timestamps, time))
+            time = &node;
+        else if (isFirst(timestampEcho, echo))
+            echo = &node;
+        else if (isFirst(mss, size))
+            size = &node;
+        else if (isFirst(windowScale, scale))
+            scale = &node;
+        else if (isFirst(sackPermitted, permitted))
+            permitted = &node;
+        else
+            hasBlocks = hasBlocks || node.field == &sackBlock;
+    }
+};
+
 void describeOptions(const LayerView& tcp, TextSink& out)
 {
-    if (const auto value = tcp[mss])
-        out(" MSS={}", value);
-    if (const auto value = tcp[windowScale])
-        out(" WS={}", value.number() < 32 ? std::uint64_t{1} << value.number() : 0);
-    if (tcp.has(sackPermitted))
+    // One look at all nodes: nearly every segment of most connections has options.
+    Found found;
+    for (const auto& node : tcp.nodes())
+        found.note(node);
+    const auto say = [&](std::string_view text, const Node* node) {
+        if (node)
+            out("{}{}", text, Value(tcp.tree(), node));
+    };
+    say(" MSS=", found.size);
+    if (found.scale)
+        out(" WS={}", found.scale->number < 32 ? std::uint64_t{1} << found.scale->number : 0);
+    if (found.permitted)
         out(" SACK_PERM");
-    tcp.each(sackBlock, [&](const Value& block) { out(" SACK={}", block); });
-    if (const auto value = tcp[timestamps])
-        out(" TSval={} TSecr={}", value, tcp[timestampEcho]);
+    if (found.hasBlocks)
+        tcp.each(sackBlock, [&](const Value& block) { out(" SACK={}", block); });
+    say(" TSval=", found.time);
+    say(" TSecr=", found.echo);
 }
 
 void describe(const LayerView& tcp, TextSink& out)
 {
     const auto from = tcp[sourcePort], to = tcp[destinationPort], seq = tcp[sequence], ack = tcp[acknowledgment];
-    const auto set = tcp[flags];
+    const auto header = tcp[headerLength], set = tcp[flags];
     out("{} → {}", from.number(), to.number());
     if (!set)
         return out(" Seq={}", seq);
@@ -202,7 +236,7 @@ void describe(const LayerView& tcp, TextSink& out)
     out(" Win={}", tcp[window]);
     if (const auto length = tcp[payloadLength])
         out(" Len={}", length);
-    if (tcp.has(optionKind))
+    if (header.number() > 20)
         describeOptions(tcp, out);
 }
 

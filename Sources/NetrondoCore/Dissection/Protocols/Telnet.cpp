@@ -108,6 +108,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(23), tcpPort(992)};
 } // namespace
 
-constexpr Protocol protocol{{"telnet", "Telnet", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"telnet", "Telnet", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 0xff)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::telnet

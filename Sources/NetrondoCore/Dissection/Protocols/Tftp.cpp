@@ -77,6 +77,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {udpPort(69)};
 } // namespace
 
-constexpr Protocol protocol{{"tftp", "TFTP", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"tftp", "TFTP", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 0)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::tftp

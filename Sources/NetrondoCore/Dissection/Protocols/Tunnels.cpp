@@ -148,7 +148,8 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {udpPort(51820)};
 } // namespace
 
-constexpr Protocol protocol{{"wireguard", "WireGuard", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"wireguard", "WireGuard", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 1, 2)};
 static_assert(wellFormed(protocol));
 } // namespace wireguard
 

@@ -98,6 +98,7 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPorts(5900, 5909), tcpPort(5500)};
 } // namespace
 
-constexpr Protocol protocol{{"vnc", "VNC", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"vnc", "VNC", Wire::layer},     {}, claims, decode, describe, guess,
+                            opensWith({Transport::tcp}, 'R')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::vnc
