@@ -6,6 +6,8 @@
 #include "Capture/CaptureFile.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "NetrondoApp/Support/Waiting.h"
+#include "Support/Dissect.h"
+#include "Tasks/FrameRowLoader.h"
 
 #include <QSignalSpy>
 #include <gtest/gtest.h>
@@ -166,7 +168,7 @@ TEST_P(FrameFind, GoesRoundTheListOnce)
     const auto& row = GetParam();
     const TempFile file(conversationCapture(12)); // DNS: frames 0, 5, 10
     const auto store = readStore(file);
-    FrameFindTask task({store->index(), store->orderedDecoder(), nullptr, store->count()},
+    FrameFindTask task({store->index(), store->orderedDecoderSource(), nullptr, store->count()},
                        FrameSearch::forFilter(filterOf(row.filter)), row.from, row.direction);
     std::optional<quint32> found;
     bool wrapped = false, isDone = false;
@@ -179,6 +181,32 @@ TEST_P(FrameFind, GoesRoundTheListOnce)
     ASSERT_TRUE(eventually([&] { return isDone; }));
     EXPECT_EQ(found, row.row);
     EXPECT_EQ(wrapped, row.wrapped);
+}
+
+TEST(FrameFind, KnowsWhatEarlierFramesTellOfAFrame)
+{
+    const auto filter = filterOf("tcp.analysis.retransmission");
+    const auto store = readStore(NETRONDO_SOURCE_DIR "/Samples/trouble.pcapng");
+    FrameFilterTask filtered(*store, filter);
+    ASSERT_TRUE(eventually([&] { return filtered.isComplete(); }));
+    ASSERT_GT(filtered.count(), 0u);
+    const auto first = all(*filtered.matches()).front();
+
+    FrameFindTask task({store->index(), store->orderedDecoderSource(), nullptr, store->count()},
+                       FrameSearch::forFilter(filter), -1, FrameFindTask::Direction::forwards);
+    std::optional<quint32> found;
+    QObject::connect(&task, &FrameFindTask::found, [&](quint32 at, bool) { found = at; });
+    ASSERT_TRUE(eventually([&] { return found.has_value(); }));
+    EXPECT_EQ(found, first);
+
+    ASSERT_TRUE(eventually([&] { return store->followed() > first; }));
+    FrameRowLoader loader(store->index(), store->orderedDecoderSource());
+    std::shared_ptr<const FrameDetail> shown;
+    QObject::connect(&loader, &FrameRowLoader::detailReady,
+                     [&](quint32, const std::shared_ptr<const FrameDetail>& detail) { shown = detail; });
+    loader.requestDetail(first);
+    ASSERT_TRUE(eventually([&] { return shown != nullptr; }));
+    EXPECT_NE(experts(shown->decoded).find("tcp.retx.endpoint"), std::string::npos);
 }
 
 using Direction = FrameFindTask::Direction;

@@ -4,11 +4,46 @@
 #include "Tasks/Background.h"
 
 #include <chrono>
+#include <utility>
 
 namespace netrondo {
 namespace {
 constexpr auto lookEvery = std::chrono::milliseconds(10);
-}
+constexpr auto breath = std::chrono::milliseconds(5);
+constexpr int maxBreaths = 400; // without the pass moving on: it has come to its end
+
+/// The pass that decodes frames in their order, as the searching thread sees it.
+class OrderedFrames {
+public:
+    OrderedFrames(const FrameStore::OrderedDecoder& source, IndexedDecoder& decoder)
+        : source_(source), decoder_(decoder)
+    {
+        look();
+    }
+    /// Waits until the pass has been at the frame.
+    void awaitFollowed(std::uint32_t frame, const std::stop_token& stop)
+    {
+        for (int breaths = 0; followed_ <= frame && breaths < maxBreaths && !stop.stop_requested(); ++breaths) {
+            std::this_thread::sleep_for(breath);
+            if (look())
+                breaths = 0;
+        }
+    }
+
+private:
+    /// Whether it has moved on.
+    bool look()
+    {
+        auto [ordered, followed] = source_();
+        decoder_.useContextsOf(std::move(ordered));
+        return std::exchange(followed_, followed) != followed;
+    }
+
+    const FrameStore::OrderedDecoder& source_;
+    IndexedDecoder& decoder_;
+    std::uint32_t followed_ = 0;
+};
+} // namespace
 
 struct FrameFindTask::Shared {
     std::atomic<bool> isComplete = false;
@@ -24,7 +59,7 @@ CaptureResult<std::optional<std::uint32_t>> FrameFindTask::Shared::find(std::sto
                                                                         Direction direction)
 {
     NR_TRY(auto decoder, IndexedDecoder::open(among.index));
-    decoder.useContextsOf(among.ordered);
+    OrderedFrames ordered(among.ordered, decoder);
     DecodedFrame scratch;
     const std::int64_t rows = among.rows, step = direction == Direction::forwards ? 1 : -1;
     const bool hasStart = from >= 0;
@@ -32,7 +67,10 @@ CaptureResult<std::optional<std::uint32_t>> FrameFindTask::Shared::find(std::sto
         from = step > 0 ? rows - 1 : 0;
     for (std::int64_t i = 1; i <= rows && !stop.stop_requested(); ++i) {
         const auto row = static_cast<std::uint32_t>(((from + step * i) % rows + rows) % rows);
-        NR_TRY(const bool fits, search.matches(decoder, among.matches ? (*among.matches)[row] : row, scratch));
+        const auto frame = among.matches ? (*among.matches)[row] : row;
+        if (search.readsFindings())
+            ordered.awaitFollowed(frame, stop);
+        NR_TRY(const bool fits, search.matches(decoder, frame, scratch));
         if (fits) {
             wrapped = hasStart && (step > 0 ? row <= from : row >= from);
             return row;

@@ -16,8 +16,8 @@ public:
     /// The frames among which is looked for.
     struct Among {
         std::shared_ptr<const FrameIndex> index;
-        std::shared_ptr<const PacketDecoder> ordered; ///< null: frames are decoded each for itself
-        std::shared_ptr<const FrameMatches> matches;  ///< null: all of them
+        FrameStore::OrderedDecoder ordered;
+        std::shared_ptr<const FrameMatches> matches; ///< null: all of them
         std::uint32_t rows = 0;
     };
 

@@ -16,7 +16,8 @@ QString toQString(std::string_view text)
 }
 } // namespace
 
-FrameRowLoader::FrameRowLoader(std::shared_ptr<const FrameIndex> index, OrderedDecoder ordered, QObject* parent)
+FrameRowLoader::FrameRowLoader(std::shared_ptr<const FrameIndex> index, FrameStore::OrderedDecoder ordered,
+                               QObject* parent)
     : QObject(parent), rules_(std::make_shared<const Rules>()), ordered_(std::move(ordered))
 {
     worker_ = std::jthread([this, index = std::move(index)](std::stop_token stop) { run(std::move(stop), index); });

@@ -4,6 +4,7 @@
 #include "Dissection/Decode/IndexedDecoder.h"
 #include "Dissection/Decode/TextSink.h"
 #include "Dissection/Filter/DisplayFilter.h"
+#include "Tasks/FrameStore.h"
 
 #include <QObject>
 #include <QString>
@@ -47,10 +48,9 @@ class FrameRowLoader : public QObject {
 public:
     using Rules = std::vector<DisplayFilter>;
 
-    /// Asked for whenever something is decoded; it may give null.
-    using OrderedDecoder = std::function<std::pair<std::shared_ptr<const PacketDecoder>, std::uint32_t>()>;
-
-    FrameRowLoader(std::shared_ptr<const FrameIndex> index, OrderedDecoder ordered, QObject* parent = nullptr);
+    /// `ordered` is asked whenever something is decoded; it may give null.
+    FrameRowLoader(std::shared_ptr<const FrameIndex> index, FrameStore::OrderedDecoder ordered,
+                   QObject* parent = nullptr);
     ~FrameRowLoader() override;
 
     /// Pages that are asked for from now on have their rows coloured by these.
@@ -91,7 +91,7 @@ private:
     std::map<std::uint64_t, std::shared_ptr<const FramePage>> ready_;
     std::optional<std::uint32_t> wantedDetail_;
     std::shared_ptr<const Rules> rules_;
-    OrderedDecoder ordered_;
+    FrameStore::OrderedDecoder ordered_;
     DecodedFrame scratch_;
     TextSink text_;
     std::jthread worker_; ///< last, so that it ends before what it uses

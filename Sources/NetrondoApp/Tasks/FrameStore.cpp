@@ -3,6 +3,7 @@
 // at by a timer: a store that is dropped while a large file is still being inflated waits for nobody.
 #include "Tasks/FrameStore.h"
 
+#include "Analysis/Expert/TcpHistory.h"
 #include "Analysis/HostNameStore.h"
 #include "Dissection/Classify/FrameClassifier.h"
 #include "Tasks/Background.h"
@@ -69,6 +70,7 @@ void FrameStore::Shared::follow(std::stop_token stop)
 {
     std::optional<FrameFetcher> fetcher;
     const auto ordered = std::make_shared<PacketDecoder>(true, PacketDecoder::Keep::contexts);
+    const auto history = followHistory(); // as long as the pass: it takes more room than what is kept of it
     DecodedFrame scratch;
     while (!stop.stop_requested()) {
         const bool isWhole = isComplete; // asked first: the count that follows is final then
@@ -89,6 +91,7 @@ void FrameStore::Shared::follow(std::stop_token stop)
             if (!capture)
                 return; // the frame is gone, and with it the order
             ordered->decodeNext(*capture, scratch);
+            ordered->mark(scratch, history(*capture));
             if (frame == 0) {
                 const std::lock_guard guard(lock);
                 decoder = ordered;
@@ -155,7 +158,7 @@ void FrameStore::look()
     emit completed();
 }
 
-std::function<std::pair<std::shared_ptr<const PacketDecoder>, std::uint32_t>()> FrameStore::orderedDecoderSource() const
+FrameStore::OrderedDecoder FrameStore::orderedDecoderSource() const
 {
     return [shared = shared_] {
         const auto followed = shared->followed.load(std::memory_order_acquire);

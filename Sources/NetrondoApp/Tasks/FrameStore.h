@@ -38,7 +38,8 @@ public:
     /// Decodes any frame as it is in its order, as far as `followed` says; null until the first one has been followed.
     std::shared_ptr<const PacketDecoder> orderedDecoder() const { return orderedDecoderSource()().first; }
     /// The decoder and `followed` of the moment it is called, for other threads; it may outlive the store.
-    std::function<std::pair<std::shared_ptr<const PacketDecoder>, std::uint32_t>()> orderedDecoderSource() const;
+    using OrderedDecoder = std::function<std::pair<std::shared_ptr<const PacketDecoder>, std::uint32_t>()>;
+    OrderedDecoder orderedDecoderSource() const;
     /// How many frames have been decoded in their order: messages that end in these are put together.
     std::uint32_t followed() const;
     /// How far the pass has come, from 0 to 1.

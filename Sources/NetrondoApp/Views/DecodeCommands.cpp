@@ -211,7 +211,7 @@ void DecodeView::find(const FrameSearch& search, FrameFindTask::Direction direct
     if (!store_ || !store_->index())
         return;
     const auto current = list_->currentIndex();
-    FrameFindTask::Among among{store_->index(), store_->orderedDecoder(), nullptr, store_->count()};
+    FrameFindTask::Among among{store_->index(), store_->orderedDecoderSource(), nullptr, store_->count()};
     std::int64_t from = shown_ ? std::int64_t{*shown_} : -1;
     if (isAmongShown) {
         among.matches = frames_.matches();
