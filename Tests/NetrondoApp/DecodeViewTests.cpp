@@ -2,6 +2,7 @@
 #include "Views/DecodeWindow.h"
 
 #include "NetrondoApp/Support/Waiting.h"
+#include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
 #include "Views/FrameFindBar.h"
@@ -10,11 +11,17 @@
 #include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QClipboard>
+#include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
 #include <QScrollBar>
+#include <QSettings>
 #include <QSignalSpy>
+#include <QTableWidget>
 #include <QTreeView>
 #include <gtest/gtest.h>
 
@@ -367,6 +374,80 @@ TEST_F(DecodeWindowTest, AGrowingCaptureGetsItsNewFrames)
     append(growing, Bytes(more).subspan(24));
     ASSERT_TRUE(eventually([&] { return view().frames()->rowCount() == 7; }));
     EXPECT_TRUE(filtered(QStringLiteral("udp"), 2));
+}
+
+class ColorRulesTest : public DecodeWindowTest {
+protected:
+    void SetUp() override { QSettings().clear(); }
+    void TearDown() override { QSettings().clear(); }
+    QPushButton* button(const QString& text)
+    {
+        for (auto* each : dialog->findChildren<QPushButton*>())
+            if (each->text().remove(QLatin1Char('&')) == text)
+                return each;
+        return nullptr;
+    }
+    QPushButton* ok() { return dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok); }
+    QTableWidget& table() { return *dialog->findChild<QTableWidget*>(); }
+    QString said()
+    {
+        QString all;
+        for (const auto* label : dialog->findChildren<QLabel*>())
+            all += label->text() + QLatin1Char('\n');
+        return all;
+    }
+
+    std::unique_ptr<ColorRulesDialog> dialog = std::make_unique<ColorRulesDialog>(
+        FrameColorRules({{QStringLiteral("Web"), QStringLiteral("http"), QColor(Qt::green)},
+                         {QStringLiteral("Rest"), QStringLiteral("frame"), QColor(Qt::blue)}}));
+};
+
+TEST_F(ColorRulesTest, RulesAreAddedMovedAndRemoved)
+{
+    table().setCurrentCell(1, 0);
+    button(QStringLiteral("Move Up"))->click();
+    EXPECT_EQ(dialog->rules().front().name, QStringLiteral("Rest"));
+    EXPECT_EQ(dialog->rules().front().color, QColor(Qt::blue));
+    button(QStringLiteral("Add"))->click();
+    ASSERT_EQ(dialog->rules().size(), 3u);
+    table().item(1, 1)->setText(QStringLiteral(" dns "));
+    EXPECT_EQ(dialog->rules()[1].filter, QStringLiteral("dns"));
+    table().setCurrentCell(2, 0);
+    EXPECT_FALSE(button(QStringLiteral("Move Down"))->isEnabled());
+    button(QStringLiteral("Remove"))->click();
+    EXPECT_EQ(dialog->rules().size(), 2u);
+    button(QStringLiteral("Restore Defaults"))->click();
+    EXPECT_EQ(dialog->rules(), FrameColorRules::defaults().rules());
+}
+
+TEST_F(ColorRulesTest, AFilterThatDoesNotCompileIsToldAndNotTaken)
+{
+    EXPECT_TRUE(ok()->isEnabled());
+    table().item(0, 1)->setText(QStringLiteral("foo.bar"));
+    EXPECT_FALSE(ok()->isEnabled());
+    EXPECT_TRUE(
+        said().contains(QStringLiteral("Web: Unknown field “foo.bar” — not in Netrondo’s display-filter catalog")));
+    table().item(0, 1)->setText(QStringLiteral("http.host"));
+    EXPECT_TRUE(ok()->isEnabled());
+}
+
+TEST_F(ColorRulesTest, ColourTheListAndLastBeyondTheWindow)
+{
+    showConversation(6); // the first frame is a DNS query
+    QMenu menu;
+    view().fillViewMenu(menu);
+    view().findChild<QAction*>(QStringLiteral("colorRules"))->trigger();
+    dialog.reset(view().findChild<ColorRulesDialog*>());
+    ASSERT_TRUE(dialog);
+    dialog->setAttribute(Qt::WA_DeleteOnClose, false);
+    table().item(0, 1)->setText(QStringLiteral("dns"));
+    table().item(0, 0)->setText(QStringLiteral("Questions"));
+    ok()->click();
+    EXPECT_EQ(view().frames()->colorRules().rules().front().filter, QStringLiteral("dns"));
+    ASSERT_TRUE(eventually([&] { return view().frames()->row(0) != nullptr; }));
+    EXPECT_EQ(view().frames()->row(0)->rule, 0);
+    EXPECT_EQ(FrameColorRules::saved().rules(), view().frames()->colorRules().rules());
+    EXPECT_EQ(FrameListModel().colorRules().rules().front().name, QStringLiteral("Questions"));
 }
 
 TEST(DecodeTreeModel, KeepsItsPromisesForEveryFrame)

@@ -2,6 +2,8 @@
 // apart (Okabe and Ito); the protocol column says the same in words.
 #include "Models/FrameColorRules.h"
 
+#include <QSettings>
+
 namespace netrondo {
 
 FrameColorRules::FrameColorRules(std::vector<FrameColorRule> rules)
@@ -36,6 +38,37 @@ FrameColorRules FrameColorRules::defaults()
         rule("Web", "http or http2 or tls or quic", green),
         rule("Files and sessions", "smb or ldap or kerberos or rpc or rdp or vnc or ssh or telnet or ftp", blue),
     });
+}
+
+FrameColorRules FrameColorRules::saved()
+{
+    QSettings settings;
+    if (!settings.contains(QStringLiteral("decode/colors/size")))
+        return defaults();
+    std::vector<FrameColorRule> rules;
+    const int count = settings.beginReadArray(QStringLiteral("decode/colors"));
+    for (int i = 0; i < count; ++i) {
+        settings.setArrayIndex(i);
+        rules.push_back({settings.value(QStringLiteral("name")).toString(),
+                         settings.value(QStringLiteral("filter")).toString(),
+                         QColor(settings.value(QStringLiteral("color")).toString())});
+    }
+    std::erase_if(rules, [](const FrameColorRule& rule) { return !rule.color.isValid(); });
+    return FrameColorRules(std::move(rules));
+}
+
+void FrameColorRules::save() const
+{
+    QSettings settings;
+    settings.remove(QStringLiteral("decode/colors"));
+    settings.beginWriteArray(QStringLiteral("decode/colors"), static_cast<int>(rules_.size()));
+    for (std::size_t i = 0; i < rules_.size(); ++i) {
+        settings.setArrayIndex(static_cast<int>(i));
+        settings.setValue(QStringLiteral("name"), rules_[i].name);
+        settings.setValue(QStringLiteral("filter"), rules_[i].filter);
+        settings.setValue(QStringLiteral("color"), rules_[i].color.name());
+    }
+    settings.endArray();
 }
 
 QColor FrameColorRules::ground(const QColor& rule, const QColor& base)

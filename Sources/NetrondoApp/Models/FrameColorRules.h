@@ -25,6 +25,10 @@ public:
 
     /// What the list begins with: trouble in strong colours, protocols in quiet ones.
     static FrameColorRules defaults();
+    /// Those that the user has saved, or the defaults.
+    static FrameColorRules saved();
+    /// Keeps them for the next start.
+    void save() const;
 
     const std::vector<FrameColorRule>& rules() const { return rules_; }
     /// The compiled filters, in the order of the rules.

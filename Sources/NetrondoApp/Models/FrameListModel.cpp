@@ -54,7 +54,7 @@ std::optional<FilterFrom::Cell> cellOf(FrameListModel::Column column)
 }
 } // namespace
 
-FrameListModel::FrameListModel(QObject* parent) : QAbstractTableModel(parent), rules_(FrameColorRules::defaults()) { }
+FrameListModel::FrameListModel(QObject* parent) : QAbstractTableModel(parent), rules_(FrameColorRules::saved()) { }
 
 void FrameListModel::setStore(FrameStore* store)
 {

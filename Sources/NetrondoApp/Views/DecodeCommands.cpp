@@ -3,6 +3,7 @@
 #include "Base/Json.h"
 #include "Dissection/Decode/FrameText.h"
 #include "Dissection/Decode/Render.h"
+#include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
 #include "Views/FrameFindBar.h"
@@ -97,6 +98,7 @@ void DecodeView::makeActions()
     auto* names = command(named("names"), tr("Host N&ames from the Capture"), {}, {});
     names->setCheckable(true);
     connect(names, &QAction::toggled, this, [this](bool isOn) { frames_.setShowsNames(isOn); });
+    command(named("colorRules"), tr("Colour &Rules…"), {}, [this] { editColorRules(); });
     auto* times = new QActionGroup(this);
     const std::pair<const char*, QString> formats[] = {{"sinceFirst", tr("Seconds since the &First Frame")},
                                                        {"sincePrevious", tr("Seconds since the &Previous Frame Shown")},
@@ -145,7 +147,19 @@ void DecodeView::fillViewMenu(QMenu& menu)
     auto* columns = menu.addMenu(tr("&Columns"));
     connect(columns, &QMenu::aboutToShow, this, [this, columns] { fillColumnsMenu(*columns); });
     commands_[QStringLiteral("names")]->setChecked(frames_.showsNames());
-    fill(menu, {"names", "", "zoomIn", "zoomOut", "zoomNormal"});
+    fill(menu, {"names", "colorRules", "", "zoomIn", "zoomOut", "zoomNormal"});
+}
+
+void DecodeView::editColorRules()
+{
+    auto* dialog = new ColorRulesDialog(frames_.colorRules(), this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QDialog::accepted, this, [this, dialog] {
+        const FrameColorRules rules(dialog->rules());
+        rules.save();
+        frames_.setColorRules(rules);
+    });
+    dialog->open();
 }
 
 void DecodeView::step(int by)

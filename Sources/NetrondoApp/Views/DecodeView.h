@@ -121,6 +121,7 @@ private:
     void askForFrame();
     void markChosen();
     void zoom(int steps);
+    void editColorRules();
 
     void showListMenu(const QPoint& point);
     void showTreeMenu(const QPoint& point);
