@@ -91,3 +91,29 @@ capture("handshake", [
 ])
 capture("names", [ethernet(0x0800, ipv4(17, udp(answer, 53, 51000))), there(tcp(1, 0, 2))])
 capture("mixed", [frame for _, frame in frames.values()])
+
+
+# The Expert target: a few thresholds, then frames of the recorded bad day, so that each scan has been entered once.
+def blocks(path):
+    data = path.read_bytes()
+    at = 0
+    while at + 12 <= len(data):
+        kind, length = struct.unpack_from("<II", data, at)
+        if kind == 6:
+            captured = struct.unpack_from("<I", data, at + 20)[0]
+            yield data[at + 28:at + 28 + captured]
+        at += length
+
+
+recorded = list(blocks(here.parent.parent / "Samples" / "trouble.pcapng"))
+scenes = {
+    "loss": (105, 60), "window": (1130, 50), "names": (1580, 50), "owners": (1634, 54), "loop": (1688, 44),
+    "scan": (1880, 60), "lease": (2288, 59), "pages": (2350, 60), "certificates": (2425, 45), "logins": (2490, 60),
+    "fragments": (3915, 40), "routers": (3965, 60), "bridges": (4040, 50),
+}
+(here / "Expert").mkdir(exist_ok=True)
+for name, (first, count) in scenes.items():
+    frames_of_scene = recorded[first - 1:first - 1 + count]
+    thresholds = bytes([4, 1, 0, 30, 128])
+    (here / "Expert" / name).write_bytes(thresholds + b"".join(
+        struct.pack("<IIII", 1 + i // 10, i % 10 * 100_000, len(f), len(f)) + f for i, f in enumerate(frames_of_scene)))

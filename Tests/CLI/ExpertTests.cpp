@@ -34,9 +34,8 @@ TEST(ExpertCommand, GivesTheSummaryAsOneJsonText)
 {
     const auto run = netrondo({"expert", trouble, "--json"});
     EXPECT_THAT(run.output, testing::StartsWith("{\"findings\":[{\"id\":\""));
-    for (const auto* key :
-         {"\"framesRead\":4095", "\"framesAnalysed\":3682", "\"framesSkipped\":[{\"reason\":", "\"remarks\":[]",
-          "\"cutOff\":[]", "\"whatHappened\":", "\"evidence\":[", "\"confidence\":"})
+    for (const auto* key : {"\"framesRead\":4095", "\"framesAnalysed\":3682", "\"framesSkipped\":[{\"reason\":",
+                            "\"remarks\":[", "\"cutOff\":[]", "\"whatHappened\":", "\"evidence\":[", "\"confidence\":"})
         EXPECT_THAT(run.output, HasSubstr(key));
 }
 

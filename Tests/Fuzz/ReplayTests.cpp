@@ -1,6 +1,7 @@
 // Every seed of a fuzz target, and every input that ever broke one, through the target's own function.
 #include "Targets/Analysis.h"
 #include "Targets/Decode.h"
+#include "Targets/Expert.h"
 #include "Targets/ExpertPreferences.h"
 #include "Targets/Families.h"
 #include "Targets/Filter.h"
@@ -25,6 +26,7 @@ struct FuzzTarget {
 
 constexpr FuzzTarget targets[] = {
     {"Aggregate", fuzz::aggregate},
+    {"Expert", fuzz::expert},
     {"Classify", fuzz::classify},
     {"Decode", fuzz::decode},
     {"DecodeFiles", fuzz::decodeFiles},

@@ -418,6 +418,16 @@ void PairAggregator::setNanosecond()
     state_->expertScanner.setNanosecond();
 }
 
+void PairAggregator::setSecondMember()
+{
+    state_->expertScanner.setSecondMember();
+}
+
+void PairAggregator::setDropped(std::uint64_t frames)
+{
+    state_->expertScanner.setDropped(frames);
+}
+
 void PairAggregator::leaveOut(const CaptureFrame& frame)
 {
     state_->expertScanner.leaveOut(frame);

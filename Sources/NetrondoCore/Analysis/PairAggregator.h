@@ -30,6 +30,10 @@ public:
     void leaveOut(const CaptureFrame& frame);
     /// The fractions of the timestamps are nanoseconds; to be said before the first frame. Findings heed it.
     void setNanosecond();
+    /// The file is compressed in several parts, of which only the first one is read.
+    void setSecondMember();
+    /// So many frames were dropped before they came into the capture, by the count of whoever captured.
+    void setDropped(std::uint64_t frames);
     /// What the frame ingested last was found to be marked with.
     std::array<Finding, 4> latestFindings() const;
 

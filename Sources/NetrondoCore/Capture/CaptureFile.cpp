@@ -35,9 +35,15 @@ std::string temporaryFolder()
     return folder && *folder ? folder : "/tmp";
 }
 
+/// What is to be read of a file.
+struct Unwrapped {
+    FileHandle handle;
+    bool hasSecondMember = false; ///< it was compressed, and goes on behind what was inflated
+};
+
 /// Inflates into a temporary file. It loses its name before the first byte is written, so that nothing stays on disk
 /// however the program ends; closing the handle frees its space.
-CaptureResult<FileHandle> inflated(FileHandle packed)
+CaptureResult<Unwrapped> inflated(FileHandle packed)
 {
     const auto folder = temporaryFolder();
     const auto place = fmt::format("the temporary directory {} (TMPDIR can name another)", folder);
@@ -48,21 +54,22 @@ CaptureResult<FileHandle> inflated(FileHandle packed)
     FileHandle file(descriptor);
     if (::unlink(path.c_str()) < 0)
         return std::unexpected(CaptureError::system(errno));
-    if (const auto done = GzipCodec::decompress(packed, descriptor, place); !done)
-        return std::unexpected(done.error());
+    NR_TRY(const auto hasSecondMember, GzipCodec::decompress(packed, descriptor, place));
     if (::lseek(descriptor, 0, SEEK_SET) < 0)
         return std::unexpected(CaptureError::system(errno));
-    return file;
+    return Unwrapped{std::move(file), hasSecondMember};
 }
 
 /// The file, or what is in it when it is compressed.
-CaptureResult<FileHandle> unwrappedHandle(const std::filesystem::path& path)
+CaptureResult<Unwrapped> unwrappedHandle(const std::filesystem::path& path)
 {
     NR_TRY(auto handle, FileHandle::open(path));
     NR_TRY(const auto start, handle.peek(4));
     if (start.size() < 2)
         return std::unexpected(CaptureError::fileTooSmall());
-    return GzipCodec::is(start) ? inflated(std::move(handle)) : std::move(handle);
+    if (GzipCodec::is(start))
+        return inflated(std::move(handle));
+    return Unwrapped{std::move(handle)};
 }
 } // namespace
 
@@ -83,10 +90,8 @@ std::optional<CaptureFormat> formatOf(Bytes start)
 
 namespace {
 
-/// By a reader of our own.
-CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem::path& path)
+CaptureResult<std::unique_ptr<CaptureReading>> readerOf(FileHandle handle)
 {
-    NR_TRY(auto handle, unwrappedHandle(path));
     NR_TRY(const auto start, handle.peek(4));
     if (start.size() < 4)
         return std::unexpected(CaptureError::fileTooSmall());
@@ -98,6 +103,16 @@ CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem:
     if (format == CaptureFormat::sniffer)
         return SnifferReader::open(std::move(handle));
     return std::unexpected(CaptureError::unsupportedFormat());
+}
+
+/// By a reader of our own.
+CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem::path& path)
+{
+    NR_TRY(auto file, unwrappedHandle(path));
+    NR_TRY(auto reader, readerOf(std::move(file.handle)));
+    if (file.hasSecondMember)
+        reader->setSecondMember();
+    return reader;
 }
 } // namespace
 

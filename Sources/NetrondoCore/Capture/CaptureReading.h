@@ -39,6 +39,12 @@ public:
     /// True when the file itself says that its fractions are nanoseconds.
     virtual bool isNanosecond() const { return false; }
 
+    /// Frames that the capturing machine has dropped, by its own counters as far as they were read.
+    virtual std::uint64_t droppedFrames() const { return 0; }
+    /// True when the file was compressed in several parts, of which the first one is read.
+    bool hasSecondMember() const { return hasSecondMember_; }
+    void setSecondMember() { hasSecondMember_ = true; }
+
     /// The interface a frame of this source came from.
     virtual SourceInterface interfaceOf(const CaptureFrame& frame) const;
 
@@ -72,6 +78,9 @@ public:
 
 protected:
     CaptureReading() = default;
+
+private:
+    bool hasSecondMember_ = false;
 };
 
 } // namespace netrondo

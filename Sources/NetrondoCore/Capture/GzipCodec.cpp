@@ -39,6 +39,8 @@ public:
         stream_.next_in = input.data();
         stream_.avail_in = static_cast<uInt>(input.size());
     }
+    /// Bytes of the input that it has not taken.
+    std::size_t unused() const { return stream_.avail_in; }
     /// Inflates into `output`; gives zlib's return code and how many bytes came out.
     std::pair<int, std::size_t> inflateInto(std::span<std::uint8_t> output)
     {
@@ -57,8 +59,8 @@ private:
 /// `step`, 0 for no more.
 ///
 /// Input that ends before the stream does is no error when something came out: a capture whose copying was cut is worth
-/// what it holds. Neither is anything behind the first member looked at.
-template <typename Sink> CaptureResult<void> inflateMember(FileHandle& from, std::size_t room, Sink&& sink)
+/// what it holds. Of what is behind the first member it only tells whether it is another one.
+template <typename Sink> CaptureResult<bool> inflateMember(FileHandle& from, std::size_t room, Sink&& sink)
 {
     Inflater inflater;
     if (inflater.started() != Z_OK)
@@ -84,7 +86,12 @@ template <typename Sink> CaptureResult<void> inflateMember(FileHandle& from, std
     }
     if (!produced)
         return failed("gzip stream was empty.");
-    return {};
+    if (code != Z_STREAM_END)
+        return false;
+    const auto start = from.offset() - inflater.unused();
+    NR_TRY([[maybe_unused]] const auto there, from.seek(start));
+    NR_TRY(const auto next, from.peek(2));
+    return is(next);
 }
 } // namespace
 
@@ -99,7 +106,7 @@ CaptureError cannotInflateInto(std::string_view place, int errorNumber)
         fmt::format("cannot inflate into {}: {}", place, CaptureError::system(errorNumber).payload));
 }
 
-CaptureResult<void> decompress(FileHandle& from, int to, std::string_view place)
+CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place)
 {
     return inflateMember(from, step, [&](Bytes piece) -> CaptureResult<std::size_t> {
         while (!piece.empty()) {
@@ -119,7 +126,9 @@ CaptureResult<void> decompress(const std::filesystem::path& from, const std::fil
     const int output = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (output < 0)
         return std::unexpected(cannotInflateInto(place, errno));
-    auto result = decompress(input, output, place);
+    CaptureResult<void> result;
+    if (const auto inflated = decompress(input, output, place); !inflated)
+        result = std::unexpected(inflated.error());
     if (::close(output) < 0 && result)
         result = std::unexpected(cannotInflateInto(place, errno));
     if (!result)

@@ -18,8 +18,9 @@ bool is(Bytes prefix);
 /// Inflates the first member of the gzip file `from` into the new file `to`; what follows the member is ignored. A
 /// stream that is cut yields what it holds up to the cut. After a failure there is no `to`.
 CaptureResult<void> decompress(const std::filesystem::path& from, const std::filesystem::path& to);
-/// The same between open files; `place` says where the output lies, for the error when it cannot be written.
-CaptureResult<void> decompress(FileHandle& from, int to, std::string_view place);
+/// The same between open files; `place` says where the output lies, for the error when it cannot be written. Tells
+/// whether another member follows.
+CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place);
 
 /// The error for output that cannot be created or written at `place`, with the operating system's reason.
 CaptureError cannotInflateInto(std::string_view place, int errorNumber);

@@ -3,13 +3,20 @@
 // microseconds (`nanoseconds` knows better), and a block that the end of the file cuts is the end of the data.
 #include "Capture/PcapNgReader.h"
 
+#include <algorithm>
+
 #include "Base/Address.h"
 
 #include <fmt/format.h>
 
 namespace netrondo {
 namespace {
-enum BlockType : std::uint32_t { interfaceDescription = 1, simplePacket = 3, enhancedPacket = 6 };
+enum BlockType : std::uint32_t {
+    interfaceDescription = 1,
+    simplePacket = 3,
+    interfaceStatistics = 5,
+    enhancedPacket = 6
+};
 
 constexpr std::size_t blockHeaderSize = 8; ///< type and total length
 constexpr std::size_t smallestBlock = 12;  ///< the header, no body, and the length repeated
@@ -90,7 +97,8 @@ CaptureResult<bool> PcapNgReader::take(Bytes block, CaptureFrame& frame)
     case enhancedPacket: return takeEnhancedPacket(body, frame);
     case simplePacket: return takeSimplePacket(body, frame);
     case interfaceDescription: return takeInterface(body);
-    default: return false; // section headers, statistics, names, obsolete packets, custom blocks
+    case interfaceStatistics: takeStatistics(body); return false;
+    default: return false; // section headers, names, obsolete packets, custom blocks
     }
 }
 
@@ -103,6 +111,41 @@ CaptureResult<bool> PcapNgReader::takeInterface(Bytes body)
     snaplens_.push_back(u32(body, 4));
     clocks_.push_back(clockIn(body.subspan(8)));
     return false;
+}
+
+void PcapNgReader::takeStatistics(Bytes body)
+{
+    enum Option : std::uint16_t { end = 0, byInterface = 5, bySystem = 7 };
+    constexpr std::size_t fixed = 12;
+    if (body.size() < fixed)
+        return;
+    const auto interface = u32(body, 0);
+    if (interface >= interfaceLinkTypes_.size())
+        return;
+    std::uint64_t dropped = 0;
+    for (auto options = body.subspan(fixed); options.size() >= 4;) {
+        const auto code = load::u16(options.data(), swapEndian_);
+        const std::size_t length = load::u16(options.data() + 2, swapEndian_);
+        const auto value = slice(options, 4, length);
+        if (code == end || value.size() < length)
+            break;
+        if ((code == byInterface || code == bySystem) && length == 8) {
+            const std::uint64_t first = u32(value, 0), second = u32(value, 4);
+            const auto count = swapEndian_ ? first << 32 | second : second << 32 | first;
+            dropped = count > ~dropped ? ~std::uint64_t{0} : dropped + count;
+        }
+        options = slice(options, 4 + (length + 3) / 4 * 4);
+    }
+    dropped_.resize(std::max<std::size_t>(dropped_.size(), interface + 1u));
+    dropped_[interface] = dropped; // the counters run on
+}
+
+std::uint64_t PcapNgReader::droppedFrames() const
+{
+    std::uint64_t sum = 0;
+    for (const auto count : dropped_)
+        sum = count > ~sum ? ~std::uint64_t{0} : sum + count;
+    return sum;
 }
 
 /// What the options if_tsresol and if_tsoffset say; options that make no sense say nothing.

@@ -21,6 +21,8 @@ public:
     /// The snapshot length of each interface, indexed like the link types.
     std::span<const std::uint32_t> snaplens() const { return snaplens_; }
 
+    /// The newest count of each interface, summed up.
+    std::uint64_t droppedFrames() const override;
     SourceInterface interfaceOf(const CaptureFrame& frame) const override;
 
     /// A damaged block is an error again on every further call.
@@ -48,6 +50,7 @@ private:
     CaptureResult<bool> requireBlock();
     CaptureResult<bool> take(Bytes block, CaptureFrame& frame);
     CaptureResult<bool> takeInterface(Bytes body);
+    void takeStatistics(Bytes body);
     CaptureResult<bool> takeEnhancedPacket(Bytes body, CaptureFrame& frame) const;
     CaptureResult<bool> takeSimplePacket(Bytes body, CaptureFrame& frame) const;
     LinkType linkTypeOf(std::uint32_t interfaceID) const;
@@ -58,6 +61,7 @@ private:
     std::vector<std::uint32_t> snaplens_;
     std::vector<std::uint16_t> linkNumbers_; ///< also those that `LinkType` does not know
     std::vector<Clock> clocks_;
+    std::vector<std::uint64_t> dropped_; ///< by interface, as long as statistics have told
 };
 
 } // namespace netrondo

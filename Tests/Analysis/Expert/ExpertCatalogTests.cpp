@@ -2,6 +2,10 @@
 #include "Analysis/Expert/CaptureExpertSummary.h"
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <set>
 
@@ -19,6 +23,50 @@ TEST(ExpertCatalog, FindsEveryRowByItsIdAndByItsNumber)
     EXPECT_EQ(findingOf("no.such"), Finding::none);
     for (const auto* id : {"tcp.retx.endpoint", "tcp.retx.infra", "tcp.spurious", "tcp.acked_unseen", "tcp.zerowin"})
         EXPECT_TRUE(ids.contains(id)) << id << " is what filters look for";
+}
+
+namespace {
+std::string textsOf(const std::filesystem::path& folder, std::string_view part)
+{
+    std::string all;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        if (file.path().extension() != ".cpp" || file.path().filename().string().find(part) == std::string::npos)
+            continue;
+        std::ifstream in(file.path());
+        all.append(std::istreambuf_iterator<char>(in), {});
+    }
+    return all;
+}
+
+/// Whether a scan records this finding, or chooses it for recording.
+bool isPutDown(std::string_view rules, std::string_view name)
+{
+    const auto wanted = "Finding::" + std::string(name);
+    for (auto at = rules.find(wanted); at != rules.npos; at = rules.find(wanted, at + 1)) {
+        const char next = rules[at + wanted.size()];
+        const auto before = rules.substr(0, rules.find_last_not_of(" \n", at - 1) + 1);
+        if (std::isalnum(static_cast<unsigned char>(next)) == 0
+            && (before.ends_with("record(") || before.ends_with("report(") || before.ends_with('?')
+                || before.ends_with(':') || before.ends_with("},")))
+            return true;
+    }
+    return false;
+}
+} // namespace
+
+TEST(ExpertCatalog, HasNoRowThatNoRuleFindsOrThatNoTestMeets)
+{
+    const std::filesystem::path sources = NETRONDO_SOURCE_DIR;
+    const auto rules = textsOf(sources / "Sources/NetrondoCore/Analysis/Expert", "Scan");
+    const auto tests = textsOf(sources / "Tests/Analysis/Expert", "FindingsTests");
+    for (const auto& [name, id] : {
+#define NR_FINDING(name, id, ...) std::pair<std::string_view, std::string_view>{#name, id},
+#include "Analysis/Expert/ExpertCatalog.def"
+#undef NR_FINDING
+         }) {
+        EXPECT_TRUE(isPutDown(rules, name)) << "no rule finds " << id;
+        EXPECT_NE(tests.find(fmt::format("\"{}", id)), std::string::npos) << "no test meets " << id;
+    }
 }
 
 TEST(ExpertCatalog, SaysFourThingsOfEveryFindingInWholeSentencesWithoutAPlaceholder)
@@ -46,7 +94,7 @@ TEST(ExpertCatalog, SaysFourThingsOfEveryFindingInWholeSentencesWithoutAPlacehol
             EXPECT_EQ(text.find_first_of("{}|"), std::string::npos) << kind.id << ": " << text;
         }
         EXPECT_TRUE(ExpertText::whatHappened(finding).find(" 7") != std::string::npos
-                    || kind.finding == Finding::ethStorm || kind.finding == Finding::tcpOptions)
+                    || kind.finding == Finding::tcpOptions)
             << kind.id << " names its first frame: " << ExpertText::whatHappened(finding);
     }
 }

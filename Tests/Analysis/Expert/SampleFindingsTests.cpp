@@ -1,4 +1,5 @@
 // The findings of the captures that come with the sources, held against what is known to be in them.
+#include "Analysis/PairAggregator.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
 #include "Dissection/Decode/PacketDecoder.h"
@@ -110,6 +111,31 @@ TEST(OrdinaryMorning, HasNoWarningButTheSecretsAndTheCertificateThatItsKeyTellsO
     EXPECT_THAT(
         bad,
         testing::UnorderedElementsAre("app.cleartext", "app.cleartext", "app.cleartext", "app.cleartext", "tls.cert"));
+}
+
+TEST(SampleFindings, OfACaptureThatGrowsAreAtEveryMomentThoseOfItsBeginning)
+{
+    auto reader = CaptureFile::open(samples / "trouble.pcapng").value();
+    std::vector<StoredFrame> frames;
+    PairAggregator growing(AnalysisMode::l3IP, {});
+    for (std::size_t count = 1;; ++count) {
+        const auto frame = reader->nextFrame();
+        if (!frame || !*frame)
+            break;
+        frames.emplace_back(**frame);
+        growing.ingest(**frame);
+        if (count % 700 != 0)
+            continue;
+        PairAggregator whole(AnalysisMode::l3IP, {});
+        for (const auto& one : frames)
+            whole.ingest(one.view());
+        const auto asked = growing.result().expertSummary, again = growing.result().expertSummary,
+                   atOnce = std::move(whole).takeResult().expertSummary;
+        EXPECT_EQ(asked.findings, again.findings) << "after " << count << " frames";
+        EXPECT_EQ(asked.findings, atOnce.findings) << "after " << count << " frames";
+        EXPECT_EQ(*asked.annotations, *atOnce.annotations) << "after " << count << " frames";
+        EXPECT_EQ(asked.accounting, atOnce.accounting);
+    }
 }
 
 TEST(SampleFindings, AreSelectedByTheirFiltersExactlyByTheirEvidence)

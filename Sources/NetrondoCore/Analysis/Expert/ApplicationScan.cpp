@@ -1,6 +1,9 @@
 // DNS (RFC 1035), DHCP (RFC 2131), HTTP (RFC 9112), TLS (RFC 8446, RFC 5246), and the logins of older protocols.
 #include "Analysis/Expert/ApplicationScan.h"
 
+#include "Analysis/Expert/Certificate.h"
+#include "Analysis/Expert/Der.h"
+#include "Base/Units.h"
 #include "Dissection/Wire/IpProtocol.h"
 #include "Dissection/Wire/TcpHeader.h"
 
@@ -8,8 +11,11 @@
 #include <xxhash.h>
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
+#include <cmath>
 #include <fmt/format.h>
+#include <numeric>
 
 namespace netrondo {
 namespace {
@@ -66,6 +72,18 @@ std::size_t questionEnd(Bytes message)
         at += 1u + message[at];
     }
     return at + 5 <= message.size() ? at + 5 : 0;
+}
+
+/// Which step of `Delays` a time falls on, and the time in the middle of a step.
+std::size_t stepOf(double milliseconds)
+{
+    const auto us = static_cast<std::uint64_t>(std::clamp(milliseconds * 1000, 4.0, 1e9));
+    const auto width = static_cast<std::size_t>(std::bit_width(us));
+    return width * 4 + (us >> (width - 3) & 3);
+}
+double millisecondsOf(std::size_t step)
+{
+    return std::ldexp(static_cast<double>(4 + step % 4) + 0.5, static_cast<int>(step / 4) - 3) / 1000;
 }
 
 std::uint64_t segmentOf(const FrameSight& sight)
@@ -133,61 +151,6 @@ const char* alertText(std::uint8_t description)
     }
 }
 
-/// One element of DER (X.690): its contents, and where the next one begins.
-struct Der {
-    std::uint8_t tag = 0;
-    Bytes content;
-    Bytes whole;
-    Bytes rest;
-};
-
-std::optional<Der> der(Bytes bytes)
-{
-    if (bytes.size() < 2)
-        return {};
-    std::size_t length = bytes[1], header = 2;
-    if (length & 0x80) {
-        const auto digits = length & 0x7f;
-        if (digits == 0 || digits > 3 || bytes.size() < 2 + digits)
-            return {};
-        length = 0;
-        for (std::size_t i = 0; i < digits; ++i)
-            length = length << 8 | bytes[2 + i];
-        header += digits;
-    }
-    if (length > bytes.size() - header)
-        return {};
-    return Der{bytes[0], bytes.subspan(header, length), bytes.first(header + length), bytes.subspan(header + length)};
-}
-
-/// Seconds since 1970 of a UTCTime or GeneralizedTime.
-std::optional<double> timeOf(const Der& element)
-{
-    const auto text = asText(element.content);
-    const std::size_t yearDigits = element.tag == 0x17 ? 2 : 4;
-    if (text.size() < yearDigits + 10 || (element.tag != 0x17 && element.tag != 0x18))
-        return {};
-    int parts[6];
-    std::size_t at = 0;
-    for (int i = 0; i < 6; ++i) {
-        const auto digits = i == 0 ? yearDigits : 2;
-        parts[i] = 0;
-        for (std::size_t d = 0; d < digits; ++d, ++at) {
-            if (text[at] < '0' || text[at] > '9')
-                return {};
-            parts[i] = parts[i] * 10 + (text[at] - '0');
-        }
-    }
-    int year = parts[0];
-    if (yearDigits == 2)
-        year += year < 50 ? 2000 : 1900; // RFC 5280, 4.1.2.5.1
-    // Days since 1970 of a Gregorian date, counting years from March.
-    const int month = parts[1], y = year - (month <= 2), era = y / 400;
-    const int yearOfEra = y - era * 400, dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + parts[2] - 1;
-    const double days = era * 146097.0 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
-    return days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5];
-}
-
 } // namespace
 
 void ApplicationScan::scanDatagram(const FrameSight& sight, ArpScan& arp, FindingLog& log)
@@ -237,6 +200,18 @@ void ApplicationScan::reportUnanswered(const Query& query, double now, FindingLo
     finding.threshold = preferences_.dnsSeconds;
 }
 
+void ApplicationScan::reportTruncated(const Query& query, double now, FindingLog& log) const
+{
+    if (!query.isPending || now - query.at.seconds < preferences_.dnsSeconds)
+        return;
+    auto& finding = log.record(Finding::dnsRcode, {query.client, query.server, 0}, query.at);
+    finding.measured = static_cast<double>(finding.count);
+    finding.threshold = preferences_.unknownNamesPercent;
+    if (finding.count == 1)
+        finding.severity = Severity::note;
+    enumerate(finding.detail, "a truncated answer that nobody asks for again over TCP");
+}
+
 void ApplicationScan::scanDns(Bytes message, const Address& source, const Address& destination, bool isAnswer,
                               const Sighting& at, FindingLog& log)
 {
@@ -266,13 +241,24 @@ void ApplicationScan::scanDns(Bytes message, const Address& source, const Addres
             return; // the answer counts from the first question on
         }
         reportUnanswered(slot, at.seconds, log);
+        displaced_ += slot.isPending && at.seconds - slot.at.seconds < preferences_.dnsSeconds;
         slot = {client, server, id, question, at, true};
         return;
     }
     ++names_;
+    auto& cut = truncated_[(question + client.low) % truncated_.size()];
+    if (message[2] & 0x02) { // TC
+        if (cut.isPending && cut.question != question)
+            reportTruncated(cut, at.seconds, log);
+        cut = {client, server, id, question, at, true};
+    } else if (cut.isPending && cut.question == question && cut.client == client) {
+        cut.isPending = false; // asked again, and whole
+    }
     if (isSame) {
         const auto took = (at.seconds - slot.at.seconds) * 1000;
         slot.isPending = false;
+        if (auto* delays = delays_.at(server))
+            ++delays->steps[stepOf(took)];
         if (took >= preferences_.dnsSlowMilliseconds) {
             auto& finding = log.record(Finding::dnsSlow, {{}, server, 0}, at);
             finding.measured = std::max(finding.measured, took);
@@ -390,9 +376,11 @@ void ApplicationScan::scanSegment(const SegmentSight& sight, double captureTime,
                     fromServer ? Subject{facts.destination, facts.source, facts.sourcePort}
                                : Subject{facts.source, facts.destination, facts.destinationPort},
                     fromServer, payload, log};
+    if (pendingFlights_ && isUnderWay(talk)) [[unlikely]]
+        return scanTls(talk, captureTime);
     // What a segment begins with tells most; ports only where the bytes do not.
     switch (payload[0]) {
-    case 0x15:
+    case 0x15: return scanAlerts(talk);
     case 0x16: return scanTls(talk, captureTime);
     case 'H':
     case 'G':
@@ -459,92 +447,194 @@ void ApplicationScan::scanHttp(const Talk& talk)
     }
 }
 
+ApplicationScan::Flight& ApplicationScan::flight(const Talk& talk)
+{
+    return flights_[(talk.sight.connection * 2 + talk.fromServer) % flights_.size()];
+}
+
+std::uint64_t ApplicationScan::flightKey(const Talk& talk)
+{
+    return std::uint64_t{talk.sight.connection} << 1 | talk.fromServer;
+}
+
+bool ApplicationScan::isUnderWay(const Talk& talk)
+{
+    const auto& pending = flight(talk);
+    return pending.isPending && pending.key == flightKey(talk);
+}
+
+// The messages of a handshake fill several segments: they are kept until they are whole, in the order in which they
+// were sent. What is lost is not waited for beyond the end of its connection's place.
 void ApplicationScan::scanTls(const Talk& talk, double captureTime)
 {
-    auto bytes = talk.payload;
-    while (bytes.size() >= 5 && bytes[1] == 3) {
-        const auto type = bytes[0];
-        const std::size_t length = load::be16(bytes.data() + 3);
-        auto body = slice(bytes, 5, length);
-        bytes = slice(bytes, 5 + length);
-        if (type == 0x15) {
-            if (length != 2 || body.size() != 2 || body[0] != 2)
-                continue;
-            const auto& s = talk.subject;
-            const auto sender = talk.fromServer ? s.b : s.a, other = talk.fromServer ? s.a : s.b;
-            auto& finding = talk.log.record(Finding::tlsAlert, {sender, other, s.port}, talk.sight.at);
-            finding.measured = static_cast<double>(finding.count);
-            enumerate(finding.detail, fmt::format("“{}”", alertText(body[1])));
-            continue;
+    constexpr std::size_t longest = 65'536;
+    const auto& facts = talk.sight.facts;
+    auto& pending = flight(talk);
+    if (isUnderWay(talk)) {
+        if (facts.seq != pending.nextSeq)
+            return;
+        pending.bytes.insert(pending.bytes.end(), talk.payload.begin(), talk.payload.end());
+        pending.nextSeq += static_cast<std::uint32_t>(talk.payload.size());
+        if (pending.bytes.size() > longest || !readMessages(pending.bytes, pending.messages, talk, captureTime)) {
+            pending.isPending = false;
+            --pendingFlights_;
         }
-        if (type != 0x16 || !talk.fromServer)
+        return;
+    }
+    std::uint32_t messages = 0;
+    if (!readMessages(talk.payload, messages, talk, captureTime))
+        return;
+    if (pending.isPending) {
+        ++displaced_;
+        --pendingFlights_;
+    }
+    pending.key = flightKey(talk);
+    pending.isPending = true;
+    ++pendingFlights_;
+    pending.nextSeq = facts.seq + static_cast<std::uint32_t>(talk.payload.size());
+    pending.messages = messages;
+    pending.bytes.assign(talk.payload.begin(), talk.payload.end());
+}
+
+void ApplicationScan::scanAlerts(const Talk& talk)
+{
+    for (auto bytes = talk.payload; bytes.size() >= 7 && bytes[0] == 0x15 && bytes[1] == 3;
+         bytes = slice(bytes, 5u + load::be16(bytes.data() + 3))) {
+        constexpr std::uint8_t fatal = 2;
+        if (load::be16(bytes.data() + 3) != 2 || bytes[5] != fatal) // longer ones are encrypted
             continue;
-        while (body.size() >= 4) {
-            const auto size = load::be32(body.data()) & 0xffffff;
-            const auto kind = body[0];
-            const auto message = slice(body, 4, size);
-            body = slice(body, 4 + size);
-            if (kind == 2 && message.size() >= 38) { // ServerHello
-                auto version = load::be16(message.data());
-                Cursor hello(message);
-                hello.skip(34);
-                hello.skip(hello.u8());
-                const auto suite = hello.u16();
-                hello.skip(1);
-                Cursor extensions(hello.take(std::min<std::size_t>(hello.u16(), hello.left())));
-                while (extensions.left() >= 4) {
-                    const auto number = extensions.u16();
-                    const auto value = extensions.take(extensions.u16());
-                    if (number == 43 && value.size() == 2) // supported_versions: the true one
-                        version = load::be16(value.data());
-                }
-                const auto* old = tlsVersionText(version);
-                const auto* weak = weakCipherText(suite);
-                if (!old && !weak)
-                    continue;
-                auto& finding = talk.log.record(Finding::tlsWeak, talk.subject, talk.sight.at);
-                finding.measured = static_cast<double>(finding.count);
-                enumerate(finding.detail, old ? old : weak);
-            } else if (kind == 11 && message.size() >= 6 && message.size() == size) { // Certificate, its own one first
-                scanCertificate(slice(message, 6, load::be32(message.data() + 2) & 0xffffff), talk, captureTime);
-            }
-        }
+        const auto& s = talk.subject;
+        const auto sender = talk.fromServer ? s.b : s.a, other = talk.fromServer ? s.a : s.b;
+        auto& finding = talk.log.record(Finding::tlsAlert, {sender, other, s.port}, talk.sight.at);
+        finding.measured = static_cast<double>(finding.count);
+        enumerate(finding.detail, fmt::format("“{}”", alertText(bytes[6])));
     }
 }
 
-void ApplicationScan::scanCertificate(Bytes certificate, const Talk& talk, double captureTime)
+/// Reads the handshake’s messages but for the first so many; tells whether more bytes belong to the last one.
+bool ApplicationScan::readMessages(Bytes bytes, std::uint32_t& messages, const Talk& talk, double captureTime)
 {
-    // Certificate ::= { tbs { [0] version, serial, algorithm, issuer, validity { from, to }, subject, … }, … } (RFC
-    // 5280)
-    const auto outer = der(certificate);
-    const auto tbs = outer ? der(outer->content) : std::nullopt;
-    auto next = tbs ? der(tbs->content) : std::nullopt;
-    if (next && next->tag == 0xa0)
-        next = der(next->rest);
-    const auto algorithm = next ? der(next->rest) : std::nullopt;
-    const auto issuer = algorithm ? der(algorithm->rest) : std::nullopt;
-    const auto validity = issuer ? der(issuer->rest) : std::nullopt;
-    const auto subject = validity ? der(validity->rest) : std::nullopt;
-    const auto from = subject ? der(validity->content) : std::nullopt;
-    const auto to = from ? der(from->rest) : std::nullopt;
-    if (!to)
+    constexpr std::uint8_t handshake = 0x16, alert = 0x15;
+    messages_.clear();
+    bool isCut = false;
+    while (bytes.size() >= 5) {
+        if (bytes[0] != handshake || bytes[1] != 3) // what follows is something else, or encrypted
+            break;
+        const std::size_t length = load::be16(bytes.data() + 3);
+        const auto body = slice(bytes, 5, length);
+        isCut = body.size() < length;
+        messages_.insert(messages_.end(), body.begin(), body.end());
+        bytes = slice(bytes, 5 + length);
+    }
+    const bool isOver = bytes.size() >= 5;
+    if (isOver && bytes[0] == alert)
+        scanAlerts({talk.sight, talk.subject, talk.fromServer, bytes, talk.log});
+    constexpr std::uint8_t clientHello = 1, serverHello = 2, certificate = 11, lastKind = 24;
+    constexpr std::uint32_t longest = 65'536;
+    std::uint32_t number = 0;
+    Bytes rest = messages_;
+    while (rest.size() >= 4) {
+        const auto kind = rest[0];
+        const auto size = load::be32(rest.data()) & 0xffffff;
+        if (kind > lastKind || size > longest) // encrypted
+            return false;
+        if (rest.size() - 4 < size)
+            break;
+        const auto message = rest.subspan(4, size);
+        rest = rest.subspan(4 + size);
+        if (number++ < messages)
+            continue;
+        messages = number;
+        if (kind == clientHello && !talk.fromServer)
+            scanClientHello(message, talk);
+        else if (kind == serverHello && talk.fromServer)
+            scanServerHello(message, talk);
+        else if (kind == certificate && talk.fromServer && message.size() >= 6) // its own one first
+            scanCertificate(slice(message, 6, load::be32(message.data() + 2) & 0xffffff), talk, captureTime);
+    }
+    return !isOver && (isCut || !rest.empty() || !bytes.empty());
+}
+
+void ApplicationScan::scanClientHello(Bytes message, const Talk& talk)
+{
+    auto& asked = askedName(talk.sight.connection);
+    asked.connection = talk.sight.connection;
+    asked.name.clear();
+    Cursor hello(message);
+    hello.skip(34);
+    hello.skip(hello.u8());
+    hello.skip(hello.u16());
+    hello.skip(hello.u8());
+    Cursor extensions(hello.take(std::min<std::size_t>(hello.u16(), hello.left())));
+    while (extensions.left() >= 4) {
+        const auto number = extensions.u16();
+        const auto value = extensions.take(extensions.u16());
+        if (number == 0 && value.size() > 5 && value[2] == 0) // server_name (RFC 6066, 3), a host name
+            asked.name = asText(slice(value, 5, load::be16(value.data() + 3)));
+    }
+}
+
+void ApplicationScan::reportWeak(const Talk& talk, std::string_view what)
+{
+    auto& finding = talk.log.record(Finding::tlsWeak, talk.subject, talk.sight.at);
+    finding.measured = static_cast<double>(finding.count);
+    enumerate(finding.detail, what);
+}
+
+void ApplicationScan::scanServerHello(Bytes message, const Talk& talk)
+{
+    if (message.size() < 38)
         return;
-    const auto begins = timeOf(*from), ends = timeOf(*to);
+    auto version = load::be16(message.data());
+    Cursor hello(message);
+    hello.skip(34);
+    hello.skip(hello.u8());
+    const auto suite = hello.u16();
+    hello.skip(1);
+    Cursor extensions(hello.take(std::min<std::size_t>(hello.u16(), hello.left())));
+    while (extensions.left() >= 4) {
+        const auto number = extensions.u16();
+        const auto value = extensions.take(extensions.u16());
+        if (number == 43 && value.size() == 2) // supported_versions: the true one
+            version = load::be16(value.data());
+    }
+    const auto* old = tlsVersionText(version);
+    const auto* weak = weakCipherText(suite);
+    if (old || weak)
+        reportWeak(talk, old ? old : weak);
+}
+
+void ApplicationScan::scanCertificate(Bytes bytes, const Talk& talk, double captureTime)
+{
+    const auto certificate = readCertificate(bytes);
+    if (!certificate)
+        return;
     const auto report = [&](Severity severity, const char* what) {
         auto& finding = talk.log.record(Finding::tlsCert, talk.subject, talk.sight.at);
-        finding.measured = static_cast<double>(finding.count);
+        finding.measured = static_cast<double>(finding.evidence.size());
         finding.threshold = preferences_.certificateDays;
         finding.severity = finding.count == 1 ? severity : std::max(finding.severity, severity);
         enumerate(finding.detail, what);
     };
+    const auto& [begins, ends] = certificate->valid;
     if (ends && *ends < captureTime)
         report(Severity::error, "expired");
     else if (begins && *begins > captureTime)
         report(Severity::error, "not yet valid");
     else if (ends && *ends - captureTime < preferences_.certificateDays * 86400)
         report(Severity::note, "about to expire");
-    if (std::ranges::equal(issuer->whole, subject->whole))
+    if (certificate->isSelfSigned)
         report(Severity::note, "signed by itself");
+    const auto& asked = askedName(talk.sight.connection);
+    const bool isNamed = asked.connection == talk.sight.connection && !asked.name.empty()
+        && !Address::parse(asked.name); // an address is no name, whoever sends it as one (RFC 6066, 3)
+    if (isNamed && !isFor(*certificate, asked.name))
+        report(Severity::warning, "made for another name than the one asked for");
+    constexpr std::size_t leastBits = 2048;
+    if (certificate->rsaBits && certificate->rsaBits < leastBits)
+        reportWeak(talk, fmt::format("an RSA key of {} bits", certificate->rsaBits));
+    if (certificate->weakSignature && !certificate->isSelfSigned) // nobody checks the signature of the root
+        reportWeak(talk, fmt::format("a certificate signed with {}", certificate->weakSignature));
 }
 
 void ApplicationScan::scanLogin(const Talk& talk)
@@ -672,6 +762,22 @@ void ApplicationScan::finish(FindingLog& log, double end) const
 {
     for (const auto& query : queries_)
         reportUnanswered(query, end, log);
+    for (const auto& query : truncated_)
+        reportTruncated(query, end, log);
+    for (auto& record : log.records()) {
+        const auto* delays = record.finding == Finding::dnsSlow ? delays_.find(record.hosts[1]) : nullptr;
+        if (!delays)
+            continue;
+        const auto all = std::accumulate(delays->steps.begin(), delays->steps.end(), std::uint64_t{0});
+        std::size_t median = 0;
+        for (std::uint64_t below = 0; median + 1 < delays->steps.size(); ++median) {
+            below += delays->steps[median];
+            if (below * 2 >= all)
+                break;
+        }
+        record.detail = fmt::format("The median of {} is about {:.3g} ms. Slow: {}.",
+                                    units::counted(all, "answer", "answers"), millisecondsOf(median), record.detail);
+    }
     const auto share =
         100.0 * static_cast<double>(unknownNames_) / static_cast<double>(std::max<std::uint64_t>(names_, 1));
     if (share >= preferences_.unknownNamesPercent)
@@ -680,6 +786,15 @@ void ApplicationScan::finish(FindingLog& log, double end) const
         if (record.finding == Finding::dnsRcode && record.severity == Severity::note)
             FindingLog::withdraw(record);
     }
+}
+
+void ApplicationScan::tellCutOff(std::vector<std::string>& lines) const
+{
+    tell(lines, leases_, "stations that ask for a lease");
+    tell(lines, delays_, "name servers");
+    if (displaced_)
+        lines.push_back(
+            fmt::format("{} questions for names and TLS handshakes were displaced by newer ones", displaced_));
 }
 
 } // namespace netrondo

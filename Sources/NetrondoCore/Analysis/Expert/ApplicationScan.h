@@ -8,6 +8,8 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace netrondo {
 
@@ -20,6 +22,8 @@ public:
     /// A TCP segment with payload.
     void scanSegment(const SegmentSight& sight, double captureTime, FindingLog& log);
     void finish(FindingLog& log, double end) const;
+    /// What was left out, in words.
+    void tellCutOff(std::vector<std::string>& lines) const;
 
 private:
     struct Query {
@@ -28,6 +32,23 @@ private:
         std::uint64_t question = 0; ///< a digest of name and type
         Sighting at;
         bool isPending = false;
+    };
+    /// How long a name server takes: answers by time, four steps to the doubling, in microseconds.
+    struct Delays {
+        std::array<std::uint32_t, 128> steps{};
+    };
+    /// A TLS handshake of one direction whose messages are not whole yet.
+    struct Flight {
+        std::uint64_t key = 0; ///< connection and direction
+        bool isPending = false;
+        std::uint32_t nextSeq = 0;
+        std::uint32_t messages = 0; ///< read so far
+        std::vector<std::uint8_t> bytes;
+    };
+    /// The server name that a client asked for.
+    struct AskedName {
+        std::uint32_t connection = 0;
+        std::string name;
     };
     struct Request {
         std::uint32_t connection = 0;
@@ -58,15 +79,32 @@ private:
     void reportUnanswered(const Query& query, double now, FindingLog& log) const;
     void scanDhcp(Bytes message, const FrameSight& sight, ArpScan& arp, FindingLog& log);
     void scanHttp(const Talk& talk);
+    Flight& flight(const Talk& talk);
+    static std::uint64_t flightKey(const Talk& talk);
+    bool isUnderWay(const Talk& talk);
+    void reportTruncated(const Query& query, double now, FindingLog& log) const;
     void scanTls(const Talk& talk, double captureTime);
+    void scanAlerts(const Talk& talk);
+    bool readMessages(Bytes bytes, std::uint32_t& messages, const Talk& talk, double captureTime);
+    void scanClientHello(Bytes message, const Talk& talk);
+    void scanServerHello(Bytes message, const Talk& talk);
     void scanCertificate(Bytes certificate, const Talk& talk, double captureTime);
+    void reportWeak(const Talk& talk, std::string_view what);
+    AskedName& askedName(std::uint32_t connection) { return askedNames_[connection % askedNames_.size()]; }
     void scanLogin(const Talk& talk);
     void scanRefusal(const Talk& talk);
     Request& request(std::uint32_t connection) { return requests_[connection % requests_.size()]; }
 
     const ExpertPreferences& preferences_;
     std::array<Query, 512> queries_{};
+    std::array<Query, 64> truncated_{}; ///< answers that did not fit, to be asked for again over TCP
+    BoundedTable<Address, Delays> delays_{1024};
     std::array<Request, 512> requests_{};
+    std::array<Flight, 64> flights_{};
+    std::uint32_t pendingFlights_ = 0;
+    std::array<AskedName, 256> askedNames_{};
+    std::vector<std::uint8_t> messages_; ///< of the handshake that is being read
+    std::uint64_t displaced_ = 0;        ///< questions and handshakes that a newer one has pushed out
     BoundedTable<Address, Lease> leases_{4096};
     std::vector<Offerer> offerers_;
     std::uint64_t names_ = 0, unknownNames_ = 0;

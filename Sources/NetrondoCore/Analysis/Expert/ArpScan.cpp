@@ -7,13 +7,6 @@
 namespace netrondo {
 namespace {
 
-/// Addresses that several routers share on purpose: VRRP and CARP, HSRP of both versions, GLBP.
-bool isShared(std::uint64_t mac)
-{
-    return mac >> 8 == 0x00005e0001 || mac >> 8 == 0x00005e0002 || mac >> 8 == 0x00000c07ac || mac >> 12 == 0x00000c9ff
-        || mac >> 24 == 0x0007b4;
-}
-
 constexpr std::uint32_t proxyAnswers = 5; // who answers for so many addresses is a proxy
 
 } // namespace
@@ -45,8 +38,8 @@ void ArpScan::scan(const FrameSight& sight, FindingLog& log)
     const auto operation = load::be16(arp.data() + 6);
     const auto senderMac = load::be48(arp.data() + 8);
     const auto sender = load::be32(arp.data() + 14), target = load::be32(arp.data() + 24);
-    if (sight.outline.hasSourceMac && sight.sourceMac() != senderMac && !isShared(sight.sourceMac())
-        && !isShared(senderMac)) {
+    if (sight.outline.hasSourceMac && sight.sourceMac() != senderMac && !isSharedByRouters(sight.sourceMac())
+        && !isSharedByRouters(senderMac)) {
         auto& finding = log.record(Finding::arpMismatch, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
         finding.measured = static_cast<double>(finding.count);
         if (finding.detail.empty())
@@ -93,7 +86,7 @@ void ArpScan::scanClaim(std::uint64_t mac, std::uint32_t ip, const FrameSight& s
         return;
     if (claim->mac != mac && announcer)
         ++announcer->answered;
-    if (claim->mac != 0 && claim->mac != mac && !isShared(mac) && !isShared(claim->mac)
+    if (claim->mac != 0 && claim->mac != mac && !isSharedByRouters(mac) && !isSharedByRouters(claim->mac)
         && sight.at.seconds - claim->at.seconds <= preferences_.addressConflictSeconds) {
         const bool isReturn = claim->before == mac;
         claim->returns += isReturn;
@@ -204,6 +197,14 @@ void ArpScan::finish(FindingLog& log, double end) const
             record.detail += "; the first one has been silent since: the address moved";
         }
     }
+}
+
+void ArpScan::tellCutOff(std::vector<std::string>& lines) const
+{
+    tell(lines, claims_, "addresses in ARP");
+    tell(lines, announcers_, "stations that speak ARP");
+    tell(lines, questions_, "ARP questions");
+    tell(lines, askers_, "hosts that ask by ARP");
 }
 
 } // namespace netrondo

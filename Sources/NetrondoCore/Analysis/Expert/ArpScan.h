@@ -28,6 +28,8 @@ public:
     /// A DHCP server says that this is the way out.
     void learnGateway(const Address& router);
     void finish(FindingLog& log, double end) const;
+    /// What was left out, in words.
+    void tellCutOff(std::vector<std::string>& lines) const;
 
     /// For callers that scan many frames: brings closer where the tables find what a request looks up (step 0), then
     /// what they find (step 1).

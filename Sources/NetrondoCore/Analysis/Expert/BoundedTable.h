@@ -5,6 +5,9 @@
 #include "Base/SlotIndex.h"
 
 #include <cstdint>
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace netrondo {
@@ -60,6 +63,7 @@ public:
     const std::vector<Entry>& entries() const { return entries_; }
     /// How often there was no room for a new key.
     std::uint64_t refused() const { return refused_; }
+    std::uint32_t most() const { return most_; }
 
 private:
     std::uint32_t lookUp(const Key& key, std::uint64_t hash) const
@@ -73,6 +77,14 @@ private:
     std::vector<Entry> entries_;
     SlotIndex index_;
 };
+
+/// Says what a table had no room for.
+template <typename Key, typename Value>
+void tell(std::vector<std::string>& lines, const BoundedTable<Key, Value>& table, std::string_view what)
+{
+    if (table.refused())
+        lines.push_back(fmt::format("{} sightings beyond the first {} {}", table.refused(), table.most(), what));
+}
 
 /// Counts events within a sliding span of time, coarsely: the span begins with the first event and begins anew with the
 /// first one behind it.

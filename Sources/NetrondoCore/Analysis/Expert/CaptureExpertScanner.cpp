@@ -80,6 +80,7 @@ FrameSight CaptureExpertScanner::arrive(const CaptureFrame& frame, const FrameOu
         ++beyond_;
     else
         ++frames_;
+    hasWholeSeconds_ &= frame.timestampFraction == startFraction_;
     const auto step = seconds - last_;
     if (step < 0 || step > preferences_.timeGapSeconds) [[unlikely]]
         scanTime({frames_, seconds}, last_);
@@ -216,6 +217,7 @@ void CaptureExpertScanner::scanSegment(const FrameSight& sight, CopyScan::Copy c
 void CaptureExpertScanner::scanTransport(const ConversationTable& table, FindingLog& findings) const
 {
     tcp_->finish(table, *ip_, last_, findings);
+    ip_->finishTransport(table, findings);
 }
 
 void CaptureExpertScanner::emitArpFindings(FindingLog& findings) const
@@ -223,13 +225,43 @@ void CaptureExpertScanner::emitArpFindings(FindingLog& findings) const
     arp_->finish(findings, last_);
 }
 
+bool CaptureExpertScanner::isTimeCoarse() const
+{
+    constexpr std::uint32_t many = 20;
+    return hasWholeSeconds_ && frames_ >= many && last_ > 0;
+}
+
 void CaptureExpertScanner::finishCapture(FindingLog& findings) const
 {
+    if (isTimeCoarse()) {
+        for (auto& record : findings.records()) {
+            if (record.finding == Finding::tcpSlowhandshake || record.finding == Finding::dnsSlow
+                || record.finding == Finding::httpSlow)
+                FindingLog::withdraw(record);
+        }
+    }
     if (auto* cut = findings.find(Finding::capTruncated, {})) {
         cut->measured = 100.0 * static_cast<double>(truncated_) / frames_;
         cut->threshold = preferences_.truncatedPercent;
+        // Where segments are cut, what they carried is not counted whole, and acknowledgments seem to be for more.
+        auto* loss = findings.find(Finding::capLoss, {});
         if (cut->measured < preferences_.truncatedPercent)
             FindingLog::withdraw(*cut);
+        else if (loss)
+            FindingLog::withdraw(*loss);
+    }
+    if (dropped_) {
+        auto& loss = findings.record(Finding::capLoss, {}, {frames_, last_});
+        if (loss.count > 1) { // told by acknowledgments already
+            --loss.count;
+        } else {
+            loss.detail.clear();
+            loss.measured =
+                100.0 * static_cast<double>(dropped_) / (static_cast<double>(dropped_) + static_cast<double>(frames_));
+        }
+        loss.threshold = preferences_.captureLossPercent;
+        loss.detail += fmt::format("{}the capturing machine dropped {}", loss.detail.empty() ? "" : "; ",
+                                   units::counted(dropped_, "frame", "frames"));
     }
     for (const auto& skipped : skipped_) {
         if (skipped.why != FrameSkip::unclassified
@@ -260,6 +292,14 @@ std::vector<std::string> CaptureExpertScanner::remarks() const
     if (isNanosecond_ || isBeyondCalendar_)
         lines.push_back(
             "The file counts nanoseconds, which are read as microseconds: start, duration and rate are off.");
+    if (isTimeCoarse())
+        lines.push_back("All frames lie whole seconds apart: delays are not judged.");
+    if (hasSecondMember_)
+        lines.push_back("The file is compressed in several parts; only the first one is read.");
+    if (copies_->along())
+        lines.push_back(fmt::format(
+            "{} seen again behind a router or at another capture point; the findings count {} once.",
+            units::counted(copies_->along(), "frame was", "frames were"), copies_->along() == 1 ? "it" : "them"));
     for (const auto& skipped : skipped_) {
         if (skipped.isLinkType)
             lines.push_back(fmt::format("{} of {} not analysed.", units::counted(skipped.frames, "frame", "frames"),
@@ -302,7 +342,7 @@ void CaptureExpertScanner::finishAccounting(CaptureExpertSummary& summary) const
 
 CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
 {
-    copies_->finish(findings);
+    copies_->finish(findings, tcp_->duplicatedShare());
     link_->finish(findings);
     ip_->finish(findings, last_);
     application_->finish(findings, last_);
@@ -312,15 +352,23 @@ CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
     auto& list = summary.findings;
     list = std::move(findings.records());
     std::erase_if(list, [](const auto& finding) { return finding.count == 0; });
+    applyMutes(list, preferences_.mutes); // what is muted stays by itself
     rollUp(list);
+    const bool isCut = std::ranges::any_of(
+        list, [](const auto& finding) { return finding.finding == Finding::capTruncated && finding.count; });
     const bool missesFrames = std::any_of(list.begin(), list.end(), [](const auto& finding) {
         return finding.finding == Finding::capLoss || finding.finding == Finding::capOneway;
     });
     for (auto& finding : list) {
         std::sort(finding.evidence.begin(), finding.evidence.end());
         finding.evidence.erase(std::unique(finding.evidence.begin(), finding.evidence.end()), finding.evidence.end());
-        if (missesFrames && finding.kind().layer == ExpertLayer::transport)
-            finding.confidence /= 2; // what looks lost may only be missing here
+        const auto layer = finding.kind().layer;
+        if (missesFrames && layer == ExpertLayer::transport) { // what looks lost may only be missing here
+            finding.confidence /= 2;
+            finding.caveat = "The capture misses frames.";
+        }
+        if (isCut && layer == ExpertLayer::application)
+            finding.caveat = "Limited by snap length.";
         for (const auto frame : finding.evidence)
             findings.annotate(frame, finding.finding);
     }
@@ -332,6 +380,11 @@ CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
     summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
     summary.remarks = remarks();
     summary.cutOff = findings.cutOff();
+    link_->tellCutOff(summary.cutOff);
+    arp_->tellCutOff(summary.cutOff);
+    ip_->tellCutOff(summary.cutOff);
+    application_->tellCutOff(summary.cutOff);
+    tell(summary.cutOff, senders_, "hosts whose checksums are checked");
     if (beyond_)
         summary.cutOff.push_back(fmt::format("{} frames beyond number {} carry no marks", beyond_, frames_));
     finishAccounting(summary);

@@ -37,6 +37,10 @@ public:
 
     /// Fractions of timestamps are nanoseconds; to be said before the first frame.
     void setNanosecond() { isNanosecond_ = true; }
+    /// The file goes on behind the compressed part that was read.
+    void setSecondMember() { hasSecondMember_ = true; }
+    /// Frames that whoever captured has dropped.
+    void setDropped(std::uint64_t frames) { dropped_ = frames; }
 
     /// The next frame, which is then scanned or left out. Its bytes and its outline are the caller's.
     FrameSight arrive(const CaptureFrame& frame, const FrameOutline& outline);
@@ -90,6 +94,7 @@ private:
 
     void scanTime(const Sighting& at, double before);
     void scanChecksum(const FrameSight& sight);
+    bool isTimeCoarse() const;
     void finishCapture(FindingLog& findings) const;
     void finishAccounting(CaptureExpertSummary& summary) const;
     std::vector<std::string> remarks() const;
@@ -112,7 +117,10 @@ private:
     std::uint64_t truncated_ = 0, checked_ = 0, wrongChecksums_ = 0;
     std::uint64_t startSeconds_ = 0, startFraction_ = 0;
     double last_ = 0;
+    std::uint64_t dropped_ = 0;
+    bool hasWholeSeconds_ = true; ///< all frames lie whole seconds apart
     bool isNanosecond_ = false;
+    bool hasSecondMember_ = false;
     bool isBeyondCalendar_ = false; ///< the reader took nanoseconds for microseconds: no capture begins after 9999
 };
 

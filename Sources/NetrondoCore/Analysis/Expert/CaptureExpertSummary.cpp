@@ -19,9 +19,12 @@ std::string number(double value)
                                   : fmt::format("{:.3g}", value);
 }
 
-std::string hostText(const Address& host)
+std::string hostText(const ExpertFinding& finding, std::size_t which)
 {
-    return host ? host.text() : std::string("an unknown host");
+    if (const auto& host = finding.hosts[which])
+        return host.text();
+    return finding.conversations > 1 ? fmt::format("a group of {} hosts", finding.conversations)
+                                     : std::string("an unknown host");
 }
 
 std::string placeholder(std::string_view name, const ExpertFinding& finding)
@@ -34,9 +37,9 @@ std::string placeholder(std::string_view name, const ExpertFinding& finding)
         return digits + ' ' + std::string(digits == "1" ? words.substr(0, middle) : words.substr(middle + 1));
     }
     if (name == "a")
-        return hostText(finding.hosts[0]);
+        return hostText(finding, 0);
     if (name == "b")
-        return hostText(finding.hosts[1]);
+        return hostText(finding, 1);
     if (name == "port")
         return finding.port ? fmt::format(" (port {})", finding.port) : std::string();
     if (name == "n")
@@ -97,6 +100,11 @@ bool isMutedBy(const ExpertFinding& finding, const ExpertMute& mute)
 
 } // namespace
 
+std::string_view ExpertFinding::scope() const
+{
+    return hosts[0] && hosts[1] ? "conversation" : hosts[0] || hosts[1] ? "host" : "network";
+}
+
 std::string ExpertText::title(const ExpertFinding& finding)
 {
     return filled(finding.kind().title, finding);
@@ -109,7 +117,8 @@ std::string ExpertText::whatHappened(const ExpertFinding& finding)
 
 std::string ExpertText::whyItFired(const ExpertFinding& finding)
 {
-    return filled(finding.kind().why, finding);
+    auto text = filled(finding.kind().why, finding);
+    return finding.caveat.empty() ? text : text + ' ' + finding.caveat;
 }
 
 std::vector<std::string> ExpertText::probableCauses(const ExpertFinding& finding)
@@ -215,6 +224,8 @@ void write(JsonWriter& json, const ExpertFinding& finding)
     json.endArray();
     if (finding.port)
         json.field("port", finding.port);
+    json.field("scope", finding.scope());
+    json.field("conversations", finding.conversations);
     json.field("whatHappened", ExpertText::whatHappened(finding));
     json.field("whyItFired", ExpertText::whyItFired(finding));
     json.field("measured", finding.measured);

@@ -33,6 +33,10 @@ struct ExpertFinding {
     double measured = 0, threshold = 0;          ///< in the unit that the text names
     double confidence = 1;                       ///< 0 to 1
     std::string detail;
+    std::string caveat; ///< why it may be wrong in this capture
+    /// How many conversations, or hosts, it stands for: one trouble of many is told as that of the host or of the
+    /// network. Its hosts are then those that all of them have in common.
+    std::uint32_t conversations = 1;
     /// Symptoms of the same trouble, which would otherwise be findings of their own.
     struct Symptom {
         Finding finding;
@@ -42,6 +46,8 @@ struct ExpertFinding {
     std::vector<Symptom> symptoms;
     std::optional<std::string> muted; ///< the reason given
 
+    /// "conversation", "host" or "network": whose trouble it is.
+    std::string_view scope() const;
     const FindingKind& kind() const { return kindOf(finding); }
     /// A finding of another analysis with the same identity is the same one.
     bool isAbout(const ExpertFinding& other) const

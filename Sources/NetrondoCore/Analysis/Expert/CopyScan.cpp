@@ -1,11 +1,14 @@
 // A small table of fingerprints, each overwritten by the next one that falls on its place.
 #include "Analysis/Expert/CopyScan.h"
 
+#include "Dissection/Wire/IpProtocol.h"
+
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace netrondo {
 namespace {
@@ -26,6 +29,26 @@ std::uint64_t mix(std::uint64_t a, std::uint64_t b)
 {
     const auto product = static_cast<Uint128>(a ^ 0x9e3779b97f4a7c15) * (b ^ 0xd1b54a32d192ed03);
     return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+}
+
+/// Where a frame was seen: the interface, and the VLANs it was in. A router says the same in each of its VLANs.
+std::uint32_t placeOf(const FrameSight& sight)
+{
+    auto place = static_cast<std::uint32_t>(sight.frame.interfaceID);
+    constexpr std::uint32_t untagged = 14;
+    if (sight.outline.networkOffset > untagged) [[unlikely]] {
+        const auto tags = word(sight.data(), untagged - 2);
+        place ^= static_cast<std::uint32_t>(mix(tags, sight.outline.networkOffset));
+    }
+    return place;
+}
+
+/// Members of a group report in the same words several times at once (RFC 3810, 7.2), in packets without a number.
+bool isListenerReport(const FrameSight& sight)
+{
+    const auto message = sight.transport();
+    return sight.isIpv6() && sight.outline.ipProtocol == ipProtocol::icmpv6 && !message.empty()
+        && ((message[0] >= 130 && message[0] <= 132) || message[0] == 143);
 }
 
 bool isGroup(std::uint64_t mac)
@@ -74,7 +97,7 @@ CopyScan::Copy CopyScan::scan(const FrameSight& sight, FindingLog& log)
             sight.at.seconds,
             sight.at.seconds,
             sight.at.frame,
-            static_cast<std::uint32_t>(sight.frame.interfaceID),
+            placeOf(sight),
             sight.isIp() ? sight.ttl() : std::uint8_t{0},
             1,
             1};
@@ -84,7 +107,7 @@ CopyScan::Copy CopyScan::scan(const FrameSight& sight, FindingLog& log)
 CopyScan::Copy CopyScan::scanRepetition(const FrameSight& sight, Seen& seen, FindingLog& log)
 {
     const auto seconds = sight.at.seconds;
-    const auto place = static_cast<std::uint32_t>(sight.frame.interfaceID);
+    const auto place = placeOf(sight);
     const std::uint8_t ttl = sight.isIp() ? sight.ttl() : 0;
     const bool isGroupFrame = isGroup(sight.destinationMac());
     const bool isNear = sight.at.frame - seen.frame <= 64 && seconds - seen.last <= 0.010;
@@ -93,11 +116,10 @@ CopyScan::Copy CopyScan::scanRepetition(const FrameSight& sight, Seen& seen, Fin
     if (ttl == seen.ttl && isSamePlace) {
         if (isNear) {
             copy = Copy::same;
-            ++same_;
             log.record(Finding::capDupes, {}, sight.at);
         }
         seen.copies = static_cast<std::uint8_t>(std::min(seen.copies + 1, 255));
-        if (isGroupFrame && seen.copies >= preferences_.frameLoopCopies) {
+        if (isGroupFrame && !isListenerReport(sight) && seen.copies >= preferences_.frameLoopCopies) {
             auto& loop = log.record(Finding::ethLoop, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
             loop.measured = std::max<double>(loop.measured, seen.copies);
             loop.threshold = preferences_.frameLoopCopies;
@@ -118,20 +140,24 @@ CopyScan::Copy CopyScan::scanRepetition(const FrameSight& sight, Seen& seen, Fin
     } else if (isNear && !isSamePlace) {
         copy = Copy::along;
     }
+    along_ += copy == Copy::along;
     seen.frame = sight.at.frame;
     seen.last = seconds;
     return copy;
 }
 
-void CopyScan::finish(FindingLog& log) const
+void CopyScan::finish(FindingLog& log, double duplicatedShare) const
 {
     auto* dupes = log.find(Finding::capDupes, {});
     if (!dupes)
         return;
-    dupes->measured = 100.0 * static_cast<double>(same_) / static_cast<double>(frames_);
+    dupes->measured = 100.0 * static_cast<double>(dupes->count) / static_cast<double>(frames_);
     dupes->threshold = preferences_.duplicatePercent;
-    if (dupes->measured < preferences_.duplicatePercent || same_ < 20)
-        log.withdraw(*dupes);
+    constexpr double nearlyAll = 80; // then it is the capture that has packets twice, not the network
+    if (duplicatedShare >= nearlyAll)
+        dupes->detail = fmt::format("{:.0f} % of the TCP connections have some.", duplicatedShare);
+    else if (dupes->measured < preferences_.duplicatePercent || dupes->count < 20)
+        FindingLog::withdraw(*dupes);
 }
 
 } // namespace netrondo

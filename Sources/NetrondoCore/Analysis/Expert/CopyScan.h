@@ -18,7 +18,10 @@ public:
         along, ///< the same packet elsewhere on its way: another capture point, or behind a router
     };
     Copy scan(const FrameSight& sight, FindingLog& log);
-    void finish(FindingLog& log) const;
+    /// `duplicatedShare`: of how many of a hundred connections a packet passed twice.
+    void finish(FindingLog& log, double duplicatedShare) const;
+    /// Packets that were seen again behind a router, or at another capture point.
+    std::uint64_t along() const { return along_; }
 
 private:
     struct Seen {
@@ -37,7 +40,7 @@ private:
     // Nearly all frames are new: they only look at the fingerprint, and write the rest.
     std::array<std::uint64_t, 512> fingerprints_{};
     std::array<Seen, 512> seen_{};
-    std::uint64_t frames_ = 0, same_ = 0;
+    std::uint64_t frames_ = 0, along_ = 0;
 };
 
 } // namespace netrondo

@@ -15,6 +15,21 @@ constexpr FindingKind kinds[] = {
 #undef NR_FINDING
 };
 
+// What is inferred from several frames, from times, or from what does not come.
+constexpr std::pair<Finding, double> inferred[] = {
+    {Finding::capLoss, 0.8},        {Finding::capOneway, 0.8},     {Finding::capOffload, 0.9},
+    {Finding::ethFlood, 0.6},       {Finding::ethMacflap, 0.7},    {Finding::ethOversize, 0.7},
+    {Finding::ethRunt, 0.7},        {Finding::ethLoop, 0.9},       {Finding::stpTworoots, 0.8},
+    {Finding::l2Mismatch, 0.9},     {Finding::arpSpoof, 0.8},      {Finding::arpDupip, 0.9},
+    {Finding::arpNoreply, 0.8},     {Finding::arpScan, 0.9},       {Finding::ipTtlLow, 0.5},
+    {Finding::ipTtlChange, 0.7},    {Finding::ipBlackhole, 0.6},   {Finding::icmpEcho, 0.8},
+    {Finding::tcpRetxApp, 0.5},     {Finding::tcpSpurious, 0.9},   {Finding::tcpAckedUnseen, 0.6},
+    {Finding::tcpRto, 0.9},         {Finding::tcpOoo, 0.8},        {Finding::tcpSmallwin, 0.7},
+    {Finding::tcpSynNoanswer, 0.8}, {Finding::tcpHalfopen, 0.8},   {Finding::tcpRstInjected, 0.7},
+    {Finding::tcpIdle, 0.7},        {Finding::tcpDelayedack, 0.7}, {Finding::scanPort, 0.9},
+    {Finding::scanHost, 0.9},       {Finding::dnsNoreply, 0.8},
+};
+
 constexpr std::array<std::string_view, 4> severities{"info", "note", "warning", "error"};
 constexpr std::array<std::string_view, 6> layers{"capture", "L1", "L2", "L3", "L4", "L7"};
 
@@ -47,6 +62,12 @@ std::optional<Severity> severityOf(std::string_view rawValue)
 std::optional<ExpertLayer> layerOf(std::string_view rawValue)
 {
     return find<ExpertLayer>(layers, rawValue);
+}
+
+double usualConfidence(Finding finding)
+{
+    const auto place = std::ranges::find(inferred, finding, &std::pair<Finding, double>::first);
+    return place == std::end(inferred) ? 1 : place->second;
 }
 
 const FindingKind& kindOf(Finding finding)

@@ -39,6 +39,10 @@ struct FindingKind {
     std::string_view falsifier;     ///< what would show that it is none
 };
 
+/// How sure a finding of this kind is where nothing else speaks for or against it, 0 to 1: what a frame says itself is
+/// certain, what is inferred is not.
+double usualConfidence(Finding finding);
+
 const FindingKind& kindOf(Finding finding);
 /// All findings in the order of the catalogue.
 std::span<const FindingKind> findingKinds();

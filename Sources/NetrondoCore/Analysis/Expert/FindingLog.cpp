@@ -74,6 +74,7 @@ ExpertFinding& FindingLog::record(Finding finding, const Subject& subject, const
         auto& made = records_.emplace_back();
         made.finding = finding;
         made.severity = kindOf(finding).severity;
+        made.confidence = usualConfidence(finding);
         made.hosts = {subject.a, subject.b};
         made.port = subject.port;
         made.firstFrame = sighting.frame;

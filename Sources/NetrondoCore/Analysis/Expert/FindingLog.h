@@ -23,6 +23,10 @@ struct Subject {
     std::uint16_t port = 0;
     friend bool operator==(const Subject&, const Subject&) = default;
 };
+inline std::uint64_t hashOf(const Subject& subject)
+{
+    return hashWords(hashOf(subject.a) + subject.port, hashOf(subject.b));
+}
 
 /// Memory is bounded: so many records of each finding, a hundred frames each, and 8 bytes for a frame that has a mark.
 /// What goes beyond is counted and said.

@@ -8,6 +8,13 @@
 
 namespace netrondo {
 
+/// Addresses that several routers share on purpose: VRRP and CARP, HSRP of both versions, GLBP.
+constexpr bool isSharedByRouters(std::uint64_t mac)
+{
+    return mac >> 8 == 0x00005e0001 || mac >> 8 == 0x00005e0002 || mac >> 8 == 0x00000c07ac || mac >> 12 == 0x00000c9ff
+        || mac >> 24 == 0x0007b4;
+}
+
 struct FrameSight {
     const CaptureFrame& frame;
     const FrameOutline& outline;

@@ -2,6 +2,8 @@
 // (RFC 7868), VRRP (RFC 5798), HSRP (RFC 2281).
 #include "Analysis/Expert/IpScan.h"
 
+#include "Analysis/Model/ConversationTable.h"
+#include "Dissection/Classify/PortServices.h"
 #include "Dissection/Wire/InternetChecksum.h"
 #include "Dissection/Wire/IpProtocol.h"
 
@@ -132,9 +134,8 @@ void IpScan::scan(const FrameSight& sight, Copy copy, FindingLog& log)
     switch (sight.outline.ipProtocol) {
     case ipProtocol::tcp: break;
     case ipProtocol::udp:
-        if (transport.size() >= 8 + 20 && load::be16(transport.data() + 2) == 1985 && transport[8] == 0
-            && transport[8 + 2] == 16)
-            scanRedundancy(std::uint64_t{transport[8 + 6]} << 8 | 2, "HSRP", sight, log);
+        if (transport.size() >= 8 + 20 && load::be16(transport.data() + 2) == 1985)
+            scanHsrp(transport.subspan(8), sight, log);
         break;
     case ipProtocol::icmp:
     case ipProtocol::icmpv6: scanIcmp(sight, log); break;
@@ -142,7 +143,7 @@ void IpScan::scan(const FrameSight& sight, Copy copy, FindingLog& log)
     case ipProtocol::eigrp: scanEigrp(transport, sight, log); break;
     case ipProtocol::vrrp:
         if (transport.size() >= 8 && (transport[0] & 0x0f) == 1)
-            scanRedundancy(std::uint64_t{transport[1]} << 8 | 1, "VRRP", sight, log);
+            scanVrrp(transport, sight, log);
         break;
     default: break;
     }
@@ -186,7 +187,8 @@ void IpScan::scanHeader(const FrameSight& sight, Copy copy, FindingLog& log)
         if (source == destination && net != 127)
             finding.detail = "It sends to itself.";
     } else if (source >> 16 == 0xa9fe && !isMulticast(sight.destination())) [[unlikely]] {
-        auto& finding = log.record(Finding::ipApipa, {sight.source(), {}, 0}, sight.at);
+        const auto station = sight.outline.hasSourceMac ? Address::mac(sight.sourceMac()) : Address{};
+        auto& finding = log.record(Finding::ipApipa, {sight.source(), station, 0}, sight.at);
         finding.measured = static_cast<double>(finding.count);
     }
 }
@@ -252,8 +254,10 @@ void IpScan::scanFragment(const FrameSight& sight, FindingLog& log)
     const auto length = sight.outline.networkEnd - start;
     auto& slot = datagrams_[place(from, to, identification, datagrams_.size())];
     if (!slot.isPending || slot.from != from || slot.to != to || slot.identification != identification) {
-        if (slot.isPending)
+        if (slot.isPending) {
             reportDatagram(slot, sight.at.seconds, log);
+            ++displaced_;
+        }
         slot = {};
         slot.from = from;
         slot.to = to;
@@ -352,6 +356,8 @@ void IpScan::scanIcmpError(Bytes message, bool isIpv6, const FrameSight& sight, 
                                : icmpv4Unreachable(message[1]);
     if (!isTooBig && !(!isIpv6 && message[1] == 4))
         unreachable_.at(victim->to);
+    else if (auto* when = tooBig_.at({victim->from, victim->to, 0}))
+        *when = sight.at.seconds;
     // Tracing a route ends at a port that nobody listens on.
     const bool isTrace = isTracePort(*victim);
     const auto port = isTrace ? std::uint16_t{0} : victim->destinationPort;
@@ -375,8 +381,15 @@ void IpScan::scanIcmpError(Bytes message, bool isIpv6, const FrameSight& sight, 
 void IpScan::settle(const Address& from, const Address& to, std::uint32_t number)
 {
     auto& slot = echoes_[place(from, to, number, echoes_.size())];
-    if (slot.from == from && slot.to == to && slot.number == number)
-        slot.isPending = false;
+    if (!slot.isPending || slot.from != from || slot.to != to || slot.number != number)
+        return;
+    slot.isPending = false;
+    auto* pings = pings_.find({from, to, 0});
+    if (!pings)
+        return;
+    if (pings->since > 1 && slot.at.seconds - pings->sinceTime >= preferences_.echoSeconds)
+        pings->mostInARow = std::max(pings->mostInARow, pings->since - 1);
+    pings->since = 0;
 }
 
 bool IpScan::isOverdue(const Echo& echo, double now, double patience)
@@ -384,13 +397,11 @@ bool IpScan::isOverdue(const Echo& echo, double now, double patience)
     return echo.isPending && now - echo.at.seconds >= patience;
 }
 
-void IpScan::reportLost(const Echo& echo, FindingLog& log, const ExpertPreferences& preferences)
+void IpScan::reportLost(const Echo& echo, FindingLog& log) const
 {
     auto& finding = log.record(Finding::icmpEcho, {echo.from, echo.to, 0}, echo.at);
     finding.measured = static_cast<double>(finding.count);
-    finding.threshold = preferences.echoesInARow;
-    if (finding.measured >= preferences.echoesInARow)
-        finding.severity = Severity::warning;
+    finding.threshold = preferences_.echoesInARow;
 }
 
 void IpScan::scanEcho(Bytes message, bool isRequest, const FrameSight& sight, FindingLog& log)
@@ -402,9 +413,18 @@ void IpScan::scanEcho(Bytes message, bool isRequest, const FrameSight& sight, Fi
     if (isMulticast(to)) // nobody has to answer
         return;
     auto& slot = echoes_[place(from, to, number, echoes_.size())];
-    if (isOverdue(slot, sight.at.seconds, preferences_.echoSeconds))
-        reportLost(slot, log, preferences_);
+    if (isOverdue(slot, sight.at.seconds, preferences_.echoSeconds)) {
+        reportLost(slot, log);
+    } else {
+        displaced_ += slot.isPending;
+    }
     slot = {from, to, number, sight.at, true};
+    if (auto* pings = pings_.at({from, to, 0})) {
+        ++pings->sent;
+        if (pings->since++ == 0)
+            pings->sinceTime = sight.at.seconds;
+        pings->latest = sight.at.seconds;
+    }
 }
 
 void IpScan::scanNeighbourDiscovery(Bytes message, const FrameSight& sight, FindingLog& log)
@@ -467,6 +487,13 @@ void IpScan::scanRouterAdvertisement(Bytes message, const FrameSight& sight, Fin
             return;
         known = advertisers_.insert(advertisers_.end(), seen);
     }
+    // A router that says “use me” and “do not” in turn; once it may say that it goes.
+    seen.toggles = known->toggles + ((known->lifetime == 0) != (seen.lifetime == 0));
+    if (seen.toggles > known->toggles && seen.toggles >= 2) {
+        auto& finding = log.record(Finding::ndRa, {seen.address, seen.address, 0}, sight.at);
+        finding.measured = static_cast<double>(finding.count);
+        finding.detail = "it is a default router and is none in turn";
+    }
     *known = seen;
     for (const auto& other : advertisers_) {
         if (other.segment != seen.segment || other.address == seen.address
@@ -481,17 +508,21 @@ void IpScan::scanRouterAdvertisement(Bytes message, const FrameSight& sight, Fin
     }
 }
 
-void IpScan::compareRouters(const Router& router, const char* const (&names)[3], FindingLog& log)
+IpScan::Router* IpScan::compareRouters(const Router& router, const char* const (&names)[3], FindingLog& log)
 {
     auto known = std::find_if(routers_.begin(), routers_.end(), [&](const Router& other) {
         return other.segment == router.segment && other.protocol == router.protocol && other.address == router.address;
     });
     if (known == routers_.end()) {
-        if (routers_.size() == maxRouters)
-            return;
+        if (routers_.size() == maxRouters) {
+            ++displaced_;
+            return nullptr;
+        }
         known = routers_.insert(routers_.end(), router);
     }
-    *known = router;
+    std::ranges::copy(router.settings, known->settings);
+    known->at = router.at;
+    known->id = router.id;
     for (const auto& other : routers_) {
         if (other.segment != router.segment || other.protocol != router.protocol || other.address == router.address)
             continue;
@@ -512,6 +543,7 @@ void IpScan::compareRouters(const Router& router, const char* const (&names)[3],
         finding.measured = count;
         finding.detail = what;
     }
+    return &*known;
 }
 
 void IpScan::scanOspf(Bytes packet, const FrameSight& sight, FindingLog& log)
@@ -519,14 +551,47 @@ void IpScan::scanOspf(Bytes packet, const FrameSight& sight, FindingLog& log)
     constexpr std::uint8_t hello = 1;
     if (packet.size() < 44 || packet[0] != 2 || packet[1] != hello)
         return;
-    compareRouters(
+    auto* router = compareRouters(
         {segmentOf(sight),
          ipProtocol::ospf,
          sight.source(),
          {load::be32(packet.data() + 8), load::be16(packet.data() + 14),
           hashWords(load::be32(packet.data() + 24), load::be16(packet.data() + 28)) + load::be32(packet.data() + 32)},
-         sight.at},
+         sight.at,
+         load::be32(packet.data() + 4)},
         {"the area", "the kind of authentication", "the mask or the timers"}, log);
+    if (router && !isMulticast(sight.destination())) // hellos to a single neighbour list as well; one list is enough
+        return;
+    const auto length = std::min<std::size_t>(load::be16(packet.data() + 2), packet.size());
+    if (router && length >= 44 && sight.frame.capturedLength == sight.frame.originalLength)
+        compareNeighbours(*router, packet.first(length).subspan(44), sight.at, log);
+}
+
+// A hello lists whom the router has heard (RFC 2328, A.3.2). Whom it no longer lists it has lost, although that one
+// still speaks.
+void IpScan::compareNeighbours(Router& router, Bytes list, const Sighting& at, FindingLog& log)
+{
+    const auto before = router.neighbours;
+    const auto countBefore = router.neighbourCount;
+    router.neighbourCount = static_cast<std::uint8_t>(std::min<std::size_t>(list.size() / 4, router.neighbours.size()));
+    for (std::size_t i = 0; i < router.neighbourCount; ++i)
+        router.neighbours[i] = load::be32(list.data() + 4 * i);
+    const auto now = std::span(router.neighbours).first(router.neighbourCount);
+    for (const auto id : std::span(before).first(countBefore)) {
+        if (std::ranges::find(now, id) != now.end())
+            continue;
+        constexpr double alive = 15; // the usual hellos come every ten seconds
+        const auto lost = std::ranges::find_if(routers_, [&](const Router& other) {
+            return other.segment == router.segment && other.protocol == router.protocol && other.id == id
+                && at.seconds - other.at.seconds <= alive;
+        });
+        if (lost == routers_.end())
+            continue; // it is gone, and not only for this router
+        auto& finding = log.record(Finding::routeAdjacency, {router.address, lost->address, 0}, at);
+        finding.measured = static_cast<double>(finding.count);
+        finding.detail =
+            fmt::format("{} no longer lists {} among those it hears", router.address.text(), lost->address.text());
+    }
 }
 
 void IpScan::scanEigrp(Bytes packet, const FrameSight& sight, FindingLog& log)
@@ -539,45 +604,152 @@ void IpScan::scanEigrp(Bytes packet, const FrameSight& sight, FindingLog& log)
                     ipProtocol::eigrp,
                     sight.source(),
                     {load::be32(packet.data() + 16), load::be32(packet.data() + 24), packet[28]},
-                    sight.at},
+                    sight.at,
+                    0},
                    {"the autonomous system", "the K values", "the K values"}, log);
 }
 
-void IpScan::scanRedundancy(std::uint64_t id, const char* protocol, const FrameSight& sight, FindingLog& log)
+void IpScan::scanHsrp(Bytes message, const FrameSight& sight, FindingLog& log)
+{
+    // Version 1: version, operation, state, hello time, hold time, priority, group (RFC 2281, 5.1).
+    constexpr std::uint8_t hello = 0, coup = 1, resign = 2, active = 16;
+    if (message.size() < 20 || message[0] != 0)
+        return;
+    const auto group = std::uint64_t{message[6]} << 8 | 2;
+    if (message[1] == hello && message[2] == active)
+        return scanRedundancy(group, "HSRP", message[3], sight, log);
+    if (message[1] != coup && message[1] != resign)
+        return;
+    auto& finding = log.record(Finding::fhrpFlap, {sight.source(), sight.destination(), 0}, sight.at);
+    finding.measured = static_cast<double>(finding.count);
+    finding.detail = fmt::format("HSRP group {}: {}", message[6], message[1] == coup ? "it takes over" : "it resigns");
+}
+
+void IpScan::scanVrrp(Bytes message, const FrameSight& sight, FindingLog& log)
+{
+    // Version 2 counts the interval in seconds, version 3 in hundredths (RFC 3768, 5.3; RFC 5798, 5.2).
+    const bool isOld = message[0] >> 4 == 2;
+    const double interval = isOld ? message[5] : (load::be16(message.data() + 4) & 0xfff) / 100.0;
+    scanRedundancy(std::uint64_t{message[1]} << 8 | 1, "VRRP", interval, sight, log);
+}
+
+void IpScan::scanRedundancy(std::uint64_t id, const char* protocol, double interval, const FrameSight& sight,
+                            FindingLog& log)
 {
     const auto source = sight.source();
     const auto key = id << 32 | segmentOf(sight);
     auto group = std::find_if(groups_.begin(), groups_.end(), [&](const Group& known) { return known.id == key; });
     if (group == groups_.end()) {
         if (groups_.size() < maxRouters)
-            groups_.push_back({key, source, -1e300, {}, false});
+            groups_.push_back({key, source, sight.at.seconds, {}, -1e300, {}, 0});
+        else
+            ++displaced_;
         return;
     }
-    if (group->master == source)
+    if (group->master == source) {
+        group->lastMaster = sight.at.seconds;
         return;
+    }
     if (!group->subject.a)
         group->subject = {group->master, source, 0};
     auto& finding = log.record(Finding::fhrpFlap, group->subject, sight.at);
     finding.measured = static_cast<double>(finding.count);
     finding.detail = fmt::format("{} group {}", protocol, id >> 8);
-    // Both speak at the same time: each thinks that it is the master.
-    constexpr double together = 3.5; // three of the usual advertisements
-    if (sight.at.seconds - group->changed < together) {
-        if (group->wasFlapping)
-            finding.severity = Severity::error;
-        group->wasFlapping = true;
-    } else {
-        group->wasFlapping = false;
-    }
+    // Who was master speaks again although the other one is: each thinks that it is the master.
+    const auto together = 3 * std::max(interval, 1.0) + 0.5;
+    const bool isBack = group->before == source && sight.at.seconds - group->lastBefore < together;
+    group->turns = isBack ? group->turns + 1 : 0;
+    if (group->turns >= 2)
+        finding.severity = Severity::error;
+    group->before = group->master;
+    group->lastBefore = group->lastMaster;
     group->master = source;
-    group->changed = sight.at.seconds;
+    group->lastMaster = sight.at.seconds;
+}
+
+// A service that answers at other times is one that somebody misses; large packets that a router has spoken of
+// do not vanish.
+void IpScan::finishTransport(const ConversationTable& table, FindingLog& log) const
+{
+    struct Closed {
+        Address host;
+        std::uint16_t port;
+        ExpertFinding* record;
+    };
+    constexpr std::uint16_t firstMediaPort = 10'000; // above, calls take any port and leave it when they end
+    std::vector<Closed> closed;
+    for (auto& record : log.records()) {
+        if (record.count == 0)
+            continue;
+        if (record.finding == Finding::ipBlackhole) {
+            constexpr double soon = 5;
+            const auto* told = tooBig_.find(Subject{record.hosts[0], record.hosts[1], 0});
+            if (told && *told >= record.firstSeconds - soon && *told <= record.lastSeconds + soon)
+                FindingLog::withdraw(record);
+        }
+        if (record.finding == Finding::icmpUnreach && record.severity == Severity::note && record.port
+            && record.detail.find("“port unreachable” for UDP") != std::string::npos && record.port < firstMediaPort
+            && PortServices::serviceOf(record.port))
+            closed.push_back({record.hosts[1], record.port, &record});
+    }
+    if (closed.empty())
+        return;
+    const auto order = [](const Closed& one) { return std::tuple(one.host, one.port); };
+    std::ranges::sort(closed, {}, order);
+    for (std::uint32_t number = 0; number < table.sessions.size(); ++number) {
+        const auto& session = table.sessions[number];
+        if (session.kind != Session::Kind::udp)
+            continue;
+        for (const int side : {0, 1}) {
+            if (session.flows[side].frames == 0 || session.ports[side] >= session.ports[1 - side])
+                continue; // it never answered, or is the client’s
+            const std::tuple wanted(table.addresses.address(session.hostKind, session.hosts[side]),
+                                    session.ports[side]);
+            const auto [from, to] = std::ranges::equal_range(closed, wanted, {}, order);
+            for (auto place = from; place != to; ++place) {
+                place->record->severity = Severity::warning;
+                place->record->detail += ", which answers at other times";
+            }
+            if (from != to)
+                closed.erase(from, to);
+        }
+        if (closed.empty())
+            return;
+    }
+}
+
+void IpScan::tellCutOff(std::vector<std::string>& lines) const
+{
+    tell(lines, tracers_, "senders of packets near the end of their life");
+    tell(lines, unreachable_, "unreachable hosts");
+    tell(lines, tooBig_, "pairs of hosts with packets too big");
+    tell(lines, pings_, "pairs of hosts that ping");
+    if (displaced_)
+        lines.push_back(
+            fmt::format("{} pings, datagrams in pieces and routers were displaced by newer ones", displaced_));
 }
 
 void IpScan::finish(FindingLog& log, double end) const
 {
+    std::vector<const Echo*> waiting;
     for (const auto& echo : echoes_) {
         if (isOverdue(echo, end, preferences_.echoSeconds))
-            reportLost(echo, log, preferences_);
+            waiting.push_back(&echo);
+    }
+    std::ranges::sort(waiting, {}, [](const Echo* echo) { return echo->at.frame; });
+    for (const auto* echo : waiting)
+        reportLost(*echo, log);
+    for (auto& record : log.records()) {
+        if (record.finding != Finding::icmpEcho || record.count == 0)
+            continue;
+        const auto* pings = pings_.find({record.hosts[0], record.hosts[1], 0});
+        constexpr std::uint32_t many = 20;
+        if (!pings)
+            continue;
+        const bool isOver = end - pings->latest >= preferences_.echoSeconds;
+        const auto inARow = std::max(pings->mostInARow, isOver ? pings->since : 0);
+        if (inARow >= preferences_.echoesInARow || (pings->sent >= many && record.count * 10 >= pings->sent))
+            record.severity = Severity::warning;
     }
     for (const auto& datagram : datagrams_) {
         if (datagram.isPending)

@@ -11,12 +11,19 @@
 
 namespace netrondo {
 
+class ConversationTable;
+
 class IpScan {
 public:
     explicit IpScan(const ExpertPreferences& preferences) : preferences_(preferences) { }
 
     void scan(const FrameSight& sight, CopyScan::Copy copy, FindingLog& log);
     void finish(FindingLog& log, double end) const;
+
+    /// After the scan of TCP: what ICMP has said against it, and which closed ports have answered at other times.
+    void finishTransport(const ConversationTable& table, FindingLog& log) const;
+    /// What was left out, in words.
+    void tellCutOff(std::vector<std::string>& lines) const;
 
     /// Whether an ICMP message has said that this host or its port cannot be reached.
     bool isUnreachable(const Address& host) const { return unreachable_.find(host) != nullptr; }
@@ -29,6 +36,14 @@ private:
         std::uint32_t number = 0; ///< identifier and sequence number
         Sighting at;
         bool isPending = false;
+    };
+    /// The pings of one host to another.
+    struct Pings {
+        std::uint32_t sent = 0;
+        std::uint32_t since = 0; ///< sent since the last answer
+        double sinceTime = 0;    ///< when the first of them was
+        double latest = 0;
+        std::uint32_t mostInARow = 0; ///< that got no answer in time
     };
     /// One datagram in pieces.
     struct Datagram {
@@ -50,13 +65,18 @@ private:
         Address address;
         std::uint64_t settings[3] = {0, 0, 0};
         Sighting at;
+        std::uint32_t id = 0;                       ///< of the router, where its hellos list whom they heard
+        std::array<std::uint32_t, 16> neighbours{}; ///< of the hello before
+        std::uint8_t neighbourCount = 0;
     };
     struct Group {
         std::uint64_t id = 0; ///< protocol, group and interface
         Address master;
-        double changed = 0;
-        Subject subject; ///< of the group's finding
-        bool wasFlapping = false;
+        double lastMaster = 0; ///< when it spoke last
+        Address before;        ///< the master until then
+        double lastBefore = -1e300;
+        Subject subject;         ///< of the group's finding
+        std::uint32_t turns = 0; ///< how often in a row one spoke while the other one did
     };
     struct Advertiser {
         std::uint64_t segment = 0;
@@ -64,6 +84,7 @@ private:
         std::uint64_t prefixes = 0; ///< a digest
         std::uint8_t flags = 0;
         std::uint16_t lifetime = 0;
+        std::uint32_t toggles = 0; ///< how often it began or ceased to be a default router
         Sighting at;
     };
 
@@ -77,12 +98,18 @@ private:
     void scanRouterAdvertisement(Bytes message, const FrameSight& sight, FindingLog& log);
     void scanOspf(Bytes packet, const FrameSight& sight, FindingLog& log);
     void scanEigrp(Bytes packet, const FrameSight& sight, FindingLog& log);
-    void scanRedundancy(std::uint64_t group, const char* protocol, const FrameSight& sight, FindingLog& log);
-    void compareRouters(const Router& router, const char* const (&names)[3], FindingLog& log);
+    /// A master speaks, and says that it does so every so many seconds.
+    void scanRedundancy(std::uint64_t group, const char* protocol, double interval, const FrameSight& sight,
+                        FindingLog& log);
+    void scanHsrp(Bytes message, const FrameSight& sight, FindingLog& log);
+    void scanVrrp(Bytes message, const FrameSight& sight, FindingLog& log);
+    void compareNeighbours(Router& router, Bytes packet, const Sighting& at, FindingLog& log);
+    /// Gives the router's entry; nothing where there are too many.
+    Router* compareRouters(const Router& router, const char* const (&names)[3], FindingLog& log);
     /// The question is answered, if it is one that waits.
     void settle(const Address& from, const Address& to, std::uint32_t number);
     static bool isOverdue(const Echo& echo, double now, double patience);
-    static void reportLost(const Echo& echo, FindingLog& log, const ExpertPreferences& preferences);
+    void reportLost(const Echo& echo, FindingLog& log) const;
     static void reportDatagram(const Datagram& datagram, double end, FindingLog& log);
 
     const ExpertPreferences& preferences_;
@@ -92,6 +119,9 @@ private:
     std::array<Datagram, 128> datagrams_{};
     BoundedTable<Address, std::uint32_t> tracers_{4096}; ///< low first TTLs of senders, as bits
     BoundedTable<Address, std::uint8_t> unreachable_{4096};
+    BoundedTable<Subject, double> tooBig_{4096}; ///< when a router last said so of packets from one host to another
+    BoundedTable<Subject, Pings> pings_{4096};
+    std::uint64_t displaced_ = 0; ///< questions that a newer one has pushed out before their time
     struct Probe {
         Address target;
         Sighting at;

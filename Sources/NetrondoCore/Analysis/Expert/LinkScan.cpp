@@ -2,6 +2,7 @@
 #include "Analysis/Expert/LinkScan.h"
 
 #include "Dissection/Wire/EtherType.h"
+#include "Dissection/Wire/IpProtocol.h"
 
 #include <algorithm>
 #include <array>
@@ -68,6 +69,7 @@ void LinkScan::scan(const FrameSight& sight, FindingLog& log)
 {
     if (sight.frame.linkType != LinkType::ethernet || !sight.outline.hasSourceMac)
         return;
+    ++frames_;
     scanStations(sight, log);
     if (sight.isIp() || sight.outline.network == FrameOutline::Network::arp)
         return;
@@ -161,7 +163,7 @@ void LinkScan::scanVlan(const FrameSight& sight, Station& source, FindingLog& lo
     const auto ip = sight.source();
     auto& place = rare(source);
     // A router has one MAC address in many VLANs, but not one IP address.
-    if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip) {
+    if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip && !isSharedByRouters(sight.sourceMac())) {
         const auto moves = place.moves.add(sight.at.seconds, 10);
         if (moves >= preferences_.macMoves) {
             auto& finding = log.record(Finding::ethMacflap, {Address::mac(sight.sourceMac()), {}, 0}, sight.at);
@@ -180,6 +182,8 @@ void LinkScan::scanVlan(const FrameSight& sight, Station& source, FindingLog& lo
 void LinkScan::scanSizes(const FrameSight& sight, Station& source, FindingLog& log)
 {
     const auto length = sight.frame.originalLength;
+    if (sight.sourceMac() == 0) // no cable: a host that speaks to itself
+        return;
     if (length < preferences_.runtBytes) {
         ++small_;
         if (++source.small <= evidenceWanted) {
@@ -204,24 +208,51 @@ void LinkScan::countGroup(Storm& storm, const FrameSight& sight)
 {
     const auto second = std::floor(sight.at.seconds);
     if (second != storm.second) {
+        endSecond(storm, second);
         storm.second = second;
         storm.count = 0;
-        storm.first = sight.at;
         storm.majority = 0;
     }
+    if (storm.count < evidenceWanted)
+        storm.frames[storm.count] = sight.at;
     ++storm.count;
     const auto group = sight.destinationMac();
     if (storm.majority == 0)
         storm.group = group;
     storm.group == group ? ++storm.majority : --storm.majority;
-    if (storm.count > storm.worst) {
-        storm.worst = storm.count;
-        storm.worstFirst = storm.first;
-        storm.worstLast = sight.at;
-        // More than four fifths to one group leave the majority vote above three fifths of all.
-        storm.worstIsOneStream = group != broadcast && sight.isIp() && sight.outline.ipProtocol == 17
-            && storm.majority * 5 >= storm.count * 3;
+    // More than four fifths to one group leave the majority vote above three fifths of all.
+    storm.isOneStream = group != broadcast && sight.isIp() && sight.outline.ipProtocol == ipProtocol::udp
+        && storm.majority * 5 >= storm.count * 3;
+}
+
+// A second is over: was it the worst, and how do the last ten of them look?
+void LinkScan::endSecond(Storm& storm, double next) const
+{
+    if (storm.second < 0)
+        return;
+    if (storm.count > storm.worst.count) {
+        storm.worst.count = storm.count;
+        storm.worst.isOneStream = storm.isOneStream;
+        storm.worst.group = storm.group;
+        storm.worst.frames = storm.frames;
     }
+    constexpr std::uint32_t shareFloor = 100, span = 10; // a second, seconds
+    const auto frames = frames_ - storm.framesBefore;    // of all kinds, until the next group frame
+    storm.framesBefore = frames_;
+    const bool isMany = storm.count >= shareFloor
+        && static_cast<double>(storm.count) >= preferences_.stormPercent / 100 * static_cast<double>(frames);
+    storm.inARow = !isMany ? 0 : storm.inARow + 1;
+    if (storm.inARow == 1)
+        storm.rowFrames = storm.frames;
+    if (storm.inARow >= span && storm.inARow > storm.longest.seconds) {
+        storm.longest.seconds = storm.inARow;
+        storm.longest.share = 100.0 * storm.count / static_cast<double>(frames);
+        storm.longest.group = storm.group;
+        storm.longest.isOneStream = storm.isOneStream;
+        storm.longest.frames = storm.rowFrames;
+    }
+    if (next != storm.second + 1)
+        storm.inARow = 0;
 }
 
 // A frame check sequence stands behind the padding where the capturing card left it; whether it did shows in a few
@@ -409,21 +440,33 @@ void LinkScan::scanCdp(Bytes packet, const FrameSight& sight)
     }
 }
 
-void LinkScan::finishStorm(const Storm& storm, const char* what, FindingLog& log) const
+void LinkScan::finishStorm(Storm storm, const char* what, FindingLog& log) const
 {
-    if (storm.worst < preferences_.stormPerSecond)
+    endSecond(storm, storm.second + 1);
+    const bool isRate = storm.worst.count >= preferences_.stormPerSecond;
+    if (!isRate && storm.longest.seconds == 0)
         return;
+    const auto& shown = isRate ? storm.worst : storm.longest;
     // Broadcasts and multicasts are two findings: the group's address is the subject.
-    const Subject subject{&storm == &broadcasts_ ? Address::mac(broadcast) : Address::mac(storm.group), {}, 0};
-    log.record(Finding::ethStorm, subject, storm.worstFirst);
-    auto& finding = log.record(Finding::ethStorm, subject, storm.worstLast);
-    finding.count = storm.worst;
-    finding.measured = storm.worst;
-    finding.threshold = preferences_.stormPerSecond;
-    finding.detail = what;
-    finding.severity = storm.worstIsOneStream             ? Severity::note
-        : storm.worst >= preferences_.stormErrorPerSecond ? Severity::error
-                                                          : Severity::warning;
+    const Subject subject{Address::mac(shown.group), {}, 0};
+    const auto count = isRate ? std::min<std::size_t>(storm.worst.count, evidenceWanted) : evidenceWanted;
+    for (std::size_t i = 0; i < count; ++i)
+        log.record(Finding::ethStorm, subject, shown.frames[i]);
+    auto* finding = log.find(Finding::ethStorm, subject);
+    if (!finding)
+        return;
+    finding->detail = what;
+    if (isRate) {
+        finding->count = storm.worst.count;
+        finding->measured = storm.worst.count;
+        finding->threshold = preferences_.stormPerSecond;
+    } else {
+        finding->measured = storm.longest.share;
+        finding->threshold = preferences_.stormPercent;
+    }
+    finding->severity = shown.isOneStream                                 ? Severity::note
+        : isRate && storm.worst.count >= preferences_.stormErrorPerSecond ? Severity::error
+                                                                          : Severity::warning;
 }
 
 // A switch floods what it has no place for. Where most stations are silent the capture sees one direction only.
@@ -504,6 +547,11 @@ void LinkScan::finish(FindingLog& log) const
                 FindingLog::withdraw(record);
         }
     }
+}
+
+void LinkScan::tellCutOff(std::vector<std::string>& lines) const
+{
+    tell(lines, stations_, "stations");
 }
 
 } // namespace netrondo

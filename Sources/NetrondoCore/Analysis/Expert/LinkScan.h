@@ -19,6 +19,8 @@ public:
 
     void scan(const FrameSight& sight, FindingLog& log);
     void finish(FindingLog& log) const;
+    /// What was left out, in words.
+    void tellCutOff(std::vector<std::string>& lines) const;
 
     /// For callers that scan many frames: brings closer what the scan of a frame looks up.
     void prefetch(std::uint64_t source, std::uint64_t destination) const
@@ -52,16 +54,30 @@ private:
         friend std::uint64_t hashOf(const Mac& mac) { return hashWords(mac.value, 0x6d61630000000000); }
     };
 
-    /// Broadcasts, or multicasts, of the running second.
+    /// Broadcasts, or multicasts.
     struct Storm {
+        using Frames = std::array<Sighting, ExpertFinding::maxEvidence>;
+        /// A time that was bad.
+        struct Spell {
+            std::uint32_t count = 0;   ///< in its second
+            std::uint32_t seconds = 0; ///< how long it has lasted
+            double share = 0;          ///< of a hundred frames
+            std::uint64_t group = 0;   ///< the destination of the majority
+            bool isOneStream = false;
+            Frames frames; ///< its first ones
+        };
+        // The running second
         double second = -1;
         std::uint32_t count = 0;
-        Sighting first;
-        std::uint64_t group = 0; ///< the destination of the majority
+        std::uint64_t group = 0;
         std::uint32_t majority = 0;
-        std::uint32_t worst = 0;
-        Sighting worstFirst, worstLast;
-        bool worstIsOneStream = false;
+        bool isOneStream = false;
+        Frames frames;
+        std::uint64_t framesBefore = 0; ///< frames of all kinds up to its start
+        // Seconds in a row in which they were a large share
+        std::uint32_t inARow = 0;
+        Frames rowFrames;
+        Spell worst, longest;
     };
     struct Tree {
         std::int64_t interface = 0;
@@ -86,6 +102,7 @@ private:
     void scanSizes(const FrameSight& sight, Station& source, FindingLog& log);
     void scanVlan(const FrameSight& sight, Station& source, FindingLog& log);
     void countGroup(Storm& storm, const FrameSight& sight);
+    void endSecond(Storm& storm, double next) const;
     void scanCheckSequence(const FrameSight& sight, FindingLog& log);
     void scanPause(const FrameSight& sight, Station& source, FindingLog& log);
     void scanBridge(Bytes bpdu, const FrameSight& sight, FindingLog& log);
@@ -94,7 +111,7 @@ private:
     void scanLldp(Bytes packet, const FrameSight& sight);
     void scanCdp(Bytes packet, const FrameSight& sight);
     Neighbour* neighbour(const FrameSight& sight, bool isCdp);
-    void finishStorm(const Storm& storm, const char* what, FindingLog& log) const;
+    void finishStorm(Storm storm, const char* what, FindingLog& log) const;
     void finishFlood(FindingLog& log) const;
     void finishNeighbours(FindingLog& log) const;
 
@@ -103,7 +120,7 @@ private:
     SeenMacs senders_;       ///< the stations that have sent
     std::vector<Rare> rare_; ///< number 0 is not used
     Storm broadcasts_, multicasts_;
-    std::uint64_t unicasts_ = 0;
+    std::uint64_t frames_ = 0, unicasts_ = 0;
     std::uint64_t small_ = 0, padded_ = 0;
     std::uint32_t trailers_ = 0, rightTrailers_ = 0;
     double treeChanged_ = -1e300; ///< last BPDU that said so

@@ -15,7 +15,9 @@ namespace {
 
 using Copy = CopyScan::Copy;
 
-constexpr std::uint64_t floorOfShares = 20; // below, a single segment would be many percent
+constexpr std::uint64_t floorOfShares = 20;        // below, a single segment would be many percent
+constexpr std::uint32_t transferBytes = 1'000'000; // what users wait for
+constexpr std::uint32_t steadyBytes = 128'000;     // sent when a window has had time to grow
 
 bool isAfter(std::uint32_t a, std::uint32_t b)
 {
@@ -91,6 +93,7 @@ void TcpScan::scan(const SegmentSight& sight, FindingLog& log)
     if (sight.copy != Copy::none) [[unlikely]] {
         constexpr auto seenTwice = tcpEvent::infrastructureRetransmission | tcpEvent::spuriousRetransmission;
         if (sight.copy == Copy::same && sight.events & seenTwice) {
+            connection.state |= Connection::duplicated;
             log.record(Finding::tcpRetxInfra, subject(at), sight.at);
         }
         return; // what follows counts what hosts did, and this they did once
@@ -148,7 +151,7 @@ void TcpScan::scanSyn(const Context& at)
     const bool isAnswer = facts.flags & tcpFlag::ack;
     if (!isAnswer) {
         if (connection.is(Connection::synSeen) && connection.isn != facts.seq) {
-            const auto silence = seconds(at.now - connection.last);
+            const auto silence = seconds(since(at.now, connection.last));
             const bool wasUsed = connection.is(Connection::established);
             connection.client = static_cast<std::uint8_t>(at.sight.sender);
             if (wasUsed && silence < preferences_.reuseSeconds) {
@@ -174,7 +177,7 @@ void TcpScan::scanSyn(const Context& at)
             connection.synAckFrame = at.sight.at.frame;
         }
         if (!connection.is(Connection::synAckSeen) && connection.is(Connection::synSeen)) {
-            const auto took = at.now - connection.lastSyn;
+            const auto took = since(at.now, connection.lastSyn);
             connection.roundTrip = static_cast<std::uint16_t>(std::min<Tick>(took, 0xffff));
             const auto inMs = seconds(took) * 1000;
             if (inMs > preferences_.handshakeMilliseconds && inMs < 60'000) {
@@ -191,6 +194,10 @@ void TcpScan::scanSyn(const Context& at)
     const auto options = parseTcpOptions(at.sight.options);
     at.me.known |= Side::offered;
     at.me.shift = options.windowScale ? std::min<std::uint8_t>(*options.windowScale, 14) : 0xff;
+    connection.mss[at.sight.sender] = options.mss.value_or(0);
+    connection.offers[at.sight.sender] = static_cast<std::uint8_t>((options.windowScale ? Connection::scale : 0)
+                                                                   | (options.sackPermitted ? Connection::selective : 0)
+                                                                   | (options.timestamps ? Connection::timestamps : 0));
 }
 
 void TcpScan::scanReset(const Context& at)
@@ -217,7 +224,7 @@ void TcpScan::scanReset(const Context& at)
         finding.threshold = preferences_.resetTtlShift;
         return;
     }
-    const auto silence = seconds(at.now - connection.last);
+    const auto silence = seconds(since(at.now, connection.last));
     if (connection.last && silence >= preferences_.idleSeconds) {
         auto& finding = at.log.report(Finding::tcpIdle, subject(at), at.sight.at);
         finding.measured = std::max(finding.measured, silence);
@@ -255,6 +262,17 @@ void TcpScan::scanAcknowledgment(const Context& at)
     if (isSame && isBare && facts.window == me.window && at.peer.knows(Side::sent)
         && isAfter(at.peer.nextSeq, facts.ack)) {
         me.dupAcks = static_cast<std::uint8_t>(std::min(me.dupAcks + 1, 255));
+        constexpr std::size_t oneBlock = 10; // kind, length and two edges
+        if (at.sight.options.size() >= oneBlock) {
+            for (const auto& block : parseTcpOptions(at.sight.options).sackBlocks()) {
+                auto& others = trouble(at.connection, 1 - at.sight.sender);
+                if (!isAfter(block.left, facts.ack) || (others.askedAt && !isAfter(block.left, others.askedFor)))
+                    continue;
+                if (!others.askedAt)
+                    others.askedAt = at.now;
+                others.askedFor = block.left;
+            }
+        }
         if (me.dupAcks >= preferences_.duplicateAcks) {
             auto& finding = at.log.report(Finding::tcpDupack, subject(at), at.sight.at);
             finding.measured = static_cast<double>(finding.count);
@@ -269,10 +287,16 @@ void TcpScan::scanAcknowledgment(const Context& at)
             others.largeResent = 0;
             others.peerIsAlive = false;
             others.doublings = 0;
+            if (others.askedAt && !isAfter(others.askedFor, facts.ack))
+                others.askedAt = 0;
+            if (others.fullSince) {
+                others.fullTime += since(at.now, others.fullSince);
+                others.fullSince = 0;
+            }
         }
         // A delayed acknowledgment comes after 40 ms or 200 ms; somebody may have waited for it.
         if (isBare && at.peer.knows(Side::sent) && facts.ack == at.peer.nextSeq && !at.peer.knows(Side::full)) {
-            const auto took = seconds(at.now - at.peer.lastData) * 1000;
+            const auto took = seconds(since(at.now, at.peer.lastData)) * 1000;
             if ((took >= 35 && took <= 45) || (took >= 190 && took <= 210)) [[unlikely]] {
                 at.connection.delayedAck[1 - at.sight.sender] = at.now;
                 at.peer.known |= Side::waited;
@@ -323,8 +347,10 @@ void TcpScan::scanData(const Context& at)
         const bool hasId = facts.has & FrameFacts::ipv4Id && facts.identification && me.ipId;
         const auto roundTrip =
             at.connection.roundTrip ? Tick{at.connection.roundTrip} : milliseconds(preferences_.outOfOrderMilliseconds);
-        const bool wasOvertaken =
-            hasId ? static_cast<std::int16_t>(facts.identification - me.ipId) < 0 : at.now - me.lastData < roundTrip;
+        const bool wasAskedFor =
+            isAskedFor(at) && since(at.now, trouble(at.connection, at.sight.sender).askedAt) >= roundTrip;
+        const bool wasOvertaken = hasId ? static_cast<std::int16_t>(facts.identification - me.ipId) < 0
+                                        : since(at.now, me.lastData) < roundTrip && !wasAskedFor;
         if (wasOvertaken) {
             at.log.report(Finding::tcpOoo, subject(at), at.sight.at);
         } else {
@@ -333,8 +359,9 @@ void TcpScan::scanData(const Context& at)
     } else if (me.knows(Side::waited) && !facts.payload.empty()) [[unlikely]] {
         scanStall(at);
     }
-    if (at.connection.last && at.now - at.connection.last >= milliseconds(preferences_.idleSeconds * 1000)) [[unlikely]]
-        trouble(at.connection, at.sight.sender).idle = at.now - at.connection.last;
+    if (at.connection.last && since(at.now, at.connection.last) >= milliseconds(preferences_.idleSeconds * 1000))
+        [[unlikely]]
+        trouble(at.connection, at.sight.sender).idle = since(at.now, at.connection.last);
     if (isAhead) {
         me.nextSeq = end;
         me.ipId = facts.identification;
@@ -344,17 +371,47 @@ void TcpScan::scanData(const Context& at)
     constexpr std::size_t fullSize = 1200; // no segment of a host that has more to say is smaller
     me.known =
         static_cast<std::uint8_t>(facts.payload.size() >= fullSize ? me.known | Side::full : me.known & ~Side::full);
-    me.kilobytes += static_cast<std::uint32_t>((facts.payload.size() + 1023) / 1024);
-    // Bytes on the way against the room the receiver gave, where its scale is known.
-    if (at.peer.knows(Side::acked) && at.peer.knows(Side::offered) && at.me.knows(Side::offered) && at.peer.window) {
-        const bool isScaled = at.peer.shift != 0xff && at.me.shift != 0xff;
-        const auto room = std::uint32_t{at.peer.window} << (isScaled ? at.peer.shift : 0);
-        if (isAfter(me.nextSeq, at.peer.ackSent) && me.nextSeq - at.peer.ackSent >= room && !facts.payload.empty()
-            && !(facts.flags & tcpFlag::syn)) [[unlikely]] {
-            auto& finding = at.log.report(Finding::tcpWinfull, subject(at), at.sight.at);
-            finding.measured = std::max<double>(finding.measured, me.nextSeq - at.peer.ackSent);
+    const auto size = static_cast<std::uint32_t>(facts.payload.size());
+    const bool wasSmall = me.bytes < steadyBytes;
+    me.bytes = me.bytes > ~size ? ~0u : me.bytes + size;
+    if (wasSmall && me.bytes >= steadyBytes) [[unlikely]]
+        trouble(at.connection, at.sight.sender).large = at.sight.at;
+    if (at.connection.is(Connection::troubled)) [[unlikely]] {
+        auto& mine = trouble(at.connection, at.sight.sender);
+        if (mine.large.frame) {
+            mine.sentSince = mine.sentSince > ~size ? ~0u : mine.sentSince + size;
+            mine.lastSince = at.now;
         }
     }
+    // Bytes on the way against the room the receiver gave.
+    if (at.peer.knows(Side::acked) && !facts.payload.empty() && !(facts.flags & tcpFlag::syn)
+        && isAfter(me.nextSeq, at.peer.ackSent)) {
+        const auto given = room(at.peer, me);
+        if (given && me.nextSeq - at.peer.ackSent >= given) [[unlikely]] {
+            auto& finding = at.log.report(Finding::tcpWinfull, subject(at), at.sight.at);
+            finding.measured = std::max<double>(finding.measured, me.nextSeq - at.peer.ackSent);
+            auto& mine = trouble(at.connection, at.sight.sender);
+            if (!mine.fullSince)
+                mine.fullSince = at.now;
+        }
+    }
+}
+
+std::uint32_t TcpScan::room(const Side& receiver, const Side& sender)
+{
+    if (!receiver.knows(Side::offered) || !sender.knows(Side::offered))
+        return 0;
+    const bool isScaled = receiver.shift != 0xff && sender.shift != 0xff;
+    return std::uint32_t{receiver.window} << (isScaled ? receiver.shift : 0);
+}
+
+// The receiver has named a hole that this segment lies in.
+bool TcpScan::isAskedFor(const Context& at)
+{
+    if (!at.connection.is(Connection::troubled))
+        return false;
+    const auto& mine = trouble(at.connection, at.sight.sender);
+    return mine.askedAt && isAfter(mine.askedFor, at.sight.facts.seq);
 }
 
 // Data that follows at once on an acknowledgment that came late has waited for it.
@@ -362,7 +419,7 @@ void TcpScan::scanStall(const Context& at)
 {
     at.me.known = static_cast<std::uint8_t>(at.me.known & ~Side::waited);
     constexpr double atOnce = 5; // milliseconds
-    if (at.now - at.connection.delayedAck[at.sight.sender] >= milliseconds(atOnce))
+    if (since(at.now, at.connection.delayedAck[at.sight.sender]) >= milliseconds(atOnce))
         return;
     auto& mine = trouble(at.connection, at.sight.sender);
     if (++mine.stalls < preferences_.delayedAckStalls)
@@ -384,6 +441,8 @@ void TcpScan::scanResent(const Context& at, bool isKnownCopy)
         return;
     const auto whom = subject(at);
     if (events & tcpEvent::infrastructureRetransmission) {
+        connection.state |= Connection::duplicated;
+        at.log.record(Finding::capDupes, {}, at.sight.at);
         at.log.record(Finding::tcpRetxInfra, whom, at.sight.at);
         return;
     }
@@ -393,9 +452,9 @@ void TcpScan::scanResent(const Context& at, bool isKnownCopy)
     }
     if (isKnownCopy)
         at.log.record(Finding::tcpRetxEndpoint, whom, at.sight.at);
-    const auto wait = at.now - at.me.lastData;
+    const auto wait = since(at.now, at.me.lastData);
     const auto timeout = std::max<Tick>(milliseconds(preferences_.timeoutMilliseconds), 2u * connection.roundTrip);
-    if (at.peer.dupAcks >= preferences_.duplicateAcks) {
+    if (at.peer.dupAcks >= preferences_.duplicateAcks || (wait < timeout && isAskedFor(at))) {
         at.log.report(Finding::tcpFastretx, whom, at.sight.at).measured += 1;
         return;
     }
@@ -422,13 +481,11 @@ void TcpScan::scanResent(const Context& at, bool isKnownCopy)
         auto& hole = at.log.report(Finding::ipBlackhole, {whom.a, whom.b, 0}, at.sight.at);
         hole.measured = std::max<double>(hole.measured, mine.largeResent);
         hole.threshold = preferences_.blackholeRepeats;
-        hole.confidence = 0.6;
     }
     if (mine.idle) {
         auto& idle = at.log.report(Finding::tcpIdle, whom, at.sight.at);
         idle.measured = seconds(mine.idle);
         idle.threshold = preferences_.idleSeconds;
-        idle.confidence = 0.7;
         mine.idle = 0;
     }
 }
@@ -450,10 +507,12 @@ void TcpScan::scanWindow(const Context& at)
     }
     if (!at.connection.is(Connection::troubled)) [[likely]]
         return;
+    if (auto& others = trouble(at.connection, 1 - at.sight.sender); others.large.frame)
+        others.mostRoom = std::max(others.mostRoom, room(at.me, at.peer));
     auto& mine = trouble(at.connection, at.sight.sender);
     if (!mine.isClosed)
         return;
-    const auto closed = at.now - mine.closedAt;
+    const auto closed = since(at.now, mine.closedAt);
     if (auto* finding = at.log.find(Finding::tcpZerowin, subject(at))) {
         finding->measured = std::max(finding->measured, seconds(closed));
         if (finding->measured >= preferences_.frozenSeconds)
@@ -606,18 +665,12 @@ void TcpScan::finishOpenings(const ConversationTable& table, const IpScan& ip, d
                 log.record(Finding::tcpHalfopen, {{}, server, subject.port}, {connection.synAckFrame, since});
             finding.measured = static_cast<double>(finding.count);
             finding.threshold = preferences_.halfOpen;
-            if (static_cast<double>(finding.count) >= preferences_.synFlood)
-                finding.severity = Severity::error;
         } else if (connection.synCount >= 2 && !seesOneWay && !ip.isUnreachable(server)) {
             auto& finding = log.record(Finding::tcpSynNoanswer, subject, {connection.synFrame, since});
             finding.count += connection.synCount - 1u;
             finding.measured = std::max(finding.measured, std::min(end, seconds(connection.last)) - since);
             finding.threshold = preferences_.synSeconds;
         }
-    }
-    for (auto& record : log.records()) {
-        if (record.finding == Finding::tcpHalfopen && record.measured < preferences_.halfOpen)
-            FindingLog::withdraw(record);
     }
 }
 
@@ -627,7 +680,7 @@ void TcpScan::finishTransfers(const ConversationTable& table, FindingLog& log) c
     Sighting firstOneWay;
     for (std::uint32_t number = 0; number < connections_.size(); ++number) {
         const auto& connection = connections_[number];
-        ++all;
+        all += connection.sides[0].known || connection.sides[1].known || connection.state;
         for (const int side : {0, 1}) {
             const auto& from = connection.sides[side];
             const auto& to = connection.sides[1 - side];
@@ -635,25 +688,10 @@ void TcpScan::finishTransfers(const ConversationTable& table, FindingLog& log) c
                 && oneWay++ == 0)
                 firstOneWay = {connection.synFrame ? connection.synFrame : 1, seconds(connection.lastSyn)};
         }
-        if (!connection.is(Connection::established))
-            continue;
-        const auto largest = std::max(connection.sides[0].kilobytes, connection.sides[1].kilobytes);
-        const auto& client = connection.sides[connection.client];
-        const auto& server = connection.sides[1 - connection.client];
-        const bool clientScales = client.knows(Side::offered) && client.shift != 0xff;
-        const bool serverScales = server.knows(Side::offered) && server.shift != 0xff;
-        const auto roundTrip = seconds(connection.roundTrip) * 1000;
-        if (client.knows(Side::offered) && server.knows(Side::offered) && clientScales != serverScales
-            && largest >= 1000 && roundTrip >= preferences_.longRoundTripMilliseconds) {
-            const auto ends = endsOf(table, number, true, connection.client);
-            auto& finding = log.record(Finding::tcpOptions,
-                                       {ends.hosts[1 - ends.server], ends.hosts[ends.server], ends.ports[ends.server]},
-                                       {connection.synAckFrame, seconds(connection.synAck)});
-            finding.measured = roundTrip;
-            finding.threshold = preferences_.longRoundTripMilliseconds;
-            finding.detail =
-                clientScales ? "the server does not scale its window" : "the client does not scale its window";
-            finding.severity = Severity::warning;
+        if (connection.is(Connection::established)) {
+            finishOptions(table, number, log);
+            if (connection.is(Connection::troubled))
+                finishTransfer(table, number, log);
         }
     }
     if (all && 100.0 * static_cast<double>(oneWay) / static_cast<double>(all) >= preferences_.onewayPercent && oneWay) {
@@ -669,6 +707,7 @@ void TcpScan::finishTransfers(const ConversationTable& table, FindingLog& log) c
         finding.count = ackedUnseen_;
         finding.measured = unseen;
         finding.threshold = preferences_.captureLossPercent;
+        finding.detail = fmt::format("{} acknowledgments are for data that the capture does not hold", ackedUnseen_);
     }
     for (auto& record : log.records()) {
         if (record.finding == Finding::tcpRetxApp) {
@@ -678,6 +717,142 @@ void TcpScan::finishTransfers(const ConversationTable& table, FindingLog& log) c
                 FindingLog::withdraw(record);
         }
     }
+}
+
+// What the two sides of a handshake offered, where they do not agree.
+void TcpScan::finishOptions(const ConversationTable& table, std::uint32_t number, FindingLog& log) const
+{
+    const auto& connection = connections_[number];
+    const int client = connection.client, server = 1 - client;
+    if (!connection.sides[client].knows(Side::offered) || !connection.sides[server].knows(Side::offered))
+        return;
+    const auto clientMss = connection.mss[client], serverMss = connection.mss[server];
+    constexpr std::uint16_t smallMss = 1220; // what IPv6 over its least MTU leaves
+    constexpr int usualDifference = 40;      // between IPv4 and IPv6, or with and without options
+    const bool differsInSize = clientMss && serverMss && std::abs(clientMss - serverMss) > usualDifference;
+    const bool isSmall = (clientMss && clientMss < smallMss) || (serverMss && serverMss < smallMss);
+    // A server may offer only what the client did: one that offers less has switched it off, or somebody removed it.
+    const auto missing = static_cast<std::uint8_t>(connection.offers[client] & ~connection.offers[server]);
+    if (!missing && !differsInSize && !isSmall) [[likely]]
+        return;
+    const auto ends = endsOf(table, number, true, client);
+    auto& finding =
+        log.record(Finding::tcpOptions, {ends.hosts[1 - ends.server], ends.hosts[ends.server], ends.ports[ends.server]},
+                   {connection.synAckFrame, seconds(connection.synAck)});
+    const auto roundTrip = seconds(connection.roundTrip) * 1000;
+    finding.measured = std::max(finding.measured, roundTrip);
+    finding.threshold = preferences_.longRoundTripMilliseconds;
+    const auto say = [&](const std::string& what) {
+        if (finding.detail.size() < 160 && finding.detail.find(what) == std::string::npos)
+            finding.detail += (finding.detail.empty() ? "" : ", ") + what;
+    };
+    if (missing & Connection::scale)
+        say("the server does not scale its window");
+    if (missing & Connection::selective)
+        say("the server has no selective acknowledgments");
+    if (missing & Connection::timestamps)
+        say("the server has no timestamps");
+    if (differsInSize || isSmall)
+        say(fmt::format("segments of at most {} and {} bytes", clientMss, serverMss));
+    const auto largest = std::max(connection.sides[0].bytes, connection.sides[1].bytes);
+    if (missing & Connection::scale && largest >= transferBytes && roundTrip >= preferences_.longRoundTripMilliseconds)
+        finding.severity = Severity::warning;
+}
+
+// Whether the receiver's window held a large transfer up.
+void TcpScan::finishTransfer(const ConversationTable& table, std::uint32_t number, FindingLog& log) const
+{
+    const auto& connection = connections_[number];
+    const auto ends = endsOf(table, number, true, connection.client);
+    for (const int side : {0, 1}) {
+        const auto& from = connection.sides[side];
+        const auto& transfer = troubles_[connection.trouble].sides[side];
+        const auto port = ends.ports[ends.server];
+        constexpr double muchOfIt = 0.1;
+        const auto whole = seconds(since(from.lastData, connection.synAck));
+        if (transfer.fullTime && whole >= 1 && seconds(transfer.fullTime) >= muchOfIt * whole) {
+            if (auto* full = log.find(Finding::tcpWinfull, {ends.hosts[side], ends.hosts[1 - side], port}))
+                full->severity = Severity::warning;
+        }
+        if (from.bytes < transferBytes || transfer.mostRoom == 0)
+            continue;
+        const auto offered = connection.mss[1 - side];
+        const double segment = offered ? offered : 1460;
+        const auto took = seconds(transfer.lastSince) - transfer.large.seconds;
+        const auto roundTrip = seconds(connection.roundTrip);
+        const auto rate = took > 0 ? transfer.sentSince / took : 0;
+        const auto wanted = preferences_.smallWindowSegments * segment;
+        const bool isTiny = transfer.mostRoom < wanted;
+        // As fast as one window a round trip: the window was the limit.
+        const bool isLimit =
+            roundTrip * 1000 >= preferences_.longRoundTripMilliseconds && rate * roundTrip >= 0.9 * transfer.mostRoom;
+        if (!isTiny && !isLimit)
+            continue;
+        auto& finding =
+            log.record(Finding::tcpSmallwin, {ends.hosts[1 - side], ends.hosts[side], port}, transfer.large);
+        finding.measured = transfer.mostRoom;
+        finding.threshold = isTiny ? wanted : 2 * transfer.mostRoom;
+        finding.detail = isTiny
+            ? fmt::format("That is less than {} full segments.", preferences_.smallWindowSegments)
+            : fmt::format("With a round trip of {:.0f} ms it allows {:.0f} kB a second, and that is "
+                          "how fast the transfer was.",
+                          roundTrip * 1000, transfer.mostRoom / roundTrip / 1000);
+    }
+}
+
+// A flood opens connections faster, and under more names, than people do.
+void TcpScan::finishFloods(const ConversationTable& table, FindingLog& log) const
+{
+    constexpr double span = 10;
+    constexpr std::size_t sources = 10;
+    struct Request {
+        double seconds;
+        Address client;
+    };
+    for (auto& record : log.records()) {
+        if (record.finding != Finding::tcpHalfopen || record.count == 0)
+            continue;
+        if (record.measured < preferences_.halfOpen) {
+            FindingLog::withdraw(record);
+            continue;
+        }
+        if (record.measured < preferences_.synFlood)
+            continue;
+        std::vector<Request> requests;
+        for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+            const auto& connection = connections_[number];
+            if (!connection.is(Connection::synAckSeen)
+                || connection.state & (Connection::established | Connection::refused | Connection::wasReset))
+                continue;
+            const auto ends = endsOf(table, number, true, connection.client);
+            if (ends.hosts[ends.server] == record.hosts[1] && ends.ports[ends.server] == record.port)
+                requests.push_back({seconds(connection.synAck), ends.hosts[1 - ends.server]});
+        }
+        std::ranges::sort(requests, {}, &Request::seconds);
+        std::map<Address, std::uint32_t> clients;
+        for (std::size_t from = 0, to = 0; to < requests.size(); ++to) {
+            ++clients[requests[to].client];
+            for (; requests[to].seconds - requests[from].seconds > span; ++from) {
+                if (--clients[requests[from].client] == 0)
+                    clients.erase(requests[from].client);
+            }
+            if (static_cast<double>(to - from + 1) >= preferences_.synFlood && clients.size() >= sources) {
+                record.severity = Severity::error;
+                break;
+            }
+        }
+    }
+}
+
+double TcpScan::duplicatedShare() const
+{
+    std::uint64_t all = 0, duplicated = 0;
+    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+        const auto& connection = connections_[number];
+        all += connection.sides[0].dataSegments || connection.sides[1].dataSegments;
+        duplicated += connection.is(Connection::duplicated);
+    }
+    return all < floorOfShares ? 0 : 100.0 * static_cast<double>(duplicated) / static_cast<double>(all);
 }
 
 // A refusal that the client gets around at once (it tries the server's other address), or that ends when the service
@@ -851,6 +1026,7 @@ void TcpScan::finish(const ConversationTable& table, const IpScan& ip, double en
     finishTransfers(table, log);
     finishShares(table, log);
     finishOpenings(table, ip, end, log);
+    finishFloods(table, log);
     finishRefusals(table, log);
     finishScans(table, end, log);
 }

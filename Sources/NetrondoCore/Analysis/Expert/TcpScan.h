@@ -41,11 +41,14 @@ public:
     void prefetchConnection(std::uint32_t place) const { connections_.prefetch(place); }
     void finish(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
 
+    /// Of how many of a hundred connections a packet passed twice; 0 where there are only few.
+    double duplicatedShare() const;
+
     /// The side that serves, 0 or 1: it was asked to open, or else has the port of a service.
     static int server(const FrameFacts& facts, int sender);
 
 private:
-    /// Time since the first frame in units of 2^-14 s: differences are right up to three days.
+    /// Time since the first frame in units of 2^-14 s: differences are right up to a day and a half.
     using Tick = std::uint32_t;
 
     /// One direction of a connection.
@@ -61,7 +64,7 @@ private:
         std::uint8_t dupAcks = 0;
         std::uint8_t known = 0;
         std::uint32_t dataSegments = 0;
-        std::uint32_t kilobytes = 0;
+        std::uint32_t bytes = 0; ///< of payload, also of what was sent again; stops at the most it can count
 
         bool knows(Known what) const { return known & what; }
     };
@@ -74,6 +77,7 @@ private:
             wasReset = 8,
             refused = 16,
             troubled = 32,
+            duplicated = 64, ///< a packet of it passed twice
         };
         Side sides[2];
         Tick last = 0;
@@ -86,6 +90,9 @@ private:
         Tick firstSyn = 0, lastSyn = 0, synAck = 0;
         Tick delayedAck[2] = {0, 0}; ///< when a late acknowledgment let the side go on, where it `waited`
         std::uint32_t synFrame = 0, synAckFrame = 0;
+        std::uint16_t mss[2] = {0, 0}; ///< as offered by each side, 0 for none
+        std::uint8_t offers[2] = {0, 0};
+        enum Offer : std::uint8_t { scale = 1, selective = 2, timestamps = 4 };
         std::uint8_t synCount = 0;
 
         bool is(State what) const { return state & what; }
@@ -101,8 +108,13 @@ private:
         Sighting keepAlive;
         bool isClosed = false; ///< its window
         Tick closedAt = 0, closedLongest = 0;
-        std::uint32_t windowFull = 0;
-        Sighting windowFullFirst;
+        Tick fullSince = 0, fullTime = 0; ///< since it filled the peer’s window; for how long it had in all
+        std::uint32_t askedFor = 0;       ///< up to here the peer misses something and has what is behind
+        Tick askedAt = 0;                 ///< when it began to say so
+        Sighting large; ///< when it had sent so much that it counts as a transfer; what follows is what came since
+        std::uint32_t sentSince = 0;
+        std::uint32_t mostRoom = 0; ///< bytes, the largest window of the peer
+        Tick lastSince = 0;
         std::uint16_t stalls = 0; ///< how often it waited for a late acknowledgment
         std::uint8_t otherTtl = 0, otherTtlRun = 0;
         Tick idle = 0; ///< silence before it sent data that nobody answered yet
@@ -121,6 +133,8 @@ private:
     };
 
     static Tick tick(double seconds) { return static_cast<Tick>(static_cast<std::uint64_t>(seconds * 16384.0)); }
+    /// Nothing where the clock was set back.
+    static Tick since(Tick now, Tick then) { return static_cast<std::int32_t>(now - then) > 0 ? now - then : 0; }
     static double seconds(Tick ticks) { return ticks / 16384.0; }
     static Tick milliseconds(double count) { return static_cast<Tick>(count * 16.384); }
 
@@ -137,12 +151,18 @@ private:
     void scanData(const Context& at);
     void scanStall(const Context& at);
     void scanResent(const Context& at, bool isKnownCopy);
+    bool isAskedFor(const Context& at);
     void scanWindow(const Context& at);
+    /// What a window stands for, in bytes; 0 where the capture does not hold what scales it.
+    static std::uint32_t room(const Side& receiver, const Side& sender);
     void scanTtl(const Context& at);
     void scanFlags(const Context& at);
     void finishShares(const ConversationTable& table, FindingLog& log) const;
     void finishOpenings(const ConversationTable& table, const IpScan& ip, double end, FindingLog& log) const;
     void finishTransfers(const ConversationTable& table, FindingLog& log) const;
+    void finishTransfer(const ConversationTable& table, std::uint32_t number, FindingLog& log) const;
+    void finishOptions(const ConversationTable& table, std::uint32_t number, FindingLog& log) const;
+    void finishFloods(const ConversationTable& table, FindingLog& log) const;
     void finishRefusals(const ConversationTable& table, FindingLog& log) const;
     void finishScans(const ConversationTable& table, double end, FindingLog& log) const;
 

@@ -40,6 +40,8 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
     PairAggregator aggregator(mode, expertPreferences);
     if (reader.isNanosecond())
         aggregator.setNanosecond();
+    if (reader.hasSecondMember())
+        aggregator.setSecondMember();
     std::array<CaptureFrame, 256> frames;
     std::uint64_t count = 0;
     while (true) {
@@ -58,6 +60,7 @@ CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
     }
     if (progress)
         progress(count);
+    aggregator.setDropped(reader.droppedFrames());
     return std::move(aggregator).takeResult();
 }
 
