@@ -94,6 +94,22 @@ void drawDisc(const SceneDisc& disc, QPainter& painter)
     painter.drawEllipse(at(disc.center), disc.radius, disc.radius);
 }
 
+void drawPolygon(const ScenePolygon& polygon, QPainter& painter)
+{
+    QPolygonF points;
+    for (const auto& point : polygon.points)
+        points << at(point);
+    if (polygon.outlineWidth > 0 && polygon.outline.alpha > 0) {
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(colorOf(polygon.outline), 2 * polygon.outlineWidth, Qt::SolidLine, Qt::FlatCap,
+                            Qt::RoundJoin)); // half of it is covered by the fill
+        painter.drawPolygon(points);
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colorOf(polygon.fill));
+    painter.drawPolygon(points);
+}
+
 /// Lines, curves and discs of thousands, into an image's own pixels. Wide curves and rings are few and are painted.
 void drawCrowd(const CircleScene& scene, QImage& image, QPainter& painter)
 {
@@ -188,6 +204,8 @@ void play(const CircleScene& scene, QPainter& painter)
         for (const auto& disc : scene.discs)
             drawDisc(disc, painter);
     }
+    for (const auto& polygon : scene.polygons)
+        drawPolygon(polygon, painter);
     painter.setPen(Qt::NoPen);
     for (const auto& box : scene.boxes) {
         painter.setBrush(colorOf(box.fill));

@@ -50,6 +50,15 @@ struct SceneDisc {
     friend bool operator==(const SceneDisc&, const SceneDisc&) = default;
 };
 
+/// Filled, with an outline around it that may be without alpha.
+struct ScenePolygon {
+    std::vector<Point> points;
+    SceneColor fill;
+    double outlineWidth = 0; ///< outwards
+    SceneColor outline;
+    friend bool operator==(const ScenePolygon&, const ScenePolygon&) = default;
+};
+
 struct SceneBox {
     Point origin;
     Size size;
@@ -80,6 +89,7 @@ struct CircleScene {
     std::vector<SceneLine> lines;
     std::vector<SceneCurve> curves;
     std::vector<SceneDisc> discs;
+    std::vector<ScenePolygon> polygons;
     std::vector<SceneBox> boxes;
     std::vector<SceneLabel> labels;
     std::size_t unlabelled = 0; ///< nodes whose labels found no room

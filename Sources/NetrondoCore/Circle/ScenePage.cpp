@@ -100,6 +100,9 @@ CircleScene ScenePage::compose(CircleScene picture, const TextWidth& textWidth) 
             move(point, headerHeight);
     for (auto& disc : picture.discs)
         move(disc.center, headerHeight);
+    for (auto& polygon : picture.polygons)
+        for (auto& point : polygon.points)
+            move(point, headerHeight);
     for (auto& box : picture.boxes)
         move(box.origin, headerHeight);
     for (auto& label : picture.labels)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <tuple>
 
 namespace netrondo {
 namespace {
@@ -175,30 +176,48 @@ std::size_t CaptureExpertSummary::count(Severity severity) const
     }));
 }
 
+const ExpertMute* muteOf(const ExpertFinding& finding, std::span<const ExpertMute> mutes)
+{
+    const auto mute = std::find_if(mutes.begin(), mutes.end(), [&](const auto& m) { return isMutedBy(finding, m); });
+    return mute == mutes.end() ? nullptr : &*mute;
+}
+
 void applyMutes(std::span<ExpertFinding> findings, std::span<const ExpertMute> mutes)
 {
     for (auto& finding : findings) {
-        const auto mute =
-            std::find_if(mutes.begin(), mutes.end(), [&](const auto& m) { return isMutedBy(finding, m); });
-        finding.muted = mute == mutes.end() ? std::nullopt : std::optional(mute->reason);
+        const auto* const mute = muteOf(finding, mutes);
+        finding.muted = mute ? std::optional(mute->reason) : std::nullopt;
     }
 }
 
 ExpertDifference difference(const CaptureExpertSummary& before, const CaptureExpertSummary& after)
 {
-    ExpertDifference result;
-    const auto in = [](const auto& findings, const ExpertFinding& wanted) {
-        return std::find_if(findings.begin(), findings.end(), [&](const auto& f) { return f.isAbout(wanted); });
+    // Tens of thousands on either side are possible: both in one order, walked side by side.
+    using Key = std::tuple<Finding, std::array<Address, 2>, std::uint16_t>;
+    using Keyed = std::pair<Key, Severity>;
+    const auto inOrder = [](const CaptureExpertSummary& summary) {
+        std::vector<Keyed> keyed;
+        keyed.reserve(summary.findings.size());
+        for (const auto& finding : summary.findings)
+            keyed.push_back({{finding.finding, finding.hosts, finding.port}, finding.severity});
+        std::sort(keyed.begin(), keyed.end());
+        return keyed;
     };
-    for (const auto& finding : after.findings) {
-        const auto old = in(before.findings, finding);
-        if (old == before.findings.end())
+    const auto old = inOrder(before), now = inOrder(after);
+    ExpertDifference result;
+    auto a = old.begin(), b = now.begin();
+    while (a != old.end() || b != now.end()) {
+        if (b == now.end() || (a != old.end() && a->first < b->first)) {
+            ++result.removed;
+            ++a;
+        } else if (a == old.end() || b->first < a->first) {
             ++result.added;
-        else if (old->severity != finding.severity)
-            ++result.changed;
+            ++b;
+        } else {
+            result.changed += a->second != b->second ? 1u : 0u;
+            ++a, ++b;
+        }
     }
-    for (const auto& finding : before.findings)
-        result.removed += in(after.findings, finding) == after.findings.end() ? 1u : 0u;
     return result;
 }
 

@@ -105,6 +105,8 @@ std::string falsifier(const ExpertFinding& finding);
 std::string filter(const ExpertFinding& finding);
 } // namespace ExpertText
 
+/// The first of the mutes that is about the finding; null for none.
+const ExpertMute* muteOf(const ExpertFinding& finding, std::span<const ExpertMute> mutes);
 /// Marks the findings that a mute is about; takes the marks of others away.
 void applyMutes(std::span<ExpertFinding> findings, std::span<const ExpertMute> mutes);
 

@@ -150,6 +150,17 @@ Result<ExpertPreferences, Error> loadExpertPreferences(const std::string& path)
     return parseExpertPreferences(text);
 }
 
+std::string textOf(const ExpertPreferences& preferences)
+{
+    std::string text;
+    TextOutput out(text);
+    JsonWriter json(out);
+    write(json, preferences);
+    json.endLine();
+    out.flush();
+    return text;
+}
+
 void write(JsonWriter& json, const ExpertPreferences& preferences)
 {
     json.beginObject();

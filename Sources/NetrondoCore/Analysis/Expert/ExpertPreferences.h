@@ -59,6 +59,8 @@ struct ExpertPreferencesError {
 Result<ExpertPreferences, ExpertPreferencesError> parseExpertPreferences(std::string_view json);
 /// The same from a file of at most a megabyte.
 Result<ExpertPreferences, ExpertPreferencesError> loadExpertPreferences(const std::string& path);
+/// The file that `loadExpertPreferences` reads.
+std::string textOf(const ExpertPreferences& preferences);
 /// Every threshold, and the mutes.
 void write(JsonWriter& json, const ExpertPreferences& preferences);
 
