@@ -63,9 +63,9 @@ TEST(FindingBadges, StandOnTheirChordOrBesideTheirHost)
     const auto layout = ring(pairs({"10.0.0.1 10.0.0.2", "10.0.0.3 10.0.0.4"}));
     const auto badges = placeBadges(layout, 8, marks({"tcp.rst error 10.0.0.1 10.0.0.2", "arp.dupip note 10.0.0.3"}));
     ASSERT_EQ(badges.size(), 2u);
-    EXPECT_LT(distanceToSegment(badges[0].center, layout.nodes[badges[0].from].position,
-                                layout.nodes[badges[0].to].position),
-              1e-6);
+    EXPECT_LT(
+        distanceToSegment(badges[0].center, layout.nodes[badges[0].from].position, layout.nodes[badges[0].to].position),
+        1e-6);
     EXPECT_LT(distance(badges[1].center, layout.nodes[badges[1].from].position), 8 + 2 * badges[1].radius);
     EXPECT_LT(distance(badges[1].center, layout.center), layout.radius) << "inwards, where no labels are";
 }

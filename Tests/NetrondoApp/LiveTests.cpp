@@ -133,7 +133,7 @@ TEST_F(ReceiveInWindow, EverythingGrowsWithTheFramesAndHostsKeepTheirPlaces)
     send(1, 3);
     waitForFrames(2);
     EXPECT_EQ(window->windowTitle(), asQt("Capture from " + name() + " – Netrondo"));
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 1);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 1);
     const auto before = circle().angles();
     EXPECT_EQ(before.size(), 3u);
     send(3, 9);
@@ -209,7 +209,7 @@ TEST_F(ReceiveInWindow, NobodyThereIsToldWithWhatMustListen)
     control().receive(wanted);
     waitForTheEnd();
     EXPECT_THAT(message().toStdString(), HasSubstr("Connection refused. Something must listen there, as in: tcpdump"));
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
 }
 
 TEST_F(ReceiveInWindow, ConnectsAgainAndSaysMeanwhileWhatBroke)

@@ -15,7 +15,7 @@ class MainWindowTest : public WindowTest { };
 TEST_F(MainWindowTest, StartsWithAWelcome)
 {
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
     EXPECT_FALSE(part<QAction>("layout.hosts").text().isEmpty());
 }
 
@@ -23,7 +23,7 @@ TEST_F(MainWindowTest, ShowsACaptureWithItsNameHostsAndConversations)
 {
     open(sample());
     EXPECT_TRUE(window->windowTitle().startsWith(QStringLiteral("office.pcapng")));
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 1);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 1);
     const auto& talks = *session().talks();
     EXPECT_GT(talks.hosts().size(), 50u);
     EXPECT_EQ(picture().nodes().size(), talks.hosts().size());
@@ -59,7 +59,7 @@ TEST_F(MainWindowTest, AFileThatIsNoCaptureIsToldInTheReadersOwnWords)
     EXPECT_FALSE(session().isOpen());
     const auto path = file.path().string();
     EXPECT_EQ(message(), asQt(path + ": " + CaptureFile::open(path).error().errorDescription()));
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
 }
 
 TEST_F(MainWindowTest, ReadingCanBeCancelledAndWhatWasOpenStays)
@@ -107,7 +107,7 @@ TEST_F(MainWindowTest, ClosingTheCaptureGoesBackToTheWelcome)
 {
     open(sample());
     session().close();
-    EXPECT_EQ(part<QStackedWidget>().currentIndex(), 0);
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
     EXPECT_EQ(part<QTableView>("conversationsList").model()->rowCount(), 0);
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
 }

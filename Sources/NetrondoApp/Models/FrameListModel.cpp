@@ -3,7 +3,9 @@
 // first painted; where a disk is slow the row stays empty until its page arrives, and the window stays alive.
 #include "Models/FrameListModel.h"
 
+#include "Analysis/Model/AnalysisResult.h"
 #include "Dissection/Decode/Render.h"
+#include "Models/Severities.h"
 
 #include <QDateTime>
 #include <QMimeData>
@@ -281,6 +283,65 @@ const FrameColorRule* FrameListModel::ruleAt(int row) const
     return decoded && decoded->rule >= 0 ? &rules_.rules()[static_cast<std::size_t>(decoded->rule)] : nullptr;
 }
 
+void FrameListModel::setFindings(std::shared_ptr<const AnalysisResult> findings)
+{
+    findings_ = std::move(findings);
+    findingsByKind_.assign(static_cast<std::size_t>(Finding::count), {});
+    if (findings_)
+        for (const auto& finding : findings_->expertSummary.findings)
+            findingsByKind_[static_cast<std::size_t>(finding.finding)].push_back(&finding);
+    emit marksChanged();
+}
+
+/// The finding of this kind that the frame, counted from 1, is evidence of; null where it is one of many more.
+const ExpertFinding* FrameListModel::findingOn(std::uint32_t frame, Finding finding) const
+{
+    const auto& all = findingsByKind_[static_cast<std::size_t>(finding)];
+    const auto found = std::ranges::find_if(
+        all, [&](const ExpertFinding* one) { return std::ranges::binary_search(one->evidence, frame); });
+    return found == all.end() ? nullptr : *found;
+}
+
+std::optional<Severity> FrameListModel::severityAt(int row) const
+{
+    std::optional<Severity> worst;
+    const auto frame = frameAt(row) + 1;
+    if (findings_)
+        for (const auto mark : findings_->expertSummary.findingsOf(frame)) {
+            const auto* const whole = findingOn(frame, mark);
+            worst = std::max(worst, std::optional(whole ? whole->severity : kindOf(mark).severity));
+        }
+    const auto* decoded = this->row(row);
+    if (!decoded || decoded->expert == Expert::none)
+        return worst;
+    // What the bytes alone say has a severity of its own only where the catalogue knows it as well.
+    const auto known = findingOf(expertId(decoded->expert));
+    return std::max(worst, std::optional(known == Finding::none ? Severity::warning : kindOf(known).severity));
+}
+
+QString FrameListModel::problemText(int row) const
+{
+    QStringList problems;
+    const auto* decoded = this->row(row);
+    if (decoded && decoded->expert != Expert::none)
+        problems << toQString(expertText(decoded->expert));
+    const auto frame = frameAt(row) + 1;
+    const auto marks = findings_ ? findings_->expertSummary.findingsOf(frame) : std::span<const Finding>();
+    for (const auto mark : marks) {
+        if (decoded && findingOf(expertId(decoded->expert)) == mark)
+            continue;
+        // In full where the frame is evidence; a title that names no host is the same for all.
+        const auto* const whole = findingOn(frame, mark);
+        const auto& kind = kindOf(mark);
+        const auto title = whole                      ? ExpertText::title(*whole)
+            : kind.title.find('{') == kind.title.npos ? std::string(kind.title)
+                                                      : std::string(kind.id);
+        problems << QStringLiteral("%1: %2").arg(severityWord(whole ? whole->severity : kind.severity),
+                                                 toQString(title));
+    }
+    return problems.join(QStringLiteral("; "));
+}
+
 void FrameListModel::setMarked(const QList<int>& rows, bool marked)
 {
     for (const int row : rows)
@@ -400,8 +461,12 @@ QVariant FrameListModel::data(const QModelIndex& index, int role) const
         return {};
     const int row = index.row();
     switch (role) {
-    case Qt::DisplayRole:
-    case Qt::ToolTipRole: return text(row, static_cast<Column>(index.column()));
+    case Qt::DisplayRole: return text(row, static_cast<Column>(index.column()));
+    case Qt::ToolTipRole: {
+        const auto problem = problemText(row);
+        const auto words = text(row, static_cast<Column>(index.column()));
+        return problem.isEmpty() ? words : words + QLatin1Char('\n') + problem;
+    }
     case Qt::TextAlignmentRole:
         switch (index.column()) {
         case number:
@@ -421,10 +486,7 @@ QVariant FrameListModel::data(const QModelIndex& index, int role) const
     }
     case frameRole: return frameAt(row);
     case markedRole: return isMarked(frameAt(row));
-    case problemRole: {
-        const auto* decoded = this->row(row);
-        return decoded && decoded->expert != Expert::none ? toQString(expertText(decoded->expert)) : QString();
-    }
+    case problemRole: return problemText(row);
     default: return {};
     }
 }

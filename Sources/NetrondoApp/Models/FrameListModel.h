@@ -1,6 +1,7 @@
 // The packet list as Qt's views see it: rows are decoded when they come in view, and nothing is kept for the others.
 #pragma once
 
+#include "Analysis/Expert/ExpertCatalog.h"
 #include "Dissection/Filter/FilterFrom.h"
 #include "Models/FrameColorRules.h"
 #include "Tasks/FrameFilterTask.h"
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace netrondo {
+
+struct AnalysisResult;
+struct ExpertFinding;
 
 class FrameListModel : public QAbstractTableModel {
     Q_OBJECT
@@ -35,7 +39,7 @@ public:
     enum Role {
         frameRole = Qt::UserRole, ///< the frame, counted from 0
         markedRole,
-        problemRole, ///< the sentence of the finding that the frame carries, or empty
+        problemRole, ///< what the frame is marked with, in words, or empty
     };
 
     explicit FrameListModel(QObject* parent = nullptr);
@@ -52,6 +56,11 @@ public:
     bool showsNames() const { return showsNames_; }
     void setColorRules(FrameColorRules rules);
     const FrameColorRules& colorRules() const { return rules_; }
+
+    /// Marks the frames that have findings; null for none.
+    void setFindings(std::shared_ptr<const AnalysisResult> findings);
+    /// How bad the worst is that the row's frame is marked with, by the findings or by its own bytes.
+    std::optional<Severity> severityAt(int row) const;
 
     /// The frame that a row shows, counted from 0.
     std::uint32_t frameAt(int row) const;
@@ -115,13 +124,17 @@ private:
     std::uint64_t key(int page) const { return generation_ << 32 | static_cast<std::uint32_t>(page); }
     QString timeText(const FrameSummary& summary, int row) const;
     QString addressText(const Address& address) const;
+    QString problemText(int row) const;
+    const ExpertFinding* findingOn(std::uint32_t frame, Finding finding) const;
 
     FrameStore* store_ = nullptr;
     FrameFilterTask* filter_ = nullptr;
     std::shared_ptr<const FrameMatches> matches_;
     std::unique_ptr<FrameRowLoader> loader_;
     std::uint32_t rows_ = 0;
-    std::vector<bool> marks_; ///< by frame, as far as one is marked
+    std::shared_ptr<const AnalysisResult> findings_;
+    std::vector<std::vector<const ExpertFinding*>> findingsByKind_; ///< there are a thousand of a kind at most
+    std::vector<bool> marks_;                                       ///< by frame, as far as one is marked
     TimeFormat timeFormat_ = TimeFormat::sinceFirst;
     bool showsNames_ = false;
     FrameColorRules rules_;

@@ -2,6 +2,7 @@
 
 #include "Base/Units.h"
 #include "Dissection/Filter/DisplayFilter.h"
+#include "Models/ExpertSettings.h"
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
@@ -13,6 +14,7 @@
 #include "Views/DecodeView.h"
 #include "Views/DetailsView.h"
 #include "Views/FilterBar.h"
+#include "Views/FindingsView.h"
 #include "Views/MessageBar.h"
 #include "Views/Picture.h"
 #include "Views/TimelineView.h"
@@ -110,6 +112,7 @@ MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent)
     , settings_(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("netrondo"), QStringLiteral("netrondo"))
     , session_(new CaptureSession(this))
+    , expert_(new ExpertSettings(ExpertSettings::defaultPath(), this))
     , conversations_(new ConversationModel(this))
     , hosts_(new HostModel(this))
     , protocols_(new ProtocolModel(this))
@@ -124,6 +127,7 @@ MainWindow::MainWindow(QWidget* parent)
     buildCentre();
     buildDocks();
     buildFrames();
+    buildFindings();
     buildActions();
     buildToolBar();
     buildStatusBar();
@@ -131,6 +135,7 @@ MainWindow::MainWindow(QWidget* parent)
     connect(&selection_, &Selection::changed, this, &MainWindow::takeSelection);
     resize(1360, 880);
     restore();
+    takeFindings();
 }
 
 MainWindow::~MainWindow()
@@ -187,6 +192,7 @@ void MainWindow::buildCentre()
     column->addLayout(bottom);
 
     pages_ = new QStackedWidget;
+    pages_->setObjectName(QStringLiteral("pages"));
     pages_->addWidget(welcome_);
     pages_->addWidget(page);
     message_ = new MessageBar;
@@ -320,7 +326,9 @@ void MainWindow::buildFrames()
     });
     connect(decode_, &DecodeView::failed, this,
             [this](const QString& sentence) { message_->say(MessageBar::Kind::error, sentence); });
-    connect(decode_, &DecodeView::frameSelected, this, [this](quint64, const FrameEnds& ends) {
+    connect(decode_, &DecodeView::frameSelected, this, [this](quint64 number, const FrameEnds& ends) {
+        if (number == std::exchange(frameOfFinding_, 0))
+            return;
         const bool isIp = options_.mode == AnalysisMode::l3IP;
         const auto a = (isIp ? ends.source : ends.linkSource).toStdString();
         const auto b = (isIp ? ends.destination : ends.linkDestination).toStdString();
@@ -390,6 +398,7 @@ void MainWindow::connectSession()
             fillRecentMenu();
         }
         circle_->forgetPlaces();
+        findings_->forget();
         selection_.clear();
         protocols_->setHidden({});
         timeline_->pause();
@@ -427,6 +436,7 @@ void MainWindow::takeTable()
     hosts_->setTable(talks);
     protocols_->setTable(talks);
     timeline_->setVolume(session_->facts().volume);
+    findings_->show(talks);
     for (auto* const action : needCapture_)
         action->setEnabled(talks != nullptr);
     sayWhatIsOdd();
@@ -491,6 +501,7 @@ PictureRequest MainWindow::request() const
     request.useBytes = options_.useBytes;
     request.showLineThickness = options_.showLineThickness;
     request.showHostNames = options_.showHostNames;
+    request.findings = findings_->findings();
     return request;
 }
 

@@ -27,7 +27,10 @@ class CircleView;
 class ConversationModel;
 class DecodeView;
 class DetailsView;
+class ExpertDialog;
+class ExpertSettings;
 class FilterBar;
+class FindingsView;
 class HostModel;
 class LiveControl;
 class MessageBar;
@@ -60,7 +63,7 @@ public:
     void setOptions(const ViewOptions& options);
     Selection& selection() { return selection_; }
     /// True while it is found out in the background what the picture is to show.
-    bool isGathering() const { return gathered_ != pictureNumber_; }
+    bool isGathering() const;
     /// True while a long list is put in order in the background.
     bool isArranging() const;
 
@@ -78,6 +81,7 @@ private:
     void buildCentre();
     void buildDocks();
     void buildFrames();
+    void buildFindings();
     void buildActions();
     void buildToolBar();
     void buildStatusBar();
@@ -90,6 +94,10 @@ private:
     void choosePicture();
     void chooseTable(const RankedModel& model, const QString& name);
     void fillRecentMenu();
+    void showFindings();
+    void takeFindings();
+    void muteCurrent();
+    void openExpertSettings();
 
     void takeTable();
     void takeOptions();
@@ -111,6 +119,7 @@ private:
     Selection selection_;
     CaptureSession* session_;
     LiveControl* live_ = nullptr;
+    ExpertSettings* expert_;
     ConversationModel* conversations_;
     HostModel* hosts_;
     ProtocolModel* protocols_;
@@ -129,6 +138,9 @@ private:
     DetailsView* details_ = nullptr;
     FilterBar* filterBar_ = nullptr;
     DecodeView* decode_ = nullptr;
+    FindingsView* findings_ = nullptr;
+    ExpertDialog* expertDialog_ = nullptr; ///< made when it is first wanted
+    quint64 frameOfFinding_ = 0;           ///< looked at because of a finding, which stays what is selected
     QTableView* conversationList_ = nullptr;
     QTableView* hostList_ = nullptr;
     QTableView* protocolList_ = nullptr;
@@ -151,6 +163,8 @@ private:
     QAction* back_ = nullptr;
     QAction* forward_ = nullptr;
     QAction* stopFollowing_ = nullptr;
+    QAction* undo_ = nullptr;
+    QAction* redo_ = nullptr;
     QList<QAction*> needCapture_; ///< greyed while nothing is open
 };
 

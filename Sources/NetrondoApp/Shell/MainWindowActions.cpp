@@ -3,6 +3,8 @@
 #include "Circle/ScenePage.h"
 #include "Drawing/PictureFile.h"
 #include "Drawing/ScenePainter.h"
+#include "Models/CaptureFindings.h"
+#include "Models/ExpertSettings.h"
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
@@ -13,6 +15,7 @@
 #include "Tasks/ShownPairs.h"
 #include "Views/CircleView.h"
 #include "Views/DecodeView.h"
+#include "Views/FindingsView.h"
 #include "Views/MessageBar.h"
 #include "Views/Picture.h"
 #include "Views/TimelineView.h"
@@ -68,6 +71,9 @@ void MainWindow::buildActions()
     file->addAction(tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &QWidget::close);
 
     auto* const edit = menuBar()->addMenu(tr("&Edit"));
+    undo_ = edit->addAction(tr("&Undo"), QKeySequence::Undo, expert_, &ExpertSettings::undo);
+    redo_ = edit->addAction(tr("&Redo"), QKeySequence::Redo, expert_, &ExpertSettings::redo);
+    edit->addSeparator();
     needCapture_ << edit->addAction(tr("Copy the &picture"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C), this,
                                     &MainWindow::copyPicture);
     needCapture_ << edit->addAction(tr("Copy the &conversations as CSV"), this, [this] { copyTable(*conversations_); });
@@ -82,6 +88,10 @@ void MainWindow::buildActions()
         session_->setSpan(std::nullopt);
         circle_->resetZoom();
     });
+
+    edit->addSeparator();
+    edit->addAction(tr("&Settings of the findings…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P), this,
+                    &MainWindow::openExpertSettings);
 
     viewMenu_ = menuBar()->addMenu(tr("&View"));
     layouts_ = new QActionGroup(this);
@@ -183,6 +193,7 @@ void MainWindow::buildActions()
     auto* const frames = findChild<QDockWidget*>(QStringLiteral("framesDock"))->toggleViewAction();
     frames->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_4));
     viewMenu_->addAction(frames);
+    viewMenu_->addAction(tr("F&indings"), QKeySequence(Qt::CTRL | Qt::Key_5), this, &MainWindow::showFindings);
     auto* const fullScreen = viewMenu_->addAction(tr("F&ull screen"), QKeySequence(Qt::Key_F11), this, [] {});
     fullScreen->setCheckable(true);
     connect(fullScreen, &QAction::triggered, this, [this](bool wanted) { wanted ? showFullScreen() : showNormal(); });
@@ -201,6 +212,9 @@ void MainWindow::buildActions()
                "Shift: its end. Space: play. Escape: everything again.</p>"
                "<p><b>Lists</b><br>Type above a list to narrow it. Click a heading to sort. Enter: see the row alone. "
                "Protocols: untick to hide, double-click to see alone.</p>"
+               "<p><b>Findings</b><br>Choose one: its frame, host or conversation is shown. Enter: the frames that "
+               "prove "
+               "it, alone. F3, Shift+F3: from one to the next. M: mute; Ctrl+Z takes it back.</p>"
                "<p><b>Window</b><br>Alt+← and Alt+→ go through what was selected.</p>"));
     });
     help->addAction(tr("&About Netrondo"), this, [this] {
@@ -415,6 +429,8 @@ void MainWindow::showMenu(const Selected& what, const QPoint& globalPosition)
                 selection_.focus(what);
                 findChild<QDockWidget*>(QStringLiteral("framesDock"))->show();
             });
+        if (findings_->findings() && !findings_->findings()->about(what).empty())
+            menu.addAction(tr("Show its findings"), this, [&] { emit circle_->findingsWanted(what); });
         menu.addAction(tr("Copy its name"), this, [&] { QApplication::clipboard()->setText(circle_->nameOf(what)); });
         if (what.kind == Selected::Kind::host)
             menu.addAction(tr("Copy its address"), this, [&] { QApplication::clipboard()->setText(asQt(what.a)); });

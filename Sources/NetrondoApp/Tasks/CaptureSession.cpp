@@ -83,12 +83,18 @@ CaptureSession::CaptureSession(QObject* parent) : QObject(parent)
         const double size = static_cast<double>(reading_->size);
         emit progressed(reading_->frames, size > 0 ? static_cast<double>(reading_->offset) / size : 0);
     });
+    trialTimer_.setInterval(50);
+    connect(&trialTimer_, &QTimer::timeout, this, [this] {
+        const double size = static_cast<double>(trial_->size);
+        emit trialProgressed(size > 0 ? static_cast<double>(trial_->offset) / size : 0);
+    });
     followTimer_.setInterval(1000);
     connect(&followTimer_, &QTimer::timeout, this, &CaptureSession::pull);
 }
 
 CaptureSession::~CaptureSession()
 {
+    stopTrial();
     endReading();
 }
 
@@ -105,12 +111,53 @@ void CaptureSession::endReading()
         std::exchange(reading_, nullptr)->stop = true;
 }
 
+void CaptureSession::takeBack()
+{
+    const auto thresholds = wanted_.thresholds; // those are the user's settings whatever becomes of a reading
+    wanted_ = shown_;
+    wanted_.thresholds = thresholds;
+}
+
+void CaptureSession::tryThresholds(const ExpertPreferences& thresholds)
+{
+    stopTrial();
+    if (!talks_ || isFollowing() || isReading())
+        return;
+    trial_ = std::make_shared<Reading>();
+    trialTimer_.start();
+    auto wanted = shown_;
+    wanted.thresholds = thresholds;
+    const auto work = [wanted, reading = trial_, before = talks_->result()] {
+        std::optional<ExpertDifference> changes;
+        if (const auto outcome = analyze(wanted, reading); !outcome->error)
+            changes = difference(before->expertSummary, outcome->talks->result()->expertSummary);
+        return changes;
+    };
+    inBackground(this, work, [this, trial = trial_](const std::optional<ExpertDifference>& changes) {
+        if (trial != trial_)
+            return; // given up, or followed by another one
+        stopTrial();
+        if (changes)
+            emit tried(*changes);
+        else
+            emit trialFailed();
+    });
+}
+
+void CaptureSession::stopTrial()
+{
+    trialTimer_.stop();
+    if (trial_)
+        std::exchange(trial_, nullptr)->stop = true;
+}
+
 void CaptureSession::open(const QString& path)
 {
     endFollowing();
     Wanted wanted;
     wanted.path = path;
     wanted.mode = wanted_.mode;
+    wanted.thresholds = wanted_.thresholds;
     emit started(path);
     read(wanted);
 }
@@ -119,9 +166,11 @@ void CaptureSession::close()
 {
     cancel();
     endFollowing();
-    const auto mode = wanted_.mode;
-    wanted_ = shown_ = Wanted{};
-    wanted_.mode = mode;
+    Wanted nothing;
+    nothing.mode = wanted_.mode;
+    nothing.thresholds = wanted_.thresholds;
+    shown_ = Wanted{};
+    wanted_ = nothing;
     talks_ = whole_ = nullptr;
     facts_ = {};
     emit closed();
@@ -132,7 +181,7 @@ void CaptureSession::cancel()
     if (!reading_)
         return;
     endReading();
-    wanted_ = shown_;
+    takeBack();
     emit cancelled();
     emit ended();
 }
@@ -145,6 +194,21 @@ void CaptureSession::setMode(AnalysisMode mode)
     wanted.mode = mode;
     if (isFollowing() || wanted.path.isEmpty()) {
         wanted_.mode = shown_.mode = mode;
+        pull();
+        return;
+    }
+    whole_ = nullptr;
+    read(wanted);
+}
+
+void CaptureSession::setThresholds(const ExpertPreferences& thresholds)
+{
+    if (thresholds == wanted_.thresholds)
+        return;
+    auto wanted = wanted_;
+    wanted.thresholds = thresholds;
+    if (isFollowing() || wanted.path.isEmpty()) {
+        wanted_.thresholds = thresholds;
         pull();
         return;
     }
@@ -207,7 +271,7 @@ std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& w
         reading->offset = offset;
         reading->size = size;
     };
-    auto result = CaptureFile::analyze(watched, wanted.mode, ExpertPreferences{}, progress,
+    auto result = CaptureFile::analyze(watched, wanted.mode, wanted.thresholds, progress,
                                        frameChoice(wanted.span, wanted.filter, watched.isNanosecond()));
     if (!result) {
         outcome->error = result.error();
@@ -224,7 +288,7 @@ void CaptureSession::take(const std::shared_ptr<Outcome>& outcome)
         return; // something else has been asked for since
     endReading();
     if (outcome->error) {
-        wanted_ = shown_;
+        takeBack();
         emit failed(outcome->wanted.path, asQt(outcome->error->errorDescription()));
         emit ended();
         return;
@@ -247,7 +311,7 @@ void CaptureSession::follow(const QString& path)
 {
     cancel();
     endFollowing();
-    wanted_ = {path, wanted_.mode, {}, {}};
+    wanted_ = {path, wanted_.mode, {}, {}, wanted_.thresholds};
     shown_ = wanted_;
     whole_ = nullptr;
     talks_ = nullptr;
@@ -290,9 +354,9 @@ void CaptureSession::pull()
         std::shared_ptr<const TalkTable> talks;
         CaptureFacts facts;
     };
-    const auto work = [growing = growing_, path = wanted_.path, mode = wanted_.mode] {
+    const auto work = [growing = growing_, path = wanted_.path, mode = wanted_.mode, thresholds = wanted_.thresholds] {
         Pulled pulled;
-        auto result = growing->pull(mode, ExpertPreferences{});
+        auto result = growing->pull(mode, thresholds);
         if (result) {
             pulled.talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
             pulled.facts = factsOf(*growing->reading(), path);
@@ -301,7 +365,7 @@ void CaptureSession::pull()
         }
         return pulled;
     };
-    inBackground(this, work, [this, growing = growing_](const Pulled& pulled) {
+    inBackground(this, work, [this, growing = growing_, thresholds = wanted_.thresholds](const Pulled& pulled) {
         isPulling_ = false;
         if (growing != growing_)
             return;
@@ -314,7 +378,9 @@ void CaptureSession::pull()
         }
         followTrouble_.clear();
         const bool isFirst = !talks_;
-        if (!isFirst && talks_->result()->mode == pulled.talks->result()->mode && pulled.facts.frames == facts_.frames)
+        const bool isJudgedAnew = std::exchange(shown_.thresholds, thresholds) != thresholds;
+        if (!isFirst && talks_->result()->mode == pulled.talks->result()->mode && pulled.facts.frames == facts_.frames
+            && !isJudgedAnew)
             return;
         facts_ = pulled.facts;
         talks_ = pulled.talks;

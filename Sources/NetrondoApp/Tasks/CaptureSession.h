@@ -1,6 +1,7 @@
 // One open capture: reading and analysing it off the window's thread, again whenever what is wanted of it changes.
 #pragma once
 
+#include "Analysis/Expert/CaptureExpertSummary.h"
 #include "Analysis/Model/VolumeOverTime.h"
 #include "Capture/LinkType.h"
 #include "Dissection/Classify/AnalysisMode.h"
@@ -65,6 +66,13 @@ public:
     /// Only frames of this span, or that the filter selects, are analysed; neither applies while a file is followed.
     void setSpan(std::optional<TimeSpan> span);
     void setFilter(std::shared_ptr<const DisplayFilter> filter); ///< null for none
+    /// The findings are judged by these from now on; their mutes are not looked at.
+    void setThresholds(const ExpertPreferences& thresholds);
+    /// Finds out what other thresholds would change, by a reading beside: `tried` or `trialFailed` tells. Not while the
+    /// capture grows or is read.
+    void tryThresholds(const ExpertPreferences& thresholds);
+    void stopTrial();
+    bool isTrying() const { return trial_ != nullptr; }
     void setFollowInterval(int milliseconds) { followTimer_.setInterval(milliseconds); }
 
     bool isOpen() const { return talks_ != nullptr; }
@@ -88,6 +96,9 @@ signals:
     void cancelled();
     void ended(); ///< a reading is over, however it went
     void followingChanged();
+    void tried(const netrondo::ExpertDifference& changes);
+    void trialFailed();
+    void trialProgressed(double share); ///< of the file, 0 when unknown
 
 private:
     /// What the tables are to show.
@@ -96,6 +107,7 @@ private:
         AnalysisMode mode = AnalysisMode::l3IP;
         std::optional<TimeSpan> span;
         std::shared_ptr<const DisplayFilter> filter;
+        ExpertPreferences thresholds = {};
     };
     struct Outcome;
 
@@ -111,6 +123,7 @@ private:
     static std::shared_ptr<Outcome> analyze(const Wanted& wanted, const std::shared_ptr<Reading>& reading);
     void startReading();
     void endReading();
+    void takeBack();
 
     Wanted wanted_; ///< what is shown, or being read
     Wanted shown_;
@@ -119,6 +132,8 @@ private:
     std::shared_ptr<const TalkTable> whole_; ///< without span and filter, kept for the way back
     std::shared_ptr<Reading> reading_;       ///< null when there is none
     QTimer progressTimer_;
+    std::shared_ptr<Reading> trial_; ///< null when there is none
+    QTimer trialTimer_;
     std::shared_ptr<GrowingCapture> growing_; ///< null when nothing is followed
     bool isPulling_ = false;
     QString followTrouble_;

@@ -2,6 +2,7 @@
 
 #include "Base/Units.h"
 #include "Circle/CircleLayout.h"
+#include "Models/CaptureFindings.h"
 #include "Models/Text.h"
 #include "Tasks/Background.h"
 #include "Views/CircleAccessible.h"
@@ -246,6 +247,8 @@ Selected CircleView::at(const QPointF& point) const
 {
     if (!picture_)
         return {};
+    if (const auto what = picture_->badgeAt(point))
+        return what;
     if (const auto node = picture_->nodeAt(point))
         return picture_->whatOf(picture_->nodes()[*node]);
     if (const auto chord = picture_->chordAt(point, hovered_ ? hovered_ : selection_.selected()))
@@ -298,8 +301,14 @@ void CircleView::mouseReleaseEvent(QMouseEvent* event)
     if (event->button() != Qt::LeftButton || !pressed_)
         return;
     pressed_.reset();
-    if (!std::exchange(isPanning_, false))
-        click(at(event->position()));
+    if (!std::exchange(isPanning_, false)) {
+        if (const auto badge = picture_ ? picture_->badgeAt(event->position()) : Selected()) {
+            selection_.select(badge);
+            emit findingsWanted(badge);
+        } else {
+            click(at(event->position()));
+        }
+    }
     setCursor(hovered_ ? Qt::PointingHandCursor : Qt::ArrowCursor);
 }
 
@@ -473,6 +482,15 @@ QString CircleView::describe(const Selected& what) const
 {
     if (!picture_)
         return {};
+    auto text = describeTraffic(what);
+    if (const auto& findings = picture_->request.findings)
+        for (const auto& line : findings->linesAbout(what))
+            text += QLatin1Char('\n') + line;
+    return text;
+}
+
+QString CircleView::describeTraffic(const Selected& what) const
+{
     const auto volumeText = [&](std::uint64_t volume) {
         return picture_->request.useBytes ? asQt(units::bytes(volume))
                                           : asQt(units::counted(volume, "packet", "packets"));

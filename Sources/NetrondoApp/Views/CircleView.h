@@ -60,6 +60,8 @@ public:
 signals:
     void pictureChanged();
     void hoveredChanged();
+    /// A badge was clicked.
+    void findingsWanted(const Selected& what);
     void menuWanted(const Selected& what, const QPoint& globalPosition);
 
 protected:
@@ -78,6 +80,7 @@ protected:
 
 private:
     Selected at(const QPointF& point) const;
+    QString describeTraffic(const Selected& what) const;
     void refresh();
     void startDrawing();
     void hover(const Selected& what);

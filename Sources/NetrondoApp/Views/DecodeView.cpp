@@ -242,6 +242,22 @@ void DecodeView::showConversation(const QString& one, const QString& other)
     applyFilters();
 }
 
+void DecodeView::showEvidence(const QString& filter, const QString& title, quint64 number)
+{
+    if (filter != conversation_) {
+        conversation_ = filter;
+        conversationLabel_->setText(tr("Evidence: %1").arg(title));
+        conversationStrip_->show();
+        applyFilters();
+    }
+    anchor_.reset();
+    const auto frame = static_cast<std::uint32_t>(number - 1);
+    if (frames_.rowOf(frame) || !filterTask_ || filterTask_->isComplete())
+        goToFrame(number);
+    else
+        wantedNumber_ = number; // the search has not come so far
+}
+
 /// Both restrictions as one search. The frame that was looked at comes back to its line of the view.
 void DecodeView::applyFilters()
 {

@@ -70,6 +70,8 @@ public slots:
     /// Shows only what passes between two hosts, within the filter: their addresses as the packet list has them, or MAC
     /// addresses. Two empty texts end it.
     void showConversation(const QString& one, const QString& other);
+    /// Shows only what this selects, within the filter, under a title, and goes to a frame of it.
+    void showEvidence(const QString& filter, const QString& title, quint64 number);
     void goToFrame(quint64 number);
 
 signals:

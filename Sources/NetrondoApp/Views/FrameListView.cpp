@@ -2,6 +2,7 @@
 #include "Views/FrameListView.h"
 
 #include "Models/FrameListModel.h"
+#include "Models/Severities.h"
 #include "Views/FrameListAccessible.h"
 
 #include <QApplication>
@@ -16,13 +17,14 @@ namespace netrondo {
 namespace {
 /// Longer texts do not fit on any screen, and measuring them costs time.
 constexpr qsizetype maxCharacters = 400;
-constexpr QRgb problemColor = 0xffd55e00;
 } // namespace
 
 FrameListView::FrameListView(QWidget* parent) : QAbstractItemView(parent)
 {
     static const bool isInstalled = (QAccessible::installFactory(makeFrameListAccessible), true);
     static_cast<void>(isInstalled);
+    for (std::size_t i = 0; i < signs_.size(); ++i)
+        signs_[i] = severityIcon(static_cast<Severity>(i));
     header_ = new QHeaderView(Qt::Horizontal, this);
     header_->setSectionsMovable(true);
     header_->setStretchLastSection(true);
@@ -299,14 +301,12 @@ void FrameListView::paintRow(QPainter& painter, int row, const QRect& area) cons
     }
 }
 
-/// A diamond for a mark, a triangle with an exclamation mark for a problem: shapes, for colour alone says nothing to
-/// everyone.
+/// A diamond for a mark, and the sign of the worst that is found: shapes, for colour alone says nothing to everyone.
 void FrameListView::paintSigns(QPainter& painter, int row, const QRect& area) const
 {
-    const auto* decoded = frames_->row(row);
+    const auto severity = frames_->severityAt(row);
     const bool isMarked = frames_->isMarked(frames_->frameAt(row));
-    const bool hasProblem = decoded && decoded->expert != Expert::none;
-    if (!isMarked && !hasProblem)
+    if (!isMarked && !severity)
         return;
     const int column = FrameListModel::number;
     if (header_->isSectionHidden(column))
@@ -315,19 +315,14 @@ void FrameListView::paintSigns(QPainter& painter, int row, const QRect& area) co
     const QRectF box(header_->sectionViewportPosition(column) + 6, area.center().y() - size / 2 + 0.5, size, size);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    if (hasProblem) {
-        painter.setPen(QPen(palette().color(QPalette::Base), 1));
-        painter.setBrush(QColor::fromRgba(problemColor));
-        const QPointF corners[] = {{box.center().x(), box.top()}, box.bottomRight(), box.bottomLeft()};
-        painter.drawPolygon(corners, 3);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(Qt::white);
-        const double stroke = size * 0.12;
-        painter.drawRect(QRectF(box.center().x() - stroke / 2, box.top() + size * 0.36, stroke, size * 0.34));
-        painter.drawRect(QRectF(box.center().x() - stroke / 2, box.top() + size * 0.78, stroke, stroke));
+    if (severity) {
+        const int side = static_cast<int>(area.height() * 0.9);
+        signs_[static_cast<std::size_t>(*severity)].paint(
+            &painter,
+            QRect(static_cast<int>(box.center().x()) - side / 2, area.center().y() - side / 2 + 1, side, side));
     }
     if (isMarked) {
-        const auto place = hasProblem ? box.translated(size, 0) : box;
+        const auto place = severity ? box.translated(size, 0) : box;
         painter.setPen(Qt::NoPen);
         const bool isChosen = selectionModel()->isRowSelected(row, {});
         painter.setBrush(palette().color(isChosen ? QPalette::HighlightedText : QPalette::Text));

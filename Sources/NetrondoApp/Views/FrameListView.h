@@ -3,6 +3,8 @@
 
 #include <QAbstractItemView>
 #include <QHeaderView>
+#include <QIcon>
+#include <array>
 
 namespace netrondo {
 
@@ -70,6 +72,7 @@ private:
 
     FrameListModel* frames_ = nullptr;
     QHeaderView* header_;
+    std::array<QIcon, 4> signs_; ///< by severity
     QPoint pressedAt_;
 };
 

@@ -4,6 +4,7 @@
 #include "Circle/UndirectedPairs.h"
 #include "Drawing/RasterShapes.h"
 #include "Drawing/ScenePainter.h"
+#include "Models/CaptureFindings.h"
 #include "Models/Text.h"
 
 #include <QPainter>
@@ -68,6 +69,10 @@ void Picture::layOutRing()
     parameters.ringInset = ringInsetForLabels(ring, sceneTextWidth);
     ring = CircleLayout(std::move(parameters));
     scene = circleScene(ring, request.style, sceneTextWidth);
+    if (request.findings) {
+        badges = placeBadges(ring, scene.discs.size() > 1 ? scene.discs.back().radius : 0, request.findings->marks());
+        addBadges(scene, badges);
+    }
 
     boost::unordered_flat_map<std::string_view, std::uint32_t, std::hash<std::string_view>> nodeOf;
     for (std::uint32_t i = 0; i < ring.nodes.size(); ++i)
@@ -105,6 +110,10 @@ void Picture::layOutServices()
     parameters.columnInset = columnInsetForLabels(services, sceneTextWidth);
     services = HostServiceLayout(std::move(parameters));
     scene = serviceScene(services, request.style, sceneTextWidth);
+    if (request.findings) {
+        badges = placeBadges(services, request.findings->marks());
+        addBadges(scene, badges);
+    }
     for (const auto& link : services.links)
         chords.push_back(
             {link.host,
@@ -147,6 +156,21 @@ Selected Picture::whatOf(const CircleNode& node) const
 QPointF Picture::positionOf(const CircleNode& node) const
 {
     return QPointF(node.position.x, node.position.y) + request.origin();
+}
+
+Selected Picture::whatOf(const SceneBadge& badge) const
+{
+    const auto &from = nodes()[badge.from], &to = nodes()[badge.to];
+    return badge.from == badge.to ? whatOf(from) : Selected::conversation(from.address, to.address);
+}
+
+Selected Picture::badgeAt(const QPointF& point) const
+{
+    const auto at = point - request.origin();
+    for (const auto& badge : badges)
+        if (distance(badge.center, {at.x(), at.y()}) <= badge.radius + 1)
+            return whatOf(badge);
+    return {};
 }
 
 std::optional<std::uint32_t> Picture::nodeAt(const QPointF& point) const
@@ -225,6 +249,19 @@ QImage Picture::lit(const std::vector<std::uint32_t>& litChords, const std::vect
         const auto& node = nodes()[i];
         shown.discs.push_back({node.position, std::max(drawn, 3.0) + 1, {node.protocolColor}, 1.5, {colors.text}});
     }
+    // Badges of what is lit are as strong as it.
+    std::vector<SceneBadge> litBadges;
+    for (const auto& badge : badges) {
+        const bool isLit = badge.from == badge.to
+            ? std::ranges::find(litNodes, badge.from) != litNodes.end()
+            : std::ranges::any_of(litChords, [&](std::uint32_t i) {
+                  return std::minmax(chords[i].from, chords[i].to) == std::minmax(badge.from, badge.to);
+              });
+        if (isLit)
+            litBadges.push_back(badge);
+    }
+    shown.ground = {colors.ground};
+    addBadges(shown, litBadges);
     // Names stand level on a plate of the ground's colour, outwards of their node; those that would cover another give
     // way.
     const auto middle = isRing() ? ring.center : services.center;

@@ -5,6 +5,7 @@
 #include "Circle/CircleHostLayoutMode.h"
 #include "Circle/CircleLayout.h"
 #include "Circle/CircleScene.h"
+#include "Circle/FindingBadges.h"
 #include "Circle/HostServiceLayout.h"
 #include "Models/Selection.h"
 
@@ -18,6 +19,8 @@
 
 namespace netrondo {
 
+class CaptureFindings;
+
 struct PictureRequest {
     PairArray pairs;
     CircleHostLayoutMode mode = CircleHostLayoutMode::hosts;
@@ -29,7 +32,8 @@ struct PictureRequest {
     bool useBytes = true;
     bool showLineThickness = true;
     bool showHostNames = true;
-    AngleByAddress angles; ///< of hosts that have their places already
+    AngleByAddress angles;                           ///< of hosts that have their places already
+    std::shared_ptr<const CaptureFindings> findings; ///< whose badges are shown; null for none
 
     /// Where the picture's origin lies in the view.
     QPointF origin() const;
@@ -59,6 +63,8 @@ struct Picture {
     /// What lies under a point of the view. `prefer` keeps its chord while that is hardly farther than the nearest.
     std::optional<std::uint32_t> nodeAt(const QPointF& point) const;
     std::optional<std::uint32_t> chordAt(const QPointF& point, const Selected& prefer) const;
+    /// The host or conversation whose badge lies there.
+    Selected badgeAt(const QPointF& point) const;
     std::optional<std::uint32_t> findNode(const Selected& what) const;
     std::optional<std::uint32_t> findChord(const Selected& what) const;
     /// The node indices in the order in which the arrow keys walk them: around the ring, or down the columns.
@@ -72,6 +78,7 @@ struct Picture {
     CircleLayout ring;          ///< where `isRing`
     HostServiceLayout services; ///< elsewhere
     CircleScene scene;
+    std::vector<SceneBadge> badges;
     std::vector<Chord> chords;
     std::vector<std::vector<std::uint32_t>> chordsOf; ///< by node
     QImage image;                                     ///< the whole view, in pixels
@@ -81,6 +88,7 @@ private:
     void layOutRing();
     void layOutServices();
     void draw();
+    Selected whatOf(const SceneBadge& badge) const;
 };
 
 } // namespace netrondo

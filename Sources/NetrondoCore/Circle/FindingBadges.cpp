@@ -108,7 +108,8 @@ std::vector<SceneBadge> placeBadges(const CircleLayout& layout, double discRadiu
             continue;
         const auto from = nodeOf.find(ends.first.text());
         const auto to = ends.second ? nodeOf.find(ends.second.text()) : from;
-        if (from != to && from != nodeOf.end() && to != nodeOf.end() && isDrawn.contains(edge(from->second, to->second))) {
+        if (from != to && from != nodeOf.end() && to != nodeOf.end()
+            && isDrawn.contains(edge(from->second, to->second))) {
             const auto& a = layout.nodes[from->second].position;
             const auto& b = layout.nodes[to->second].position;
             Wish wish{{from->second, to->second, mark.severity, {}, 0}, {}};
@@ -161,8 +162,7 @@ std::vector<SceneBadge> placeBadges(const HostServiceLayout& layout, const Findi
         if (host == hosts.end())
             continue;
         const auto& at = layout.nodes[i].position;
-        wishes.push_back(
-            {{i, i, host->second, {}, 0}, {{at.x + 0.7 * layout.nodeRadius + 0.8 * radius, at.y}}});
+        wishes.push_back({{i, i, host->second, {}, 0}, {{at.x + 0.7 * layout.nodeRadius + 0.8 * radius, at.y}}});
     }
     return placed(std::move(wishes), layout.nodeRadius);
 }

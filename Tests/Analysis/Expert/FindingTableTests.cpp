@@ -77,21 +77,30 @@ INSTANTIATE_TEST_SUITE_P(
         WishCase{"TextOfAHostsName", {.text = "printer"}, "tcp.zerowin tcp.rst"},
         WishCase{"EveryWordCounts", {.text = " printer  rst "}, "tcp.rst"},
         WishCase{"TextOfNone", {.text = "printer dns"}, ""},
-        WishCase{"OrderByHosts", {.order = Order::hosts}, "cap.time tcp.zerowin cap.offload dns.slow arp.dupip tcp.rst"},
-        WishCase{"OrderByCount", {.order = Order::count}, "cap.offload tcp.rst tcp.zerowin arp.dupip cap.time dns.slow"},
-        WishCase{"OrderByFirstFrame", {.order = Order::first}, "cap.offload arp.dupip dns.slow tcp.rst tcp.zerowin cap.time"},
+        WishCase{
+            "OrderByHosts", {.order = Order::hosts}, "cap.time tcp.zerowin cap.offload dns.slow arp.dupip tcp.rst"},
+        WishCase{
+            "OrderByCount", {.order = Order::count}, "cap.offload tcp.rst tcp.zerowin arp.dupip cap.time dns.slow"},
+        WishCase{"OrderByFirstFrame",
+                 {.order = Order::first},
+                 "cap.offload arp.dupip dns.slow tcp.rst tcp.zerowin cap.time"},
         WishCase{"OrderByConfidence", {.least = Severity::error, .order = Order::confidence}, "tcp.zerowin arp.dupip"},
-        WishCase{"OrderReversed", {.order = Order::last, .isReversed = true},
+        WishCase{"OrderReversed",
+                 {.order = Order::last, .isReversed = true},
                  "cap.time tcp.zerowin tcp.rst dns.slow arp.dupip cap.offload"},
-        WishCase{"GroupsBySeverity", {.groups = Groups::severity},
+        WishCase{"GroupsBySeverity",
+                 {.groups = Groups::severity},
                  "Errors: tcp.zerowin arp.dupip | Warnings: tcp.rst | Notes: cap.time dns.slow | Info: cap.offload"},
-        WishCase{"GroupsByLayer", {.groups = Groups::layer},
+        WishCase{"GroupsByLayer",
+                 {.groups = Groups::layer},
                  "The capture itself: cap.time cap.offload | Network layer (L3): arp.dupip | Transport layer (L4): "
                  "tcp.zerowin tcp.rst | Applications (L7): dns.slow"},
-        WishCase{"GroupsByHostTheWorstFirst", {.groups = Groups::host},
+        WishCase{"GroupsByHostTheWorstFirst",
+                 {.groups = Groups::host},
                  "10.0.0.1: tcp.zerowin | 10.0.0.7: arp.dupip | Printer (10.0.0.9): tcp.rst | The network and the "
                  "capture: cap.time | 10.0.0.2: dns.slow cap.offload"},
-        WishCase{"OrderWithinGroups", {.least = Severity::warning, .order = Order::first, .groups = Groups::layer},
+        WishCase{"OrderWithinGroups",
+                 {.least = Severity::warning, .order = Order::first, .groups = Groups::layer},
                  "Network layer (L3): arp.dupip | Transport layer (L4): tcp.rst tcp.zerowin"}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -111,8 +120,7 @@ TEST(FindingTable, LeavesMutedFindingsOutUnlessTheyAreWanted)
 {
     const std::vector<ExpertMute> mutes{{Finding::none, at("10.0.0.9"), {}, "an old printer"}};
     EXPECT_EQ(dump(some(), {}, mutes), "arp.dupip cap.time dns.slow cap.offload");
-    EXPECT_EQ(dump(some(), {.withMuted = true}, mutes),
-              "tcp.zerowin arp.dupip tcp.rst cap.time dns.slow cap.offload");
+    EXPECT_EQ(dump(some(), {.withMuted = true}, mutes), "tcp.zerowin arp.dupip tcp.rst cap.time dns.slow cap.offload");
     const auto list = some();
     const auto table = arrange(list, mutes, {}, words);
     EXPECT_EQ(table.muted, 2u);

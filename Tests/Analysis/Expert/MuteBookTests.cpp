@@ -22,10 +22,10 @@ const Address a = *Address::parse("10.0.0.1"), b = *Address::parse("10.0.0.2");
 
 TEST(Mutes, AreOfferedFromTheNarrowestToTheWidest)
 {
-    EXPECT_EQ(subjects(mutesFor(finding("tcp.rst note 10.0.0.1 10.0.0.2"))),
-              (std::vector<std::string>{"tcp.rst between 10.0.0.1 and 10.0.0.2",
-                                        "everything between 10.0.0.1 and 10.0.0.2", "everything about 10.0.0.1",
-                                        "everything about 10.0.0.2", "tcp.rst everywhere"}));
+    EXPECT_EQ(
+        subjects(mutesFor(finding("tcp.rst note 10.0.0.1 10.0.0.2"))),
+        (std::vector<std::string>{"tcp.rst between 10.0.0.1 and 10.0.0.2", "everything between 10.0.0.1 and 10.0.0.2",
+                                  "everything about 10.0.0.1", "everything about 10.0.0.2", "tcp.rst everywhere"}));
     EXPECT_EQ(subjects(mutesFor(finding("tcp.rst note - 10.0.0.2"))),
               (std::vector<std::string>{"tcp.rst about 10.0.0.2", "everything about 10.0.0.2", "tcp.rst everywhere"}));
     EXPECT_EQ(subjects(mutesFor(finding("cap.time note"))), (std::vector<std::string>{"cap.time everywhere"}));

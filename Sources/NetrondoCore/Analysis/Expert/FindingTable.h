@@ -48,9 +48,9 @@ struct FindingGroup {
 struct FindingTable {
     std::vector<FindingGroup> groups; ///< those without findings are left out
     std::size_t shown = 0;
-    std::size_t muted = 0;                 ///< of all findings
-    std::array<std::size_t, 4> counts{};   ///< of all findings that are not muted, by severity
-    std::vector<const ExpertMute*> mutes;  ///< by finding, null for those that are not muted
+    std::size_t muted = 0;                ///< of all findings
+    std::array<std::size_t, 4> counts{};  ///< of all findings that are not muted, by severity
+    std::vector<const ExpertMute*> mutes; ///< by finding, null for those that are not muted
 };
 
 /// How a host reads: its name and address.
