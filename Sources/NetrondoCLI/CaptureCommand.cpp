@@ -1,5 +1,5 @@
-// `netrondo capture`: live capture on an interface.
-#include "Capture/LiveCapture.h"
+// `netrondo capture`: live capture on one or several interfaces.
+#include "Capture/JoinedCapture.h"
 #include "LiveCommand.h"
 #include "Options.h"
 #include "Outcome.h"
@@ -8,12 +8,14 @@
 #include <charconv>
 #include <limits>
 #include <memory>
+#include <vector>
 
 namespace netrondo::cli {
 namespace {
 
 struct Wishes {
-    LiveCapture::Options options;
+    std::vector<std::string> interfaces;
+    LiveCapture::Options options; ///< of each interface
     LiveWishes live;
     double duration = 0;
     std::string ring;
@@ -43,13 +45,18 @@ std::optional<CaptureRecorder::Ring> ringIn(std::string_view text)
 
 int run(Wishes& wishes)
 {
-    wishes.live.name = wishes.options.interface;
+    std::vector<LiveCapture::Options> each;
+    for (const auto& interface : wishes.interfaces) {
+        wishes.live.name += (wishes.live.name.empty() ? "" : ", ") + interface;
+        each.push_back(wishes.options);
+        each.back().interface = interface;
+    }
     wishes.live.limits.time = std::chrono::duration<double>(wishes.duration);
     wishes.live.ring = ringIn(wishes.ring);
-    auto started = LiveCapture::start(wishes.options);
+    auto started = JoinedCapture::start(each);
     if (!started)
-        return fail(wishes.options.interface, started.error());
-    const std::shared_ptr<LiveCapture> capture = *std::move(started);
+        return fail(wishes.live.name, started.error());
+    const std::shared_ptr<JoinedCapture> capture = *std::move(started);
     const int status = runLive(capture, wishes.live);
     return capture->fault() == LiveCapture::Fault::filter ? Exit::usage : status;
 }
@@ -63,8 +70,11 @@ Action subcommand::capture(CLI::App& app)
                "once, by:\n  "
                + LiveCapture::permissionCommand());
     auto wishes = std::make_shared<Wishes>();
-    app.add_option("-i,--interface", wishes->options.interface, "The interface; netrondo interfaces lists them")
+    app.add_option("-i,--interface", wishes->interfaces,
+                   "The interface; netrondo interfaces lists them. Given several times, all of them at once")
         ->required()
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->type_name("IF");
     app.add_option("-f,--capture-filter", wishes->options.filter,
                    "Only these frames, in libpcap’s language: “tcp port 80”")

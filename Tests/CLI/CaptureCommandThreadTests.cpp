@@ -75,6 +75,22 @@ TEST_F(CaptureCommandOnCable, WritesSoManyFrames)
     }
 }
 
+TEST_F(CaptureCommandOnCable, TakesSeveralInterfacesAtOnceEachWithItsName)
+{
+    const Traffic traffic(cable());
+    const TempFolder folder;
+    const auto run = netrondo(capture({"-i", Cable::near, "-w", (folder / "a.pcapng").string(), "--count", "500"}));
+    EXPECT_EQ(run.status, 0) << run.errors;
+    std::map<std::int64_t, int> frames;
+    for (const auto& frame : readFile(folder / "a.pcapng").frames)
+        ++frames[frame.interfaceID];
+    EXPECT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[0] + frames[1], 500); // the kernel hands over what it collected of one interface at a time
+    const auto bytes = textOfFile(folder / "a.pcapng");
+    for (const auto* name : {Cable::near, Cable::far})
+        EXPECT_NE(bytes.find(name), bytes.npos) << name;
+}
+
 TEST_F(CaptureCommandOnCable, EndsAfterSoManySeconds)
 {
     const TempFolder folder;

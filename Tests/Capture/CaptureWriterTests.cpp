@@ -299,21 +299,18 @@ TEST(CaptureWriter, TheNameAsksForTheFormat)
         EXPECT_EQ(CaptureWriter::formatFor(path), format) << path;
 }
 
-/// The bytes of a file.
-std::string contentOf(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 TEST(CaptureWriter, PcapngKeepsCommentsAndCounts)
 {
     const TempFolder folder;
-    const auto writer = writerOf(folder / "a.pcapng", {.comment = "about the file"});
+    PcapNgNotes notes;
+    notes.section.addText(PcapNgOptions::comment, "about the file");
+    PcapNgOptions comment;
+    comment.addText(PcapNgOptions::comment, "about the frame");
+    const auto writer = writerOf(folder / "a.pcapng", {.notes = &notes});
     const auto data = pattern(61);
-    ASSERT_TRUE(writer->write(frameOf(data), second, ethernet, "about the frame"));
+    ASSERT_TRUE(writer->write(frameOf(data), second, ethernet, comment));
     ASSERT_TRUE(writer->finish(std::array{CaptureCounts{.received = 1, .dropped = 2, .interfaceDropped = 3}}));
-    const auto content = contentOf(folder / "a.pcapng");
+    const auto content = textOfFile(folder / "a.pcapng");
     const auto section = std::string(asText(hex("0100 0e00"))) + "about the file" + std::string(2, '\0');
     const auto frame = std::string(asText(hex("0100 0f00"))) + "about the frame" + std::string(1, '\0');
     const auto counts = std::string(

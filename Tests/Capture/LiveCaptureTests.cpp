@@ -1,5 +1,5 @@
 // Live capture over a virtual cable: what comes in, and everything that can happen to it.
-#include "Capture/LiveCapture.h"
+#include "Capture/JoinedCapture.h"
 
 #include "Support/Captures.h"
 #include "Support/Child.h"
@@ -193,6 +193,61 @@ TEST_F(LiveCaptureOnCable, ASourceThatNobodyReadsEndsWithItsObject)
         cable().send(frameOf(1500), 2000); // more than the pipe holds
     }
     EXPECT_EQ(::kill(program, 0), -1) << "no program stays behind";
+}
+
+class JoinedCaptureOnCable : public CableTest {
+protected:
+    static std::unique_ptr<JoinedCapture> listening(const std::vector<LiveCapture::Options>& interfaces)
+    {
+        auto capture = JoinedCapture::start(interfaces).value();
+        std::array<CaptureFrame, 1> none;
+        while (!capture->reading() && !capture->hasEnded())
+            static_cast<void>(capture->nextBatch(none, 10ms));
+        return capture;
+    }
+};
+
+TEST_F(JoinedCaptureOnCable, GivesTheFramesOfAllInterfacesUnderTheirNumbersWithTheirNames)
+{
+    const auto capture = listening({{.interface = Cable::near, .filter = ours}, {.interface = Cable::far}});
+    ASSERT_NE(capture->reading(), nullptr);
+    for (std::uint8_t i = 0; i < 5; ++i)
+        cable().send(frameOf(60U + i, i)); // each leaves one end and arrives at the other
+    const auto contents = collect(*capture, framesAtLeast(10));
+    std::map<std::int64_t, std::vector<std::vector<std::uint8_t>>> frames;
+    for (const auto& frame : contents.frames)
+        frames[frame.interfaceID].push_back(frame.data);
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[0].size(), 5u);
+    EXPECT_EQ(frames[0], frames[1]);
+    EXPECT_EQ(capture->reading()->interfaceLinkTypes().size(), 2u);
+    ASSERT_EQ(capture->notes()->interfaces.size(), 2u);
+    const auto& options = capture->notes()->interfaces[0].options;
+    EXPECT_EQ(asText(options.find(PcapNgOptions::interfaceName).value()), "nrnear");
+    EXPECT_EQ(asText(options.find(PcapNgOptions::interfaceFilter).value()), std::string(1, '\0') + ours);
+    EXPECT_FALSE(capture->notes()->interfaces[1].options.find(PcapNgOptions::interfaceFilter));
+    capture->stop();
+    EXPECT_EQ(collect(*capture).error, "");
+    EXPECT_EQ(capture->countsOfInterfaces().size(), 2u);
+}
+
+TEST_F(JoinedCaptureOnCable, WhatEndsOneEndsAllAndKeepsWhatCameBefore)
+{
+    const auto capture = listening({{.interface = "lo", .filter = ours}, {.interface = Cable::far, .filter = ours}});
+    cable().send(frameOf(60), 3);
+    const auto contents = collect(*capture, framesAtLeast(3));
+    cable().takeDown();
+    EXPECT_EQ(collect(*capture).error, "The interface nrfar went down.");
+    EXPECT_EQ(contents.frames.size(), 3u);
+    EXPECT_EQ(capture->fault(), LiveCapture::Fault::interfaceDown);
+    EXPECT_TRUE(capture->hasEnded());
+}
+
+TEST_F(JoinedCaptureOnCable, OneThatCannotBeginIsAnErrorOfAll)
+{
+    const auto capture = JoinedCapture::start({{.interface = Cable::far}, {.interface = "nrnone"}}).value();
+    EXPECT_EQ(collect(*capture).error, "There is no interface nrnone; netrondo interfaces lists those there are.");
+    EXPECT_EQ(capture->reading(), nullptr);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "Targets/Gzip.h"
 #include "Targets/HostNames.h"
 #include "Targets/Readers.h"
+#include "Targets/Reports.h"
 #include "Targets/Stream.h"
 #include "Targets/TcpOptions.h"
 #include "Targets/Writers.h"
@@ -44,6 +45,7 @@ constexpr FuzzTarget targets[] = {
     {"HostNames", fuzz::hostNames},
     {"Pcap", fuzz::pcap},
     {"Pcapng", fuzz::pcapng},
+    {"Reports", fuzz::reports},
     {"Sniffer", fuzz::sniffer},
     {"Stream", fuzz::stream},
     {"TcpOptions", fuzz::tcpOptions},

@@ -66,4 +66,11 @@ private:
     std::filesystem::path path_;
 };
 
+/// The bytes of a file, as text.
+inline std::string textOfFile(const std::filesystem::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
 } // namespace netrondo::test

@@ -64,6 +64,7 @@ LiveControl::LiveControl(const Surroundings& surroundings)
                               live_.restart();
                           });
                       }))
+    , saveRecording_(action(tr("Save…"), {}, "saveRecording", [this] { chooseTarget(Extent::everything); }))
     , save_(action(tr("&Save the frames…"), QKeySequence::Save, "saveFrames",
                    [this] { chooseTarget(Extent::everything); }))
     , saveShown_(action(tr("Save the frames that are sho&wn…"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S),
@@ -72,8 +73,7 @@ LiveControl::LiveControl(const Surroundings& surroundings)
     saveShown_->setToolTip(tr("What the filter, the span of time and what is seen alone leave"));
     for (auto* const shown : {stop_, restart_})
         bar_->addButton(shown);
-    auto* const saveRecording = action(tr("Save…"), {}, "saveRecording", [this] { chooseTarget(Extent::everything); });
-    bar_->addButton(saveRecording);
+    bar_->addButton(saveRecording_);
 
     connect(&live_, &LiveSession::moved, this, &LiveControl::refresh);
     connect(&live_, &LiveSession::began, this, [this] { around_.session.follow(live_.path()); });
@@ -125,6 +125,7 @@ void LiveControl::refresh()
 {
     stop_->setEnabled(live_.isRunning());
     restart_->setEnabled(live_.isThere());
+    saveRecording_->setEnabled(live_.hasBegun());
 }
 
 void LiveControl::askWhatToCapture(const QString& filter)

@@ -88,6 +88,7 @@ private:
     QAction* receive_;
     QAction* stop_;
     QAction* restart_;
+    QAction* saveRecording_;
     QAction* save_;
     QAction* saveShown_;
 };

@@ -73,6 +73,7 @@ LiveSession::LiveSession(QObject* parent) : QObject(parent)
 
 LiveSession::~LiveSession()
 {
+    const QSignalBlocker quiet(this); // whoever listened is going, too
     drop();
 }
 

@@ -36,7 +36,7 @@ LiveBar::LiveBar(const LiveSession& session, QWidget* parent)
     row->setContentsMargins(8, 2, 4, 2);
     row->addWidget(sign_);
     row->addWidget(text_, 1);
-    connect(&session, &LiveSession::moved, this, &LiveBar::show);
+    connect(&session, &LiveSession::moved, this, &LiveBar::refresh);
     hide();
 }
 
@@ -53,7 +53,7 @@ QString LiveBar::text() const
     return isHidden() ? QString() : text_->text();
 }
 
-void LiveBar::show()
+void LiveBar::refresh()
 {
     const auto& status = session_.status();
     // A shape beside the words, so that neither colour nor movement is needed to tell.

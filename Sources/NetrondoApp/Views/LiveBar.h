@@ -21,7 +21,7 @@ public:
     QString text() const;
 
 private:
-    void show();
+    void refresh();
 
     const LiveSession& session_;
     QLabel* sign_;

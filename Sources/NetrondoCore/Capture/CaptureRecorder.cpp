@@ -6,10 +6,10 @@
 
 namespace netrondo {
 
-CaptureResult<std::unique_ptr<CaptureRecorder>> CaptureRecorder::create(const std::filesystem::path& path,
-                                                                        std::optional<Ring> ring)
+CaptureResult<std::unique_ptr<CaptureRecorder>>
+CaptureRecorder::create(const std::filesystem::path& path, std::optional<Ring> ring, const PcapNgNotes* notes)
 {
-    std::unique_ptr<CaptureRecorder> recorder(new CaptureRecorder(path, ring));
+    std::unique_ptr<CaptureRecorder> recorder(new CaptureRecorder(path, ring, notes));
     if (const auto opened = recorder->openNext(); !opened)
         return std::unexpected(opened.error());
     return recorder;
@@ -27,7 +27,8 @@ CaptureResult<void> CaptureRecorder::openNext()
     file_ = ring_ ? nameOf(++opened_) : path_;
     const auto format = CaptureWriter::formatFor(path_).value_or(CaptureFormat::pcap);
     writer_.reset(); // whatever happens, nothing more goes into the file before
-    NR_TRY(writer_, CaptureWriter::create(file_, {.format = format, .naming = FileNaming::fromTheStart}));
+    NR_TRY(writer_,
+           CaptureWriter::create(file_, {.format = format, .naming = FileNaming::fromTheStart, .notes = notes_}));
     if (!ring_)
         return {};
     kept_.push_back(file_);
@@ -63,11 +64,11 @@ CaptureResult<void> CaptureRecorder::flush()
     return writer_ ? writer_->flush() : CaptureResult<void>();
 }
 
-CaptureResult<void> CaptureRecorder::finish(const CaptureCounts& counts)
+CaptureResult<void> CaptureRecorder::finish(std::span<const CaptureCounts> counts)
 {
     if (!writer_)
         return {};
-    return writer_->finish({&counts, 1});
+    return writer_->finish(counts);
 }
 
 } // namespace netrondo

@@ -20,29 +20,34 @@ public:
         std::size_t files = 0;   ///< so many are kept, the one being written among them; at least 1
     };
 
-    /// Creates the (first) file. Those of a ring are numbered: NAME-00001.pcap, NAME-00002.pcap, …
+    /// Creates the (first) file; `notes` go into every one, as `CaptureWriter` has it. Those of a ring are numbered:
+    /// NAME-00001.pcap, NAME-00002.pcap, …
     static CaptureResult<std::unique_ptr<CaptureRecorder>> create(const std::filesystem::path& path,
-                                                                  std::optional<Ring> ring = std::nullopt);
+                                                                  std::optional<Ring> ring = std::nullopt,
+                                                                  const PcapNgNotes* notes = nullptr);
 
     /// As `CaptureWriter` does. After an error only `finish` is left to call.
     CaptureResult<void> begin(const SourceInterface& interface);
     CaptureResult<void> write(const CaptureFrame& frame, const CaptureReading& source);
     CaptureResult<void> flush();
     /// Also after a failure, for what could be written before it.
-    CaptureResult<void> finish(const CaptureCounts& counts);
+    CaptureResult<void> finish(std::span<const CaptureCounts> counts);
 
     std::uint64_t frames() const { return frames_; } ///< in all files
     /// The file being written, for messages.
     const std::filesystem::path& file() const { return file_; }
 
 private:
-    CaptureRecorder(std::filesystem::path path, std::optional<Ring> ring) : path_(std::move(path)), ring_(ring) { }
+    CaptureRecorder(std::filesystem::path path, std::optional<Ring> ring, const PcapNgNotes* notes)
+        : path_(std::move(path)), ring_(ring), notes_(notes)
+    { }
 
     CaptureResult<void> openNext();
     std::filesystem::path nameOf(std::uint64_t number) const;
 
     std::filesystem::path path_;
     std::optional<Ring> ring_;
+    const PcapNgNotes* notes_;
     std::unique_ptr<CaptureWriter> writer_;
     std::filesystem::path file_;
     std::deque<std::filesystem::path> kept_; ///< of a ring, the oldest first

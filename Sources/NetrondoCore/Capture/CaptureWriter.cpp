@@ -18,7 +18,7 @@ public:
 
     CaptureResult<void> begin(const SourceInterface& interface) override;
     CaptureResult<void> write(const CaptureFrame& frame, std::int64_t nanoseconds, const SourceInterface& interface,
-                              std::string_view comment) override;
+                              const PcapNgOptions& options) override;
     CaptureResult<void> finish(std::span<const CaptureCounts> counts) override;
 
 private:
@@ -50,7 +50,7 @@ CaptureResult<void> PcapWriter::begin(const SourceInterface& interface)
 }
 
 CaptureResult<void> PcapWriter::write(const CaptureFrame& frame, std::int64_t nanoseconds,
-                                      const SourceInterface& interface, std::string_view)
+                                      const SourceInterface& interface, const PcapNgOptions&)
 {
     if (auto begun = begin(interface); !begun)
         return begun;
@@ -96,7 +96,7 @@ CaptureResult<std::unique_ptr<CaptureWriter>> CaptureWriter::create(const std::f
 {
     NR_TRY(auto file, OutputFile::create(path, options.naming));
     if (options.format == CaptureFormat::pcapng)
-        return std::make_unique<PcapNgWriter>(std::move(file), options.comment);
+        return std::make_unique<PcapNgWriter>(std::move(file), options.notes);
     return std::make_unique<PcapWriter>(std::move(file));
 }
 

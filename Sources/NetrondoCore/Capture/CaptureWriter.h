@@ -3,6 +3,7 @@
 
 #include "Capture/CaptureReading.h"
 #include "Capture/OutputFile.h"
+#include "Capture/PcapNgNotes.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -29,7 +30,9 @@ public:
     struct Options {
         CaptureFormat format = CaptureFormat::pcap; ///< or pcapng
         FileNaming naming = FileNaming::whenWhole;
-        std::string comment = {}; ///< about the file; pcap has no place for it
+        /// What the source says beside its frames, as far as it has been read; pcap has no place for it. Must outlive
+        /// the writer, which numbers the interfaces as the notes do and keeps their resolution of time.
+        const PcapNgNotes* notes = nullptr;
     };
 
     /// The format that a file's name asks for: pcapng for names that end in .pcapng, pcap for others; nothing for a
@@ -49,10 +52,10 @@ public:
     virtual CaptureResult<void> begin(const SourceInterface& interface) = 0;
 
     /// Adds a frame that was captured so many nanoseconds after 1970. The time goes into the file as finely as
-    /// `interface` says that its times are; in a pcap file the first interface decides. `comment` is kept by pcapng
+    /// `interface` says that its times are; in a pcap file the first interface decides. `options` are kept by pcapng
     /// only. Frames that the format cannot hold are refused: a second link type in a pcap file, times before 1970.
     virtual CaptureResult<void> write(const CaptureFrame& frame, std::int64_t nanoseconds,
-                                      const SourceInterface& interface, std::string_view comment = {}) = 0;
+                                      const SourceInterface& interface, const PcapNgOptions& options = {}) = 0;
     /// Adds a frame that `source` has just yielded.
     CaptureResult<void> write(const CaptureFrame& frame, const CaptureReading& source)
     {
@@ -61,7 +64,8 @@ public:
 
     /// Hands on all whole records, for whoever reads the file as it grows.
     CaptureResult<void> flush() { return file_.flush(); }
-    /// Ends the file and gives it its name. `counts` go into a pcapng file, for its first interfaces in order.
+    /// Ends the file and gives it its name. `counts` go into a pcapng file, for its first interfaces in order; without
+    /// them the statistics of the notes do.
     virtual CaptureResult<void> finish(std::span<const CaptureCounts> counts = {}) = 0;
 
     std::uint64_t frames() const { return frames_; }

@@ -2,6 +2,7 @@
 #include "Capture/CopyCapture.h"
 
 #include "Capture/CaptureWriter.h"
+#include "Capture/PcapNgReader.h"
 
 #include <array>
 
@@ -14,8 +15,11 @@ Result<std::optional<std::uint64_t>, CopyFailure> copyCapture(CaptureReading& so
     const auto failed = [](CopyFailure::Side side, const CaptureError& error) {
         return std::unexpected(CopyFailure{side, error});
     };
-    const auto writer =
-        CaptureWriter::create(copy, {.format = CaptureWriter::formatFor(copy).value_or(CaptureFormat::pcap)});
+    // The one format that says more than frames.
+    const auto* const noted = dynamic_cast<const PcapNgReader*>(&source);
+    const auto writer = CaptureWriter::create(copy,
+                                              {.format = CaptureWriter::formatFor(copy).value_or(CaptureFormat::pcap),
+                                               .notes = noted ? &noted->notes() : nullptr});
     if (!writer)
         return failed(CopyFailure::Side::copy, writer.error());
     std::array<CaptureFrame, 64> frames;
@@ -36,7 +40,9 @@ Result<std::optional<std::uint64_t>, CopyFailure> copyCapture(CaptureReading& so
         for (const auto& frame : std::span(frames).first(*count)) {
             if (isWanted && !isWanted(frame))
                 continue;
-            if (const auto written = (*writer)->write(frame, source); !written)
+            const auto written = (*writer)->write(frame, source.nanoseconds(frame), source.interfaceOf(frame),
+                                                  noted ? noted->optionsOf(frame) : PcapNgOptions());
+            if (!written)
                 return failed(CopyFailure::Side::copy, written.error());
         }
     }

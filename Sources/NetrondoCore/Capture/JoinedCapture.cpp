@@ -11,6 +11,16 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds attention{50}; ///< how soon a stop, and the end of a capture program, shows
+
+/// What a pcapng file says of an interface.
+PcapNgOptions optionsOf(const LiveCapture::Options& options)
+{
+    PcapNgOptions noted;
+    noted.addText(PcapNgOptions::interfaceName, options.interface);
+    if (!options.filter.empty()) // behind a byte that says that it is text for libpcap
+        noted.addText(PcapNgOptions::interfaceFilter, std::string(1, '\0') + options.filter);
+    return noted;
+}
 } // namespace
 
 /// What the frames come from: each from the interface of its number.
@@ -41,14 +51,18 @@ private:
 CaptureResult<std::unique_ptr<JoinedCapture>> JoinedCapture::start(const std::vector<LiveCapture::Options>& interfaces)
 {
     std::vector<Part> parts;
+    PcapNgNotes notes;
     for (const auto& options : interfaces) {
+        notes.interfaces.emplace_back().options = optionsOf(options);
         NR_TRY(auto capture, LiveCapture::start(options));
         parts.push_back({std::move(capture), {}});
     }
-    return std::unique_ptr<JoinedCapture>(new JoinedCapture(std::move(parts)));
+    return std::unique_ptr<JoinedCapture>(new JoinedCapture(std::move(parts), std::move(notes)));
 }
 
-JoinedCapture::JoinedCapture(std::vector<Part> parts) : parts_(std::move(parts)) { }
+JoinedCapture::JoinedCapture(std::vector<Part> parts, PcapNgNotes notes)
+    : parts_(std::move(parts)), notes_(std::move(notes))
+{ }
 
 JoinedCapture::~JoinedCapture() = default;
 
@@ -57,11 +71,18 @@ const CaptureReading* JoinedCapture::reading() const
     return reading_.get();
 }
 
+std::vector<CaptureCounts> JoinedCapture::countsOfInterfaces() const
+{
+    std::vector<CaptureCounts> each;
+    for (const auto& part : parts_)
+        each.push_back(part.capture->counts());
+    return each;
+}
+
 CaptureCounts JoinedCapture::counts() const
 {
     CaptureCounts all;
-    for (const auto& part : parts_) {
-        const auto counts = part.capture->counts();
+    for (const auto& counts : countsOfInterfaces()) {
         all.received += counts.received;
         all.dropped += counts.dropped;
         all.interfaceDropped += counts.interfaceDropped;
@@ -113,8 +134,14 @@ void JoinedCapture::refill()
         stop();
     }
     const auto hasBegun = [](const Part& part) { return part.capture->reading() != nullptr; };
-    if (!reading_ && std::ranges::all_of(parts_, hasBegun))
-        reading_ = std::make_unique<Reading>(parts_);
+    if (reading_ || !std::ranges::all_of(parts_, hasBegun))
+        return;
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+        const auto interface = parts_[i].capture->reading()->interfaceOf({});
+        notes_.interfaces[i].linkNumber = interface.linkNumber;
+        notes_.interfaces[i].snaplen = interface.snaplen;
+    }
+    reading_ = std::make_unique<Reading>(parts_);
 }
 
 /// Hands frames on, the earliest first, until the room or a capture's supply ends.

@@ -23,6 +23,8 @@ public:
     /// Null until all interfaces are listened on.
     const CaptureReading* reading() const override;
     CaptureCounts counts() const override; ///< of all interfaces together
+    std::vector<CaptureCounts> countsOfInterfaces() const override;
+    const PcapNgNotes* notes() const override { return &notes_; } ///< the interfaces' names and filters
     void stop() override;
 
     /// Of the capture that failed.
@@ -40,13 +42,14 @@ private:
     };
     class Reading;
 
-    explicit JoinedCapture(std::vector<Part> parts);
+    JoinedCapture(std::vector<Part> parts, PcapNgNotes notes);
 
     void refill();
     std::size_t merge(std::span<CaptureFrame> frames);
     void waitForFrames(std::chrono::milliseconds patience) const;
 
     std::vector<Part> parts_;
+    PcapNgNotes notes_;
     std::unique_ptr<Reading> reading_;
     std::optional<CaptureError> error_;
     LiveCapture::Fault fault_ = LiveCapture::Fault::none;

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -23,8 +22,7 @@
 namespace netrondo {
 namespace {
 constexpr auto programName = "netrondo-capture";
-constexpr std::size_t longestReport = 4096; ///< a program that writes longer lines is none of ours
-constexpr int pipeSize = 1 << 20;           ///< bytes of frames that wait between the program and us
+constexpr int pipeSize = 1 << 20; ///< bytes of frames that wait between the program and us
 
 std::string systemText(int error)
 {
@@ -56,34 +54,6 @@ int spawn(pid_t& child, const std::filesystem::path& program, std::vector<std::s
     ::posix_spawnattr_destroy(&attributes);
     ::posix_spawn_file_actions_destroy(&actions);
     return error;
-}
-
-struct FaultName {
-    std::string_view word;
-    LiveCapture::Fault fault;
-};
-constexpr FaultName faultNames[] = {
-    {"permission", LiveCapture::Fault::permission},
-    {"interface", LiveCapture::Fault::interface},
-    {"down", LiveCapture::Fault::interfaceDown},
-    {"filter", LiveCapture::Fault::filter},
-};
-
-/// The word before the next blank, taken from the front of `text`.
-std::string_view takeWord(std::string_view& text)
-{
-    const auto end = std::min(text.find(' '), text.size());
-    const auto word = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return word;
-}
-
-std::uint64_t takeNumber(std::string_view& text)
-{
-    const auto word = takeWord(text);
-    std::uint64_t value = 0;
-    std::from_chars(word.data(), word.data() + word.size(), value);
-    return value;
 }
 } // namespace
 
@@ -176,11 +146,11 @@ LiveCapture::LiveCapture(Options options, pid_t program, Pipe control, Pipe fram
     : options_(std::move(options))
     , program_(program)
     , control_(std::move(control.write))
-    , reports_(std::move(reports.read))
+    , reportPipe_(std::move(reports.read))
     , wake_(std::move(wake))
     , frames_(frames.read.release())
 {
-    ::fcntl(reports_.number(), F_SETFL, ::fcntl(reports_.number(), F_GETFL) | O_NONBLOCK);
+    ::fcntl(reportPipe_.number(), F_SETFL, ::fcntl(reportPipe_.number(), F_GETFL) | O_NONBLOCK);
 }
 
 LiveCapture::~LiveCapture()
@@ -201,7 +171,7 @@ CaptureResult<std::size_t> LiveCapture::nextBatch(std::span<CaptureFrame> frames
 {
     if (hasEnded_ || frames.empty())
         return 0;
-    std::array<pollfd, 3> waiting = {pollfd{frames_.descriptor(), POLLIN, 0}, pollfd{reports_.number(), POLLIN, 0},
+    std::array<pollfd, 3> waiting = {pollfd{frames_.descriptor(), POLLIN, 0}, pollfd{reportPipe_.number(), POLLIN, 0},
                                      pollfd{wake_.number(), POLLIN, 0}};
     if (isStopping_)
         waiting[2].fd = -1;
@@ -231,32 +201,12 @@ CaptureResult<std::size_t> LiveCapture::nextBatch(std::span<CaptureFrame> frames
 void LiveCapture::takeReports()
 {
     std::array<char, 1024> piece;
-    for (ssize_t got; (got = ::read(reports_.number(), piece.data(), piece.size())) > 0;) {
-        unreadReport_.append(piece.data(), static_cast<std::size_t>(got));
-        for (std::size_t end; (end = unreadReport_.find('\n')) != std::string::npos;) {
-            takeReport(std::string_view(unreadReport_).substr(0, end));
-            unreadReport_.erase(0, end + 1);
-        }
-        if (unreadReport_.size() > longestReport)
-            unreadReport_.clear();
-    }
-}
-
-void LiveCapture::takeReport(std::string_view line)
-{
-    const auto word = takeWord(line);
-    if (word == "listening") {
-        isListening_ = true;
-    } else if (word == "counts") {
-        counts_.received = takeNumber(line);
-        counts_.dropped = takeNumber(line);
-        counts_.interfaceDropped = takeNumber(line);
-    } else if (word == "error") {
-        const auto kind = takeWord(line);
-        const auto* known = std::ranges::find(faultNames, kind, &FaultName::word);
-        fault_ = known == std::end(faultNames) ? Fault::other : known->fault;
-        detail_ = line;
-    }
+    for (ssize_t got; (got = ::read(reportPipe_.number(), piece.data(), piece.size())) > 0;)
+        reports_.take({piece.data(), static_cast<std::size_t>(got)});
+    if (reports_.fault() == Fault::none)
+        return;
+    fault_ = reports_.fault();
+    detail_ = reports_.detail();
 }
 
 /// The end of the frames is the end of the program: it says why, or its exit status does.
@@ -288,10 +238,11 @@ std::string LiveCapture::sentence(std::string_view detail) const
         return fmt::format("No permission to capture on {}. The capture program gets it, once, by: {}", name,
                            permissionCommand(options_.program));
     case Fault::interface:
-        return isListening_ ? fmt::format("The interface {} has vanished.", name)
-                            : fmt::format("There is no interface {}; netrondo interfaces lists those there are.", name);
+        return isListening()
+            ? fmt::format("The interface {} has vanished.", name)
+            : fmt::format("There is no interface {}; netrondo interfaces lists those there are.", name);
     case Fault::interfaceDown:
-        return isListening_
+        return isListening()
             ? fmt::format("The interface {} went down.", name)
             : fmt::format("The interface {0} is down; this brings it up: sudo ip link set {0} up", name);
     case Fault::filter: return fmt::format("The capture filter is none: {}", detail);

@@ -2,6 +2,7 @@
 // privilege for it; its frames come over a pipe.
 #pragma once
 
+#include "Capture/CaptureReports.h"
 #include "Capture/CaptureStream.h"
 #include "Capture/LiveSource.h"
 
@@ -36,14 +37,14 @@ public:
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames, std::chrono::milliseconds patience) override;
     bool hasEnded() const override { return hasEnded_; }
     const CaptureReading* reading() const override { return frames_.reading(); }
-    CaptureCounts counts() const override { return counts_; }
+    CaptureCounts counts() const override { return reports_.counts(); }
     void stop() override;
 
     /// Why the capture failed, for whoever offers help with it.
-    enum class Fault { none, permission, interface, interfaceDown, filter, program, other };
+    using Fault = CaptureFault;
     Fault fault() const { return fault_; }
     /// The interface is being listened on.
-    bool isListening() const { return isListening_; }
+    bool isListening() const { return reports_.isListening(); }
     int descriptor() const { return frames_.descriptor(); } ///< to wait on: readable when there may be frames
     pid_t programId() const { return program_; }            ///< of the capture program; -1 when it has ended
 
@@ -84,21 +85,18 @@ private:
     LiveCapture(Options options, pid_t program, Pipe control, Pipe frames, Pipe reports, Descriptor wake);
 
     void takeReports();
-    void takeReport(std::string_view line);
     CaptureResult<std::size_t> finish();
     std::string sentence(std::string_view detail) const;
 
     Options options_;
     pid_t program_;
     Descriptor control_; ///< the program ends when this is closed
-    Descriptor reports_;
+    Descriptor reportPipe_;
     Descriptor wake_; ///< readable once `stop` was called
     CaptureStream frames_;
-    std::string unreadReport_; ///< the beginning of a line
-    CaptureCounts counts_;
+    CaptureReports reports_;
     Fault fault_ = Fault::none;
-    std::string detail_; ///< what the program said about it
-    bool isListening_ = false;
+    std::string detail_; ///< what there is to say about it
     bool hasEnded_ = false;
     bool isStopping_ = false;
 };

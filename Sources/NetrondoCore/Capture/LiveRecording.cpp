@@ -45,7 +45,7 @@ Result<void, LiveRecording::Failure> LiveRecording::run(std::chrono::millisecond
     publish();
     if (!recorder_)
         return result;
-    if (const auto finished = recorder_->finish(source_->counts()); !finished && result)
+    if (const auto finished = recorder_->finish(source_->countsOfInterfaces()); !finished && result)
         return failureOfFile(finished.error());
     return result;
 }
@@ -100,7 +100,7 @@ std::unexpected<LiveRecording::Failure> LiveRecording::failureOfFile(const Captu
 /// Creates the file, with its header in it, so that others can begin to read it.
 Result<void, LiveRecording::Failure> LiveRecording::begin(const CaptureReading& reading)
 {
-    auto created = CaptureRecorder::create(output_->file, output_->ring);
+    auto created = CaptureRecorder::create(output_->file, output_->ring, source_->notes());
     if (!created)
         return failureOfFile(created.error());
     recorder_ = *std::move(created);

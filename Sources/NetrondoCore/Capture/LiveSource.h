@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace netrondo {
 
@@ -30,6 +31,11 @@ public:
     virtual const CaptureReading* reading() const = 0;
     /// What has been counted so far.
     virtual CaptureCounts counts() const = 0;
+    /// The same for each interface, where the source tells them apart.
+    virtual std::vector<CaptureCounts> countsOfInterfaces() const { return {counts()}; }
+    /// What there is to note of the interfaces beside their frames; null when there is nothing. Good as long as the
+    /// source, and final once there is a `reading`.
+    virtual const PcapNgNotes* notes() const { return nullptr; }
     /// What the source is trying to get over, as a sentence: a connection that broke and is to be made again. Empty
     /// while all is well.
     virtual std::string trouble() const { return {}; }

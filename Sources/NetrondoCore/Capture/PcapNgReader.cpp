@@ -3,11 +3,11 @@
 // microseconds (`nanoseconds` knows better), and a block that the end of the file cuts is the end of the data.
 #include "Capture/PcapNgReader.h"
 
-#include <algorithm>
-
 #include "Base/Address.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace netrondo {
 namespace {
@@ -17,6 +17,10 @@ enum BlockType : std::uint32_t {
     interfaceStatistics = 5,
     enhancedPacket = 6
 };
+
+/// Options that are longer altogether, and those of interfaces beyond this number, are not kept: no program writes
+/// them.
+constexpr std::size_t longestNotes = 16 * 1024, mostNoted = 1024;
 
 constexpr std::size_t blockHeaderSize = 8; ///< type and total length
 constexpr std::size_t smallestBlock = 12;  ///< the header, no body, and the length repeated
@@ -97,84 +101,86 @@ CaptureResult<bool> PcapNgReader::take(Bytes block, CaptureFrame& frame)
     case enhancedPacket: return takeEnhancedPacket(body, frame);
     case simplePacket: return takeSimplePacket(body, frame);
     case interfaceDescription: return takeInterface(body);
+    case PcapNgReader::sectionHeader: takeSection(body); return false;
     case interfaceStatistics: takeStatistics(body); return false;
-    default: return false; // section headers, names, obsolete packets, custom blocks
+    default: return false; // names, obsolete packets, custom blocks
     }
+}
+
+void PcapNgReader::takeSection(Bytes body)
+{
+    constexpr std::size_t fixed = 16;
+    if (std::exchange(hasSection_, true) || body.size() < fixed || body.size() > longestNotes)
+        return;
+    notes_.section = PcapNgOptions(body.subspan(fixed), swapEndian_, PcapNgOptions::Block::section);
 }
 
 CaptureResult<bool> PcapNgReader::takeInterface(Bytes body)
 {
-    if (body.size() < 8)
-        return invalid("Short IDB");
-    linkNumbers_.push_back(load::u16(body.data(), swapEndian_));
-    interfaceLinkTypes_.push_back(linkType(linkNumbers_.back()));
-    snaplens_.push_back(u32(body, 4));
-    clocks_.push_back(clockIn(body.subspan(8)));
-    return false;
-}
-
-void PcapNgReader::takeStatistics(Bytes body)
-{
-    enum Option : std::uint16_t { end = 0, byInterface = 5, bySystem = 7 };
-    constexpr std::size_t fixed = 12;
+    constexpr std::size_t fixed = 8;
     if (body.size() < fixed)
-        return;
-    const auto interface = u32(body, 0);
-    if (interface >= interfaceLinkTypes_.size())
-        return;
-    std::uint64_t dropped = 0;
-    for (auto options = body.subspan(fixed); options.size() >= 4;) {
-        const auto code = load::u16(options.data(), swapEndian_);
-        const std::size_t length = load::u16(options.data() + 2, swapEndian_);
-        const auto value = slice(options, 4, length);
-        if (code == end || value.size() < length)
-            break;
-        if ((code == byInterface || code == bySystem) && length == 8) {
-            const std::uint64_t first = u32(value, 0), second = u32(value, 4);
-            const auto count = swapEndian_ ? first << 32 | second : second << 32 | first;
-            dropped = count > ~dropped ? ~std::uint64_t{0} : dropped + count;
-        }
-        options = slice(options, 4 + (length + 3) / 4 * 4);
-    }
-    dropped_.resize(std::max<std::size_t>(dropped_.size(), interface + 1u));
-    dropped_[interface] = dropped; // the counters run on
+        return invalid("Short IDB");
+    PcapNgNotes::Interface interface {
+        load::u16(body.data(), swapEndian_), u32(body, 4), 6, {}, { }
+    };
+    interface.options = PcapNgOptions(body.subspan(fixed, std::min(body.size() - fixed, longestNotes)), swapEndian_,
+                                      PcapNgOptions::Block::interface);
+    clocks_.push_back(clockIn(interface.options));
+    if (const auto resolution = interface.options.find(PcapNgOptions::interfaceTimeResolution);
+        resolution && resolution->size() == 1)
+        interface.timeResolution = resolution->front();
+    if (notes_.interfaces.size() >= mostNoted)
+        interface.options = {};
+    interface.options.remove(PcapNgOptions::interfaceTimeResolution);
+    interface.options.remove(PcapNgOptions::interfaceTimeOffset);
+    interfaceLinkTypes_.push_back(linkType(interface.linkNumber));
+    snaplens_.push_back(interface.snaplen);
+    notes_.interfaces.push_back(std::move(interface));
+    return false;
 }
 
 std::uint64_t PcapNgReader::droppedFrames() const
 {
     std::uint64_t sum = 0;
-    for (const auto count : dropped_)
-        sum = count > ~sum ? ~std::uint64_t{0} : sum + count;
+    for (const auto& interface : notes_.interfaces)
+        for (const auto code : {PcapNgOptions::statisticsInterfaceDropped, PcapNgOptions::statisticsKernelDropped}) {
+            const auto value = interface.statistics ? interface.statistics->options.find(code) : std::nullopt;
+            const auto count = value && value->size() == 8 ? load::le64(value->data()) : 0;
+            sum = count > ~sum ? ~std::uint64_t{0} : sum + count;
+        }
     return sum;
 }
 
 /// What the options if_tsresol and if_tsoffset say; options that make no sense say nothing.
-PcapNgReader::Clock PcapNgReader::clockIn(Bytes options) const
+PcapNgReader::Clock PcapNgReader::clockIn(const PcapNgOptions& options)
 {
-    enum Option : std::uint16_t { end = 0, resolution = 9, offset = 14 };
     Clock clock;
-    while (options.size() >= 4) {
-        const auto code = load::u16(options.data(), swapEndian_);
-        const std::size_t length = load::u16(options.data() + 2, swapEndian_);
-        const auto value = slice(options, 4, length);
-        if (code == end || value.size() < length)
-            break;
-        if (code == resolution && length == 1) {
-            const unsigned exponent = value[0] & 0x7f;
-            const bool isBinary = value[0] & 0x80;
-            if (exponent < (isBinary ? 64u : 20u)) { // finer clocks do not fit in the 64 bits of a time
-                clock.unitsPerSecond = 1;
-                for (unsigned i = 0; i < exponent; ++i)
-                    clock.unitsPerSecond *= isBinary ? 2 : 10;
-            }
+    if (const auto value = options.find(PcapNgOptions::interfaceTimeResolution); value && value->size() == 1) {
+        const unsigned exponent = value->front() & 0x7f;
+        const bool isBinary = value->front() & 0x80;
+        if (exponent < (isBinary ? 64u : 20u)) { // finer clocks do not fit in the 64 bits of a time
+            clock.unitsPerSecond = 1;
+            for (unsigned i = 0; i < exponent; ++i)
+                clock.unitsPerSecond *= isBinary ? 2 : 10;
         }
-        if (code == offset && length == 8) {
-            const std::uint64_t first = u32(value, 0), second = u32(value, 4);
-            clock.offsetSeconds = static_cast<std::int64_t>(swapEndian_ ? first << 32 | second : second << 32 | first);
-        }
-        options = slice(options, 4 + (length + 3) / 4 * 4);
     }
+    if (const auto value = options.find(PcapNgOptions::interfaceTimeOffset); value && value->size() == 8)
+        clock.offsetSeconds = static_cast<std::int64_t>(load::le64(value->data()));
     return clock;
+}
+
+/// The last ones of an interface count: they tell what happened since its beginning.
+void PcapNgReader::takeStatistics(Bytes body)
+{
+    constexpr std::size_t fixed = 12;
+    if (body.size() < fixed || body.size() > longestNotes
+        || u32(body, 0) >= std::min(notes_.interfaces.size(), mostNoted))
+        return;
+    const auto interface = u32(body, 0);
+    const auto ticks = std::uint64_t{u32(body, 4)} << 32 | u32(body, 8);
+    notes_.interfaces[interface].statistics = {
+        nanoseconds(interface, ticks),
+        PcapNgOptions(body.subspan(fixed), swapEndian_, PcapNgOptions::Block::statistics)};
 }
 
 CaptureResult<bool> PcapNgReader::takeEnhancedPacket(Bytes body, CaptureFrame& frame) const
@@ -210,9 +216,13 @@ CaptureResult<bool> PcapNgReader::takeSimplePacket(Bytes body, CaptureFrame& fra
 
 std::int64_t PcapNgReader::nanoseconds(const CaptureFrame& frame) const
 {
-    const auto interface = static_cast<std::uint64_t>(frame.interfaceID);
+    return nanoseconds(static_cast<std::uint64_t>(frame.interfaceID),
+                       frame.timestampSeconds * 1'000'000 + frame.timestampFraction); // as the block has them
+}
+
+std::int64_t PcapNgReader::nanoseconds(std::uint64_t interface, std::uint64_t ticks) const
+{
     const auto clock = interface < clocks_.size() ? clocks_[interface] : Clock();
-    const auto ticks = frame.timestampSeconds * 1'000'000 + frame.timestampFraction; // as the block has them
     const auto seconds = ticks / clock.unitsPerSecond + static_cast<std::uint64_t>(clock.offsetSeconds);
     const auto rest = static_cast<Uint128>(ticks % clock.unitsPerSecond) * 1'000'000'000 / clock.unitsPerSecond;
     return static_cast<std::int64_t>(seconds * 1'000'000'000 + static_cast<std::uint64_t>(rest));
@@ -222,18 +232,35 @@ SourceInterface PcapNgReader::interfaceOf(const CaptureFrame& frame) const
 {
     constexpr std::uint64_t microsecond = 1'000'000;
     const auto index = static_cast<std::uint64_t>(frame.interfaceID);
-    if (index < linkNumbers_.size())
-        return {linkNumbers_[index], snaplens_[index], clocks_[index].unitsPerSecond > microsecond};
-    return {linkNumbers_.empty() ? static_cast<std::uint16_t>(frame.linkType) : linkNumbers_.front(), 0, false};
+    const auto& known = notes_.interfaces;
+    if (index < known.size())
+        return {known[index].linkNumber, known[index].snaplen, clocks_[index].unitsPerSecond > microsecond};
+    return {known.empty() ? static_cast<std::uint16_t>(frame.linkType) : known.front().linkNumber, 0, false};
 }
 
 std::uint64_t PcapNgReader::offsetOf(const CaptureFrame& frame) const
 {
     const auto back = static_cast<std::uint64_t>(handle_.buffered().data() - frame.data.data());
-    // The word two before the bytes is the captured length in an enhanced block, the block's own length in a simple
-    // one, which has nothing else in front of the wire length.
-    const bool isSimple = load::u32(frame.data.data() - 8, swapEndian_) != frame.capturedLength;
-    return handle_.offset() - back - (isSimple ? 12 : 28);
+    return handle_.offset() - back - (isSimple(frame) ? 12 : 28);
+}
+
+/// The word two before the bytes is the captured length in an enhanced block, the block's own length in a simple one,
+/// which has nothing else in front of the wire length.
+bool PcapNgReader::isSimple(const CaptureFrame& frame) const
+{
+    return load::u32(frame.data.data() - 8, swapEndian_) != frame.capturedLength;
+}
+
+PcapNgOptions PcapNgReader::optionsOf(const CaptureFrame& frame) const
+{
+    if (isSimple(frame))
+        return {}; // a block without options
+    const auto* const block = frame.data.data() - 28;
+    const auto length = load::u32(block + 4, swapEndian_);
+    const std::size_t padded = (frame.data.size() + 3) / 4 * 4, before = 28 + padded, behind = 4;
+    if (length <= before + behind || length - before - behind > longestNotes)
+        return {};
+    return {Bytes(block + before, length - before - behind), swapEndian_, PcapNgOptions::Block::packet};
 }
 
 CaptureResult<std::unique_ptr<CaptureReading>> PcapNgReader::again() const
@@ -242,8 +269,9 @@ CaptureResult<std::unique_ptr<CaptureReading>> PcapNgReader::again() const
     std::unique_ptr<PcapNgReader> reader(new PcapNgReader(std::move(handle), swapEndian_));
     reader->interfaceLinkTypes_ = interfaceLinkTypes_;
     reader->snaplens_ = snaplens_;
-    reader->linkNumbers_ = linkNumbers_;
     reader->clocks_ = clocks_;
+    reader->notes_ = notes_;
+    reader->hasSection_ = hasSection_;
     return reader;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Capture/CaptureReading.h"
 #include "Capture/FileHandle.h"
+#include "Capture/PcapNgNotes.h"
 
 #include <vector>
 
@@ -35,13 +36,22 @@ public:
     CaptureResult<std::unique_ptr<CaptureReading>> again() const override;
     CaptureResult<void> moveTo(std::uint64_t offset) override;
 
+    /// What the file has said beside its frames so far.
+    const PcapNgNotes& notes() const { return notes_; }
+    /// What it says of a frame of the last batch.
+    PcapNgOptions optionsOf(const CaptureFrame& frame) const;
+
 private:
     /// How an interface counts time; the frames' own seconds and fractions take every count for microseconds.
     struct Clock {
         std::uint64_t unitsPerSecond = 1'000'000;
         std::int64_t offsetSeconds = 0;
     };
-    Clock clockIn(Bytes options) const;
+    static Clock clockIn(const PcapNgOptions& options);
+    void takeSection(Bytes body);
+    void takeStatistics(Bytes body);
+    std::int64_t nanoseconds(std::uint64_t interface, std::uint64_t ticks) const;
+    bool isSimple(const CaptureFrame& frame) const;
 
     PcapNgReader(FileHandle handle, bool swapEndian) : handle_(std::move(handle)), swapEndian_(swapEndian) { }
 
@@ -50,7 +60,6 @@ private:
     CaptureResult<bool> requireBlock();
     CaptureResult<bool> take(Bytes block, CaptureFrame& frame);
     CaptureResult<bool> takeInterface(Bytes body);
-    void takeStatistics(Bytes body);
     CaptureResult<bool> takeEnhancedPacket(Bytes body, CaptureFrame& frame) const;
     CaptureResult<bool> takeSimplePacket(Bytes body, CaptureFrame& frame) const;
     LinkType linkTypeOf(std::uint32_t interfaceID) const;
@@ -59,9 +68,9 @@ private:
     bool swapEndian_;
     std::vector<LinkType> interfaceLinkTypes_;
     std::vector<std::uint32_t> snaplens_;
-    std::vector<std::uint16_t> linkNumbers_; ///< also those that `LinkType` does not know
     std::vector<Clock> clocks_;
-    std::vector<std::uint64_t> dropped_; ///< by interface, as long as statistics have told
+    PcapNgNotes notes_;
+    bool hasSection_ = false;
 };
 
 } // namespace netrondo

@@ -5,60 +5,78 @@
 #include "Capture/PcapNgReader.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <utility>
 
 namespace netrondo {
 namespace {
 enum BlockType : std::uint32_t { interfaceDescription = 1, interfaceStatistics = 5, enhancedPacket = 6 };
 
-namespace option {
-constexpr std::uint16_t end = 0, comment = 1;
-constexpr std::uint16_t sectionApplication = 4;
-constexpr std::uint16_t timeResolution = 9;
-constexpr std::uint16_t received = 4, interfaceDropped = 5, kernelDropped = 7;
-} // namespace option
-
 constexpr std::uint32_t byteOrderMagic = 0x1A2B3C4D;
-constexpr std::size_t longestOption = 65'535, longestFrame = 0xffff'0000;
+constexpr std::size_t longestFrame = 0xffff'0000;
+constexpr std::int64_t perSecond = 1'000'000'000;
 
-std::array<std::uint8_t, 8> le64(std::uint64_t value)
+/// So many units a second; 0 for what is finer than nanoseconds.
+std::uint64_t unitsOf(std::uint8_t resolution)
 {
-    std::array<std::uint8_t, 8> bytes;
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = static_cast<std::uint8_t>(value >> 8 * i);
-    return bytes;
+    const bool isBinary = resolution & 0x80;
+    const unsigned exponent = resolution & 0x7f;
+    if (exponent > (isBinary ? 29u : 9u))
+        return 0;
+    std::uint64_t units = 1;
+    for (unsigned i = 0; i < exponent; ++i)
+        units *= isBinary ? 2 : 10;
+    return units;
 }
 
-/// How many nanoseconds the times of an interface count.
-std::uint64_t unitOf(const SourceInterface& interface)
+/// A time that was read from these units to the nanosecond, cut off, comes back as the units it was.
+std::uint64_t ticksOf(std::int64_t nanoseconds, std::uint64_t unitsPerSecond)
 {
-    return interface.isNanosecond ? 1 : 1000;
+    const auto seconds = static_cast<std::uint64_t>(nanoseconds / perSecond);
+    const auto rest = static_cast<std::uint64_t>(nanoseconds % perSecond) * unitsPerSecond;
+    const bool isDecimal = perSecond % static_cast<std::int64_t>(unitsPerSecond) == 0;
+    const auto ticks = isDecimal ? rest / perSecond : (rest + perSecond - 1) / perSecond;
+    return seconds * unitsPerSecond + ticks;
+}
+
+/// An interface of which nobody knows more than where its frames come from.
+PcapNgNotes::Interface plain(const SourceInterface& interface)
+{
+    constexpr std::uint8_t micro = 6, nano = 9;
+    return {interface.linkNumber, interface.snaplen, interface.isNanosecond ? nano : micro, {}, {}};
+}
+
+PcapNgOptions optionsOf(const CaptureCounts& counts)
+{
+    PcapNgOptions options;
+    options.addNumber(PcapNgOptions::statisticsReceived, counts.received);
+    options.addNumber(PcapNgOptions::statisticsInterfaceDropped, counts.interfaceDropped);
+    options.addNumber(PcapNgOptions::statisticsKernelDropped, counts.dropped);
+    return options;
 }
 } // namespace
 
-PcapNgWriter::PcapNgWriter(OutputFile file, std::string comment) : CaptureWriter(std::move(file))
-{
-    writeSection(comment);
-}
-
 CaptureResult<void> PcapNgWriter::begin(const SourceInterface& interface)
 {
+    requireSection();
+    writeNotedInterfaces();
     if (interfaces_.empty())
-        writeInterface(interface);
+        writeInterface(plain(interface));
     return file_.endRecord();
 }
 
 CaptureResult<void> PcapNgWriter::write(const CaptureFrame& frame, std::int64_t nanoseconds,
-                                        const SourceInterface& interface, std::string_view comment)
+                                        const SourceInterface& interface, const PcapNgOptions& options)
 {
     if (nanoseconds < 0)
         return std::unexpected(CaptureError::io("a pcapng file has no room for a time before 1970"));
     if (frame.data.size() > longestFrame)
         return std::unexpected(CaptureError::io("a frame of 4 GB does not fit into a pcapng block"));
-    const auto time = static_cast<std::uint64_t>(nanoseconds), ticks = time / unitOf(interface);
-    const auto index = indexOf(frame.interfaceID, interface);
-    lastTime_ = std::max(lastTime_, time);
+    requireSection();
+    const auto noted = notedIndexOf(frame.interfaceID);
+    const auto index = noted ? *noted : indexOf(frame.interfaceID, interface);
+    const auto ticks = ticksOf(nanoseconds, interfaces_[index].unitsPerSecond);
+    lastTime_ = std::max(lastTime_, nanoseconds);
     beginBlock(enhancedPacket);
     add32(index);
     add32(static_cast<std::uint32_t>(ticks >> 32));
@@ -66,22 +84,44 @@ CaptureResult<void> PcapNgWriter::write(const CaptureFrame& frame, std::int64_t 
     add32(frame.capturedLength);
     add32(frame.originalLength);
     addPadded(frame.data);
-    if (!comment.empty()) {
-        addText(option::comment, comment);
-        addOption(option::end, {});
-    }
+    addOptions(options);
     endBlock();
     return endFrame();
 }
 
 CaptureResult<void> PcapNgWriter::finish(std::span<const CaptureCounts> counts)
 {
+    requireSection();
     const auto known = std::min(counts.size(), interfaces_.size());
     for (std::uint32_t interface = 0; interface < known; ++interface)
-        writeStatistics(interface, counts[interface]);
+        writeStatistics(interface, lastTime_, optionsOf(counts[interface]));
+    if (notes_ && counts.empty()) {
+        writeNotedInterfaces(); // also those that gave no frame
+        for (std::size_t i = 0; i < notes_->interfaces.size(); ++i)
+            if (const auto& statistics = notes_->interfaces[i].statistics)
+                writeStatistics(noted_[i], statistics->nanoseconds, statistics->options);
+    }
     if (auto ended = file_.endRecord(); !ended)
         return ended;
     return file_.finish();
+}
+
+/// The file's interface for one that the notes know; those before it are written first, so that they keep their
+/// numbers.
+std::optional<std::uint32_t> PcapNgWriter::notedIndexOf(std::int64_t interfaceID)
+{
+    const auto index = static_cast<std::uint64_t>(interfaceID);
+    if (!notes_ || index >= notes_->interfaces.size())
+        return std::nullopt;
+    if (index >= noted_.size())
+        writeNotedInterfaces();
+    return noted_[index];
+}
+
+void PcapNgWriter::writeNotedInterfaces()
+{
+    while (notes_ && noted_.size() < notes_->interfaces.size())
+        noted_.push_back(writeInterface(notes_->interfaces[noted_.size()]));
 }
 
 /// The file's interface for one of the source's, written when it is met. A source that joins several captures may say
@@ -89,57 +129,64 @@ CaptureResult<void> PcapNgWriter::finish(std::span<const CaptureCounts> counts)
 std::uint32_t PcapNgWriter::indexOf(std::int64_t interfaceID, const SourceInterface& interface)
 {
     const auto known = indexes_.find(interfaceID);
-    if (known != indexes_.end() && interfaces_[known->second] == interface)
+    if (known != indexes_.end() && interfaces_[known->second].source == interface)
         return known->second;
-    const bool isTheOneBegunWith = indexes_.empty() && interfaces_.size() == 1 && interfaces_.front() == interface;
-    if (!isTheOneBegunWith)
-        writeInterface(interface);
-    const auto index = static_cast<std::uint32_t>(interfaces_.size() - 1);
+    const bool isTheOneBegunWith =
+        indexes_.empty() && interfaces_.size() == 1 && interfaces_.front().source == interface;
+    const auto index = isTheOneBegunWith ? 0 : writeInterface(plain(interface));
     indexes_[interfaceID] = index;
     return index;
 }
 
-void PcapNgWriter::writeSection(std::string_view comment)
+void PcapNgWriter::requireSection()
 {
+    if (std::exchange(hasSection_, true))
+        return;
     constexpr std::uint32_t version1 = 1, unknownLength = 0xffff'ffff;
+    auto options = notes_ ? notes_->section : PcapNgOptions();
+    options.remove(PcapNgOptions::sectionApplication);
+    options.addText(PcapNgOptions::sectionApplication, "Netrondo");
     beginBlock(PcapNgReader::sectionHeader);
     add32(byteOrderMagic);
     add16(version1);
     add16(0);
     add32(unknownLength);
     add32(unknownLength);
-    if (!comment.empty())
-        addText(option::comment, comment);
-    addText(option::sectionApplication, "Netrondo");
-    addOption(option::end, {});
+    addOptions(options);
     endBlock();
 }
 
-void PcapNgWriter::writeInterface(const SourceInterface& interface)
+std::uint32_t PcapNgWriter::writeInterface(const PcapNgNotes::Interface& interface)
 {
-    constexpr std::uint8_t micro = 6, nano = 9;
-    const std::uint8_t resolution = interface.isNanosecond ? nano : micro;
+    constexpr std::uint8_t nano = 9;
+    Written written{
+        {interface.linkNumber, interface.snaplen, false}, interface.timeResolution, unitsOf(interface.timeResolution)};
+    if (written.unitsPerSecond == 0) { // times are known to the nanosecond
+        written.timeResolution = nano;
+        written.unitsPerSecond = perSecond;
+    }
+    constexpr std::uint64_t microsecond = 1'000'000;
+    written.source.isNanosecond = written.unitsPerSecond > microsecond;
+    auto options = interface.options;
+    options.add(PcapNgOptions::interfaceTimeResolution, {&written.timeResolution, 1});
     beginBlock(interfaceDescription);
     add16(interface.linkNumber);
     add16(0);
     add32(interface.snaplen);
-    addOption(option::timeResolution, {&resolution, 1});
-    addOption(option::end, {});
+    addOptions(options);
     endBlock();
-    interfaces_.push_back(interface);
+    interfaces_.push_back(written);
+    return static_cast<std::uint32_t>(interfaces_.size() - 1);
 }
 
-void PcapNgWriter::writeStatistics(std::uint32_t interface, const CaptureCounts& counts)
+void PcapNgWriter::writeStatistics(std::uint32_t interface, std::int64_t nanoseconds, const PcapNgOptions& options)
 {
-    const auto ticks = lastTime_ / unitOf(interfaces_[interface]);
+    const auto ticks = ticksOf(std::max<std::int64_t>(nanoseconds, 0), interfaces_[interface].unitsPerSecond);
     beginBlock(interfaceStatistics);
     add32(interface);
     add32(static_cast<std::uint32_t>(ticks >> 32));
     add32(static_cast<std::uint32_t>(ticks));
-    addOption(option::received, le64(counts.received));
-    addOption(option::interfaceDropped, le64(counts.interfaceDropped));
-    addOption(option::kernelDropped, le64(counts.dropped));
-    addOption(option::end, {});
+    addOptions(options);
     endBlock();
 }
 
@@ -168,17 +215,12 @@ void PcapNgWriter::addPadded(Bytes bytes)
     block_.resize((block_.size() + 3) / 4 * 4);
 }
 
-void PcapNgWriter::addOption(std::uint16_t code, Bytes value)
+void PcapNgWriter::addOptions(const PcapNgOptions& options)
 {
-    add16(code);
-    add16(static_cast<std::uint32_t>(value.size()));
-    addPadded(value);
-}
-
-/// Text longer than an option can be is cut.
-void PcapNgWriter::addText(std::uint16_t code, std::string_view text)
-{
-    addOption(code, asBytes(text.substr(0, longestOption)));
+    if (options.empty())
+        return;
+    addPadded(options.bytes());
+    add32(PcapNgOptions::end);
 }
 
 /// Fills in the length and hands the block over; the caller ends the record.
