@@ -391,6 +391,8 @@ void DecodeView::showHeaderMenu(const QPoint& point)
 {
     QMenu menu(this);
     fillColumnsMenu(menu);
+    menu.addSeparator();
+    fillViewMenu(*menu.addMenu(tr("&View")));
     menu.exec(list_->header()->mapToGlobal(point));
 }
 
