@@ -2,6 +2,9 @@
 #include "NetrondoApp/Support/Window.h"
 #include "Views/DecodeView.h"
 #include "Views/FilterBar.h"
+#include "Views/TimelineView.h"
+
+#include <numeric>
 
 namespace netrondo::test {
 namespace {
@@ -25,9 +28,21 @@ TEST_F(FramesDockTest, AFilterNarrowsThePictureAndTheLists)
     EXPECT_LT(session().talks()->talks().size(), all);
     EXPECT_GT(session().talks()->talks().size(), 0u);
     EXPECT_EQ(picture().chords.size(), session().talks()->talks().size());
+    const auto& facts = session().facts();
+    ASSERT_TRUE(facts.chosen);
+    const auto packetsOf = [](const VolumeOverTime& volume) {
+        return std::accumulate(volume.bins().begin(), volume.bins().end(), std::uint64_t{0},
+                               [](std::uint64_t sum, const VolumeOverTime::Bin& bin) { return sum + bin.packets; });
+    };
+    EXPECT_EQ(packetsOf(*facts.chosen), session().talks()->result()->totalPackets);
+    EXPECT_LT(packetsOf(*facts.chosen), packetsOf(facts.volume));
+    const auto narrowed = part<TimelineView>().grab().toImage();
     part<FilterBar>().clear();
     ASSERT_TRUE(eventually([&] { return !session().filter() && !session().isReading(); }));
     EXPECT_EQ(session().talks()->talks().size(), all);
+    EXPECT_FALSE(session().facts().chosen);
+    settle();
+    EXPECT_NE(part<TimelineView>().grab().toImage(), narrowed);
 }
 
 TEST_F(FramesDockTest, AFrameThatIsChosenSelectsItsConversation)

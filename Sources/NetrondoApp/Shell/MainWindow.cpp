@@ -435,7 +435,7 @@ void MainWindow::takeTable()
     conversations_->setTable(talks);
     hosts_->setTable(talks);
     protocols_->setTable(talks);
-    timeline_->setVolume(session_->facts().volume);
+    timeline_->setVolume(session_->facts().volume, session_->facts().chosen);
     findings_->show(talks);
     for (auto* const action : needCapture_)
         action->setEnabled(talks != nullptr);

@@ -52,7 +52,8 @@ CaptureFacts factsOf(const WatchedReading& watched, const QString& path)
             sizeOf(path),
             watched.isNanosecond(),
             watched.framesByLinkType(),
-            watched.volume()};
+            watched.volume(),
+            {}};
 }
 
 } // namespace
@@ -243,6 +244,7 @@ void CaptureSession::read(const Wanted& wanted)
     if (whole_ && !wanted.span && !wanted.filter && wanted.path == shown_.path) {
         shown_ = wanted;
         talks_ = whole_;
+        facts_.chosen.reset();
         emit changed();
         emit ended();
         return;
@@ -271,14 +273,25 @@ std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& w
         reading->offset = offset;
         reading->size = size;
     };
-    auto result = CaptureFile::analyze(watched, wanted.mode, wanted.thresholds, progress,
-                                       frameChoice(wanted.span, wanted.filter, watched.isNanosecond()));
+    std::optional<VolumeOverTime> chosen;
+    auto choice = frameChoice(wanted.span, wanted.filter, watched.isNanosecond());
+    if (wanted.filter) {
+        chosen.emplace();
+        choice = [&chosen, choose = std::move(choice)](const CaptureFrame& frame) {
+            const bool isChosen = choose(frame);
+            if (isChosen)
+                chosen->add(frame.seconds(), frame.originalLength);
+            return isChosen;
+        };
+    }
+    auto result = CaptureFile::analyze(watched, wanted.mode, wanted.thresholds, progress, choice);
     if (!result) {
         outcome->error = result.error();
         return outcome;
     }
     outcome->talks = std::make_shared<TalkTable>(std::make_shared<const AnalysisResult>(std::move(*result)));
     outcome->facts = factsOf(watched, wanted.path);
+    outcome->facts.chosen = std::move(chosen);
     return outcome;
 }
 

@@ -38,7 +38,8 @@ struct CaptureFacts {
     std::uint64_t bytes = 0; ///< of the file
     bool isNanosecond = false;
     std::map<LinkType, std::uint64_t> framesByLinkType;
-    VolumeOverTime volume; ///< of the whole file
+    VolumeOverTime volume;                ///< of the whole file
+    std::optional<VolumeOverTime> chosen; ///< of what the filter selects, within the span; none without a filter
 };
 
 /// Asked for every frame in order: whether it lies in the span and the filter selects it. Empty when all are wanted.

@@ -67,9 +67,10 @@ TimelineView::TimelineView(QWidget* parent) : QWidget(parent)
     describe();
 }
 
-void TimelineView::setVolume(const VolumeOverTime& volume)
+void TimelineView::setVolume(const VolumeOverTime& volume, const std::optional<VolumeOverTime>& chosen)
 {
     volume_ = volume;
+    chosen_ = chosen;
     update();
     describe();
 }
@@ -141,6 +142,7 @@ void TimelineView::paintEvent(QPaintEvent*)
         return;
     }
 
+    const auto& drawn = chosen_ ? *chosen_ : volume_;
     // A column for every two points; the square root keeps quiet times visible beside bursts.
     const int columns = std::max(1, static_cast<int>(area.width() / 2));
     std::vector<double> heights(static_cast<std::size_t>(columns));
@@ -148,7 +150,7 @@ void TimelineView::paintEvent(QPaintEvent*)
     double most = 0;
     for (int i = 0; i < columns; ++i) {
         const double from = volume_.first() + i * step;
-        const auto bin = volume_.between(from, from + step);
+        const auto bin = drawn.between(from, from + step);
         auto& height = heights[static_cast<std::size_t>(i)];
         height = std::sqrt(static_cast<double>(useBytes_ ? bin.bytes : bin.packets));
         most = std::max(most, height);

@@ -16,7 +16,8 @@ class TimelineView : public QWidget {
 public:
     explicit TimelineView(QWidget* parent = nullptr);
 
-    void setVolume(const VolumeOverTime& volume);
+    /// With `chosen` only what a filter selects is drawn, on the time scale of the whole.
+    void setVolume(const VolumeOverTime& volume, const std::optional<VolumeOverTime>& chosen = {});
     void setUseBytes(bool useBytes);
     /// While a file is followed there is nothing to brush: the next moment would not be in the span.
     void setBrushable(bool isBrushable);
@@ -67,6 +68,7 @@ private:
     void describe();
 
     VolumeOverTime volume_;
+    std::optional<VolumeOverTime> chosen_;
     bool useBytes_ = true;
     bool isBrushable_ = true;
     std::optional<Span> span_;
