@@ -1,13 +1,11 @@
 // The pictures of `netrondo circle`.
 #include "RenderCommand.h"
 
-#include "Analysis/Expert/TcpHistory.h"
 #include "Analysis/PairAggregator.h"
 #include "Capture/CaptureFile.h"
-#include "Capture/Drivers/AnalyzeFile.h"
+#include "Capture/Drivers/FilterChoice.h"
 #include "Circle/CirclePicture.h"
 #include "Dissection/Filter/DisplayFilter.h"
-#include "Dissection/Filter/FrameSelector.h"
 #include "Drawing/PictureFile.h"
 #include "Drawing/ScenePainter.h"
 
@@ -86,11 +84,7 @@ int render(const Options& options)
     const auto reader = CaptureFile::open(file.toStdString());
     if (!reader)
         return fail(file, reader.error().errorDescription());
-    CaptureFile::FrameChoice choice;
-    if (*filter)
-        choice = [selector =
-                      std::make_shared<FrameSelector>(**filter, (*reader)->isNanosecond(), historyFor(**filter))](
-                     const CaptureFrame& frame) { return selector->next(frame); };
+    const auto choice = CaptureFile::choiceOf(*filter, (*reader)->isNanosecond());
     const auto result = CaptureFile::analyze(**reader, mode, ExpertPreferences{}, {}, choice);
     if (!result)
         return fail(file, result.error().errorDescription());

@@ -1,27 +1,16 @@
 // The option and its message.
 #include "FilterOption.h"
 
-#include "Analysis/Expert/TcpHistory.h"
-#include "Dissection/Filter/FrameSelector.h"
 #include "Subcommands.h"
 #include "TextWidth.h"
 
 #include <fmt/format.h>
-#include <memory>
 
 namespace netrondo::cli {
 
 void addFilter(CLI::App& app, std::string& text)
 {
     app.add_option("--filter", text, "Only the frames that this display filter selects")->type_name("EXPR");
-}
-
-CaptureFile::FrameChoice choiceOf(const std::optional<DisplayFilter>& filter, bool isNanosecond)
-{
-    if (!filter)
-        return {};
-    return [selector = std::make_shared<FrameSelector>(*filter, isNanosecond, historyFor(*filter))](
-               const CaptureFrame& frame) { return selector->next(frame); };
 }
 
 int fail(const DisplayFilter::CompileError& error)

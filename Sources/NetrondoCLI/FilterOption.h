@@ -1,7 +1,7 @@
 // `--filter EXPR`, for every subcommand that can leave frames out.
 #pragma once
 
-#include "Capture/Drivers/AnalyzeFile.h"
+#include "Capture/Drivers/FilterChoice.h"
 #include "Dissection/Filter/DisplayFilter.h"
 
 #include <CLI/CLI.hpp>
@@ -13,8 +13,7 @@ namespace netrondo::cli {
 /// `--filter EXPR`; `text` stays empty without it.
 void addFilter(CLI::App& app, std::string& text);
 
-/// The frames of a capture that the filter selects, for an analysis; nothing without a filter.
-CaptureFile::FrameChoice choiceOf(const std::optional<DisplayFilter>& filter, bool isNanosecond);
+using CaptureFile::choiceOf;
 
 /// Says what is wrong with a filter on standard error; returns the exit status.
 int fail(const DisplayFilter::CompileError& error);

@@ -1,8 +1,11 @@
 // A whole file analysed at once, and a file analysed while it grows.
+#include "Capture/CaptureFile.h"
 #include "Capture/Drivers/AnalyzeFile.h"
+#include "Capture/Drivers/FilterChoice.h"
 #include "Capture/Drivers/GrowingPcapAnalyzer.h"
 #include "Support/Captures.h"
 #include "Support/Frames.h"
+#include "Support/NameMessages.h"
 
 #include <gtest/gtest.h>
 
@@ -54,6 +57,48 @@ TEST(AnalyzeFile, TakesAllEarlierFramesWhenTheLastRecordsBodyIsCut)
 {
     const TempFile file(PcapBytes().frame(segment).frame(segment).cut(5));
     EXPECT_EQ(CaptureFile::analyze(file.path(), AnalysisMode::l3IP, {})->totalPackets, 1u);
+}
+
+/// A server tells the name of 10.0.0.2, and then 10.0.0.1 speaks to it, twice, a second apart.
+TempFile namedHost()
+{
+    const auto answer = DnsMessage().question("files.example").a("files.example", "10.0.0.2").bytes();
+    return TempFile(PcapBytes()
+                        .frame(ethernet(ipv4({.source = "10.0.0.53", .destination = "10.0.0.1"},
+                                             udp({.sourcePort = 53, .destinationPort = 4000}, Bytes(answer)))),
+                               {.seconds = 1})
+                        .frame(segment, {.seconds = 2})
+                        .frame(segment, {.seconds = 3}));
+}
+
+TEST(AnalyzeFile, HostsKeepTheNamesThatFramesLeftOutTell)
+{
+    const auto file = namedHost();
+    const auto reader = CaptureFile::open(file.path()).value();
+    const auto choice = CaptureFile::choiceOf(DisplayFilter::compile("tcp").value(), false);
+    const auto result = CaptureFile::analyze(*reader, AnalysisMode::l3IP, {}, {}, choice).value();
+    ASSERT_EQ(result.pairs.size(), 1u);
+    EXPECT_EQ(result.pairs[0].resolvedDst, "files.example");
+    EXPECT_EQ(result.totalPackets, 2u);
+}
+
+TEST(FilterChoice, TakesWhatBothTheFilterAndTheOtherChoiceTake)
+{
+    const auto file = namedHost();
+    const auto chosen = [&](const std::optional<DisplayFilter>& filter, CaptureFile::FrameChoice among) {
+        const auto reader = CaptureFile::open(file.path()).value();
+        const auto choice = CaptureFile::choiceOf(filter, false, std::move(among));
+        return CaptureFile::analyze(*reader, AnalysisMode::l3IP, {}, {}, choice).value().totalPackets;
+    };
+    const auto late = [](const CaptureFrame& frame) { return frame.seconds() >= 3; };
+    const auto tcp = DisplayFilter::compile("tcp").value(),
+               second = DisplayFilter::compile("frame.number == 2").value();
+    EXPECT_EQ(chosen({}, {}), 3u);
+    EXPECT_EQ(chosen(tcp, {}), 2u);
+    EXPECT_EQ(chosen({}, late), 1u);
+    EXPECT_EQ(chosen(tcp, late), 1u);
+    EXPECT_EQ(chosen(second, {}), 1u) << "frames keep their numbers";
+    EXPECT_EQ(chosen(DisplayFilter::compile("frame.number == 3").value(), late), 1u) << "whoever declines the others";
 }
 
 TEST(GrowingPcap, EachPullTakesWhatWasAppended)

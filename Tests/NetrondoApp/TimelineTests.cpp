@@ -1,6 +1,8 @@
 // The timeline: the brush narrows the whole window, play runs through the capture.
 #include "NetrondoApp/Support/Window.h"
 
+#include <map>
+
 namespace netrondo::test {
 namespace {
 
@@ -53,6 +55,18 @@ TEST_F(TimelineTest, TwoHalvesAddUpToTheWhole)
     session().setSpan(TimeSpan{middle, last + 1});
     settle();
     EXPECT_EQ(half + packets(), all);
+}
+
+TEST_F(TimelineTest, HostsKeepTheirNamesInASpanThatDoesNotTellThem)
+{
+    std::map<std::string, std::string> names;
+    for (const auto& host : session().talks()->hosts())
+        names[host.text] = host.name;
+    drag(500, 560);
+    ASSERT_TRUE(session().span());
+    EXPECT_GT(session().talks()->hosts().size(), 0u);
+    for (const auto& host : session().talks()->hosts())
+        EXPECT_EQ(host.name, names[host.text]) << host.text;
 }
 
 TEST_F(TimelineTest, ArrowKeysMoveTheBrushAndShiftMovesItsEnd)

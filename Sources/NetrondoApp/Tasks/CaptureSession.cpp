@@ -1,11 +1,9 @@
 #include "Tasks/CaptureSession.h"
 
-#include "Analysis/Expert/TcpHistory.h"
 #include "Capture/CaptureFile.h"
-#include "Capture/Drivers/AnalyzeFile.h"
+#include "Capture/Drivers/FilterChoice.h"
 #include "Capture/Drivers/GrowingCapture.h"
 #include "Capture/Drivers/WatchedReading.h"
-#include "Dissection/Filter/FrameSelector.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
 #include "Tasks/Background.h"
@@ -61,20 +59,10 @@ CaptureFacts factsOf(const WatchedReading& watched, const QString& path)
 std::function<bool(const CaptureFrame& frame)>
 frameChoice(const std::optional<TimeSpan>& span, const std::shared_ptr<const DisplayFilter>& filter, bool isNanosecond)
 {
-    if (!filter) {
-        if (!span)
-            return {};
-        return [span = *span](const CaptureFrame& frame) { return span.holds(frame.seconds()); };
-    }
-    // The selector numbers frames: it hears of those outside the span as well.
-    return [span, selector = std::make_shared<FrameSelector>(*filter, isNanosecond, historyFor(*filter))](
-               const CaptureFrame& frame) {
-        if (span && !span->holds(frame.seconds())) {
-            selector->skip(frame);
-            return false;
-        }
-        return selector->next(frame);
-    };
+    CaptureFile::FrameChoice within;
+    if (span)
+        within = [span = *span](const CaptureFrame& frame) { return span.holds(frame.seconds()); };
+    return CaptureFile::choiceOf(filter ? std::optional(*filter) : std::nullopt, isNanosecond, std::move(within));
 }
 
 CaptureSession::CaptureSession(QObject* parent) : QObject(parent)

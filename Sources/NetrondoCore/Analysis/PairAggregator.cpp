@@ -431,6 +431,10 @@ void PairAggregator::setDropped(std::uint64_t frames)
 void PairAggregator::leaveOut(const CaptureFrame& frame)
 {
     state_->expertScanner.leaveOut(frame);
+    // A host keeps the name that other frames tell, whatever is left of the frames.
+    FrameFacts facts;
+    if (classify(frame, outlineOf(frame), state_->mode, facts) && HostNameStore::mayHoldNames(facts))
+        state_->table.names.harvest(facts);
 }
 
 std::array<Finding, 4> PairAggregator::latestFindings() const
