@@ -44,9 +44,9 @@ int openWindow(int argc, char** argv)
     parser.process(application);
 
     MainWindow window;
-    window.show();
     if (const auto files = parser.positionalArguments(); !files.empty())
-        window.open(files.front());
+        window.open(files.front()); // it is read while the window appears
+    window.show();
     return QApplication::exec();
 }
 

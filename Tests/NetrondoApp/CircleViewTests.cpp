@@ -206,7 +206,7 @@ TEST_F(CircleViewTest, TheServicesViewHasItsOwnHitsAndSelection)
     ASSERT_NE(service, picture().nodes().end());
     QTest::mouseClick(&circle(), Qt::LeftButton, {}, placeOf(*service));
     EXPECT_EQ(selection().selected().kind, Selected::Kind::service);
-    EXPECT_TRUE(part<DetailsView>().toPlainText().startsWith(asQt(service->displayLabel)));
+    EXPECT_TRUE(eventually([&] { return part<DetailsView>().toPlainText().startsWith(asQt(service->displayLabel)); }));
 }
 
 TEST_F(CircleViewTest, AMomentLightsWhatGoesOnThen)

@@ -1,9 +1,12 @@
 // The packet list in the window: one filter for everything, one selection for everything.
+#include "Models/DecodeTreeModel.h"
 #include "NetrondoApp/Support/Window.h"
 #include "Views/DecodeView.h"
 #include "Views/FilterBar.h"
+#include "Views/FrameListView.h"
 #include "Views/TimelineView.h"
 
+#include <QDockWidget>
 #include <numeric>
 
 namespace netrondo::test {
@@ -50,9 +53,21 @@ TEST_F(FramesDockTest, AFrameThatIsChosenSelectsItsConversation)
     const auto& talk = session().talks()->talks().front();
     const auto a = session().talks()->host(talk, 0).text, b = session().talks()->host(talk, 1).text;
     emit part<DecodeView>().frameSelected(1, {asQt(a), asQt(b), {}, {}});
+    EXPECT_FALSE(selection().selected()) << "nobody chose that frame: the list begins with it";
+    part<QDockWidget>("framesDock").show();
+    part<FrameListView>().setFocus();
+    ASSERT_TRUE(eventually([&] { return part<FrameListView>().hasFocus(); }));
+    emit part<DecodeView>().frameSelected(1, {asQt(a), asQt(b), {}, {}});
     EXPECT_EQ(selection().selected(), Selected::conversation(a, b));
     emit part<DecodeView>().frameSelected(2, {QStringLiteral("nobody"), asQt(b), {}, {}});
     EXPECT_EQ(selection().selected(), Selected::conversation(a, b)) << "a frame of no conversation changes nothing";
+}
+
+TEST_F(FramesDockTest, OpeningSelectsNothing)
+{
+    open(QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/web.pcap"));
+    ASSERT_TRUE(eventually([&] { return part<DecodeView>().nodes()->frame() != nullptr; })) << "a frame is decoded";
+    EXPECT_FALSE(selection().selected());
 }
 
 TEST_F(FramesDockTest, ANewCaptureComesWithoutTheFilterOfTheOldOne)

@@ -3,6 +3,7 @@
 #include "NetrondoApp/Support/Traffic.h"
 #include "NetrondoApp/Support/Window.h"
 
+#include <QDockWidget>
 #include <QMimeData>
 #include <filesystem>
 #include <fstream>
@@ -110,6 +111,25 @@ TEST_F(MainWindowTest, ClosingTheCaptureGoesBackToTheWelcome)
     EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
     EXPECT_EQ(part<QTableView>("conversationsList").model()->rowCount(), 0);
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
+}
+
+TEST_F(MainWindowTest, TheWelcomeHasTheWindowToItselfAndPanelsStayAsTheyWereLeft)
+{
+    const auto& conversations = part<QDockWidget>("conversationsDock");
+    EXPECT_FALSE(conversations.isVisible());
+    open(sample());
+    EXPECT_TRUE(conversations.isVisible());
+    part<QDockWidget>("detailsDock").hide();
+    session().close();
+    EXPECT_FALSE(conversations.isVisible());
+    open(sample());
+    EXPECT_TRUE(conversations.isVisible());
+    EXPECT_FALSE(part<QDockWidget>("detailsDock").isVisible());
+    session().close();
+    reopen(); // from the welcome: what is remembered is how they were with a capture
+    open(sample());
+    EXPECT_TRUE(part<QDockWidget>("conversationsDock").isVisible());
+    EXPECT_FALSE(part<QDockWidget>("detailsDock").isVisible());
 }
 
 TEST_F(MainWindowTest, OptionsAndRecentFilesAreThereTheNextTime)

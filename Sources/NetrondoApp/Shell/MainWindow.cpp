@@ -44,6 +44,7 @@
 #include <QStyle>
 #include <QStyleFactory>
 #include <QTableView>
+#include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -179,7 +180,10 @@ void MainWindow::buildCentre()
         session_->setSpan(span ? std::optional(TimeSpan{span->first, span->second >= last ? last + 1 : span->second})
                                : std::nullopt);
     });
-    auto* const bottom = new QHBoxLayout;
+    auto* const strip = new QWidget;
+    strip->setBackgroundRole(QPalette::Base); // as the timeline itself
+    strip->setAutoFillBackground(true);
+    auto* const bottom = new QHBoxLayout(strip);
     bottom->setContentsMargins(4, 0, 0, 0);
     bottom->addWidget(play_);
     bottom->addWidget(timeline_, 1);
@@ -189,7 +193,7 @@ void MainWindow::buildCentre()
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(circle_, 1);
-    column->addLayout(bottom);
+    column->addWidget(strip);
 
     pages_ = new QStackedWidget;
     pages_->setObjectName(QStringLiteral("pages"));
@@ -224,6 +228,7 @@ QTableView* MainWindow::buildList(RankedModel& model, const QString& title, cons
     table->setAlternatingRowColors(true);
     table->setTabKeyNavigation(false);
     table->setWordWrap(false);
+    table->setTextElideMode(Qt::ElideMiddle); // the ends of an address or a name tell most
     table->verticalHeader()->hide();
     table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 6);
@@ -329,6 +334,8 @@ void MainWindow::buildFrames()
     connect(decode_, &DecodeView::frameSelected, this, [this](quint64 number, const FrameEnds& ends) {
         if (number == std::exchange(frameOfFinding_, 0))
             return;
+        if (!decode_->isAncestorOf(QApplication::focusWidget()))
+            return; // the list came to this frame by itself: nobody chose it
         const bool isIp = options_.mode == AnalysisMode::l3IP;
         const auto a = (isIp ? ends.source : ends.linkSource).toStdString();
         const auto b = (isIp ? ends.destination : ends.linkDestination).toStdString();
@@ -388,7 +395,7 @@ void MainWindow::connectSession()
         message_->say(MessageBar::Kind::error, QStringLiteral("%1: %2").arg(path, why));
     });
     connect(session_, &CaptureSession::opened, this, [this] {
-        const auto& path = session_->facts().path;
+        const auto path = session_->facts().path;
         const auto title = live_->titleOf(path);
         setWindowTitle(QStringLiteral("%1 – Netrondo").arg(title.isEmpty() ? QFileInfo(path).fileName() : title));
         setWindowFilePath(title.isEmpty() ? path : QString());
@@ -406,8 +413,16 @@ void MainWindow::connectSession()
         timeline_->setSpan(std::nullopt);
         filterBar_->clear();
         filterBar_->show();
-        decode_->open(path, session_->isFollowing() ? FrameStore::Reading::growing : FrameStore::Reading::once);
-        pages_->setCurrentIndex(1);
+        // The frames are listed once the picture is there: reading them again would hold it up.
+        connect(
+            circle_, &CircleView::pictureChanged, decode_,
+            [this, path] {
+                if (session_->facts().path == path)
+                    decode_->open(path,
+                                  session_->isFollowing() ? FrameStore::Reading::growing : FrameStore::Reading::once);
+            },
+            Qt::SingleShotConnection);
+        showCapture(true);
         circle_->setFocus();
     });
     connect(session_, &CaptureSession::changed, this, &MainWindow::takeTable);
@@ -419,7 +434,7 @@ void MainWindow::connectSession()
         takeTable();
         filterBar_->hide();
         decode_->setStore(nullptr);
-        pages_->setCurrentIndex(0);
+        showCapture(false);
     });
     connect(session_, &CaptureSession::followingChanged, this, [this] {
         if (!session_->isFollowing() && session_->isOpen())
@@ -427,6 +442,20 @@ void MainWindow::connectSession()
         stopFollowing_->setEnabled(session_->isFollowing());
         timeline_->setBrushable(!session_->isFollowing());
     });
+}
+
+void MainWindow::showCapture(bool isThere)
+{
+    pages_->setCurrentIndex(isThere ? 1 : 0);
+    // The welcome has the window to itself; with a capture the panels are as they were left.
+    if (isThere && !panels_.isEmpty()) {
+        restoreState(std::exchange(panels_, {}));
+    } else if (!isThere && panels_.isEmpty()) {
+        panels_ = saveState();
+        for (auto* const dock : findChildren<QDockWidget*>())
+            dock->hide();
+        findChild<QToolBar*>(QStringLiteral("optionsBar"))->hide();
+    }
 }
 
 void MainWindow::takeTable()
@@ -692,6 +721,7 @@ void MainWindow::restore()
     restoreGeometry(settings_.value(QStringLiteral("window/geometry")).toByteArray());
     restoreState(settings_.value(QStringLiteral("window/state")).toByteArray());
     takeOptions();
+    showCapture(false);
     for (auto* const action : needCapture_)
         action->setEnabled(false);
 }
@@ -703,7 +733,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
         return live_->whenNothingIsLost([this] { close(); });
     }
     settings_.setValue(QStringLiteral("window/geometry"), saveGeometry());
-    settings_.setValue(QStringLiteral("window/state"), saveState());
+    settings_.setValue(QStringLiteral("window/state"), panels_.isEmpty() ? saveState() : panels_);
     options_.save(settings_);
     recent_.save(settings_);
     settings_.sync();

@@ -99,6 +99,7 @@ private:
     void muteCurrent();
     void openExpertSettings();
 
+    void showCapture(bool isThere);
     void takeTable();
     void takeOptions();
     void takeSelection();
@@ -126,6 +127,7 @@ private:
     std::unique_ptr<ShownPairs> shown_;
     quint64 pictureNumber_ = 0; ///< of the latest wish for a picture
     quint64 gathered_ = 0;      ///< of the latest that is being shown
+    QByteArray panels_;         ///< how they lie while the welcome hides them; empty while they are shown
     Selected shownFocus_;       ///< that this wish is narrowed to
 
     QStackedWidget* pages_ = nullptr;

@@ -6,6 +6,7 @@
 #include "Models/TalkModels.h"
 #include "Models/TalkTable.h"
 #include "Models/Text.h"
+#include "Tasks/Background.h"
 
 #include <QUrl>
 #include <algorithm>
@@ -236,13 +237,30 @@ QString host(const TalkTable& talks, std::uint32_t item, const QualityGradeThres
         + table(rows) + list(talks, std::move(items), bands);
 }
 
-QString service(const TalkTable& talks, const std::string& name, std::uint32_t onlyHost,
+bool isService(const std::string& address)
+{
+    return address.starts_with(UndirectedPairs::servicePrefix);
+}
+
+/// The service that is selected, alone or as the end of a link; empty when none is.
+std::string serviceOf(const Selected& what)
+{
+    if (what.kind == Selected::Kind::service)
+        return what.a;
+    if (what.kind != Selected::Kind::conversation || !(isService(what.a) || isService(what.b)))
+        return {};
+    return (isService(what.a) ? what.a : what.b).substr(UndirectedPairs::servicePrefix.size());
+}
+
+/// The conversations that carry a service, of all hosts or of one.
+QString service(const TalkTable& talks, const std::string& name, const std::string& onlyHost,
                 const QualityGradeThresholds& bands)
 {
+    const auto host = talks.findHost(onlyHost);
     std::vector<std::uint32_t> items;
     for (std::uint32_t i = 0; i < talks.talks().size(); ++i) {
         const auto& talk = talks.talks()[i];
-        if (onlyHost != TalkRow::none && talk.hosts[0] != onlyHost && talk.hosts[1] != onlyHost)
+        if (!onlyHost.empty() && talk.hosts[0] != host && talk.hosts[1] != host)
             continue;
         if (std::ranges::any_of(talks.pairsOf(talk), [&](const CommPair& pair) { return pair.carries(name); }))
             items.push_back(i);
@@ -288,23 +306,26 @@ void DetailsView::follow(const QUrl& url)
 void DetailsView::show(const std::shared_ptr<const TalkTable>& talks, const Selected& what,
                        const QualityGradeThresholds& bands)
 {
+    const auto wish = ++wish_;
     if (!talks)
         return clear();
+    if (const auto name = serviceOf(what); !name.empty()) {
+        // Who carries a service only all conversations together can tell.
+        const auto host = what.kind == Selected::Kind::service ? std::string() : isService(what.a) ? what.b : what.a;
+        return inBackground(
+            this, [talks, name, host, bands] { return service(*talks, name, host, bands); },
+            [this, wish](const QString& html) {
+                if (wish == wish_)
+                    setHtml(html);
+            });
+    }
     QString html;
     if (what.kind == Selected::Kind::conversation) {
-        const auto service_ = [](const std::string& text) { return text.starts_with(UndirectedPairs::servicePrefix); };
-        if (service_(what.a) || service_(what.b)) {
-            const auto& name = service_(what.a) ? what.a : what.b;
-            const auto& address = service_(what.a) ? what.b : what.a;
-            html = service(*talks, name.substr(UndirectedPairs::servicePrefix.size()), talks->findHost(address), bands);
-        } else if (const auto item = talks->findTalk(what.a, what.b); item != TalkRow::none) {
+        if (const auto item = talks->findTalk(what.a, what.b); item != TalkRow::none)
             html = conversation(*talks, talks->talks()[item], bands);
-        }
     } else if (what.kind == Selected::Kind::host) {
         if (const auto item = talks->findHost(what.a); item != TalkRow::none)
             html = host(*talks, item, bands);
-    } else if (what.kind == Selected::Kind::service) {
-        html = service(*talks, what.a, TalkRow::none, bands);
     }
     if (html.isEmpty())
         html = what ? tr("<p>What is selected has no frames in what is shown.</p>") : capture(*talks);

@@ -24,6 +24,8 @@ signals:
 
 private:
     void follow(const QUrl& link);
+
+    quint64 wish_ = 0; ///< the latest call of `show`
 };
 
 } // namespace netrondo
