@@ -24,7 +24,6 @@
 #include <QToolButton>
 #include <QTreeView>
 #include <filesystem>
-#include <fmt/format.h>
 #include <fstream>
 
 namespace netrondo::test {
@@ -419,14 +418,14 @@ TEST_F(FindingsViewTest, EveryControlHasANameForThoseWhoCannotSeeIt)
 
 TEST_F(FindingsViewTest, FollowAFileThatGrows)
 {
-    // Segments that open and close a connection at once, each of another client.
+    // Frames from group addresses, which no station can have: a finding for each of them.
     const auto frames = [](int from, int to, bool withHeader) {
         PcapBytes capture;
         for (int n = from; n < to; ++n) {
-            const auto client = fmt::format("10.0.1.{}", n + 1);
-            auto frame = tcpFrame({.source = client});
-            constexpr std::size_t flags = 14 + 20 + 13;
-            frame[flags] = 0x03;
+            auto frame = udpFrame({}, "x");
+            constexpr std::size_t source = 6;
+            frame[source] = 0x03;
+            frame[source + 5] = static_cast<std::uint8_t>(n);
             capture.frame(frame, {.seconds = static_cast<std::uint64_t>(1'700'000'000 + n)});
         }
         std::vector<std::uint8_t> bytes(capture.bytes().begin(), capture.bytes().end());
@@ -440,7 +439,7 @@ TEST_F(FindingsViewTest, FollowAFileThatGrows)
     session().setFollowInterval(20);
     window->follow(QString::fromStdString(file.path().string()));
     ASSERT_TRUE(eventually([&] { return session().isOpen(); }));
-    type(QStringLiteral("tcp.badflags"));
+    type(QStringLiteral("eth.srcgroup"));
     ASSERT_TRUE(eventually([&] { return view().model()->rowCount() == 40 && !view().isBusy(); }))
         << view().model()->rowCount();
     list().setCurrentIndex(view().model()->index(20, 0));
