@@ -67,7 +67,7 @@ void FindingsView::build()
     const auto width = [this](const char* sample) {
         return fontMetrics().horizontalAdvance(QLatin1String(sample)) + fontMetrics().height();
     };
-    header->resizeSection(FindingsModel::severity, width("Warning") + fontMetrics().height() / 2);
+    header->resizeSection(FindingsModel::severity, width("Warning") + fontMetrics().height() + 4);
     header->resizeSection(FindingsModel::hosts, width("10.20.1.101"));
     header->resizeSection(FindingsModel::count, fontMetrics().horizontalAdvance(QStringLiteral("Count  ")));
     for (const auto column :
