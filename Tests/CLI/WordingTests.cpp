@@ -1,6 +1,6 @@
 // Numbers and TCP trouble in words.
 #include "Analysis/Tcp/Complaints.h"
-#include "NetrondoCLI/Units.h"
+#include "Base/Units.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 namespace netrondo::test {
 namespace {
 
-using namespace cli;
+using namespace units;
 
 TEST(Units, GroupDigitsByThousands)
 {
