@@ -264,7 +264,8 @@ void TcpScan::scanAcknowledgment(const Context& at)
         me.dupAcks = static_cast<std::uint8_t>(std::min(me.dupAcks + 1, 255));
         constexpr std::size_t oneBlock = 10; // kind, length and two edges
         if (at.sight.options.size() >= oneBlock) {
-            for (const auto& block : parseTcpOptions(at.sight.options).sackBlocks()) {
+            const auto options = parseTcpOptions(at.sight.options); // outlives its blocks
+            for (const auto& block : options.sackBlocks()) {
                 auto& others = trouble(at.connection, 1 - at.sight.sender);
                 if (!isAfter(block.left, facts.ack) || (others.askedAt && !isAfter(block.left, others.askedFor)))
                     continue;
