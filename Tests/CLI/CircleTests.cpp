@@ -36,12 +36,6 @@ std::vector<std::string> keys(const rapidjson::Value& object)
     return found;
 }
 
-bool canDraw()
-{
-    return std::filesystem::exists(std::filesystem::path(NETRONDO_COMMAND).parent_path().parent_path() / "NetrondoApp"
-                                   / "netrondo-app");
-}
-
 std::string contents(const std::filesystem::path& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -115,8 +109,8 @@ TEST(Circle, SaysWhichFileCannotBeRead)
 
 TEST(Circle, DrawsTheSamePictureEveryTimeWithoutADisplay)
 {
-    if (!canDraw())
-        GTEST_SKIP() << "Qt is not installed: the application is not built";
+    if (!NETRONDO_HAS_APPLICATION)
+        GTEST_SKIP() << "this tree was configured without Qt: the application is not built";
     const TempFolder folder;
     const auto first = folder / "first.svg", second = folder / "second.svg", png = folder / "picture.png",
                pdf = folder / "picture.pdf";
@@ -135,8 +129,8 @@ TEST(Circle, DrawsTheSamePictureEveryTimeWithoutADisplay)
 
 TEST(Circle, SaysWhichPictureCannotBeWrittenAndWhichCaptureNotRead)
 {
-    if (!canDraw())
-        GTEST_SKIP() << "Qt is not installed: the application is not built";
+    if (!NETRONDO_HAS_APPLICATION)
+        GTEST_SKIP() << "this tree was configured without Qt: the application is not built";
     const auto full = netrondo({"circle", sample, "--png", "/dev/full"});
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.errors, StartsWith("netrondo: /dev/full: "));
