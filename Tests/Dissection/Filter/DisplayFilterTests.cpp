@@ -215,11 +215,13 @@ TEST(DisplayFilter, PrintedAndCompiledAgainIsTheSameFilter)
     EXPECT_GT(compiled, 1000);
 }
 
-TEST(DisplayFilter, CopiesAreTheSameFilter)
+TEST(DisplayFilter, ACopyIsTheSameFilterAndOutlivesTheFirst)
 {
-    const auto filter = DisplayFilter::compile("tcp.port == 443").value();
-    const auto copy = filter; // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_EQ(copy, filter);
+    const auto another = DisplayFilter::compile("tcp.port == 443").value();
+    auto filter = DisplayFilter::compile("tcp.port == 443");
+    const auto copy = *filter;
+    filter = DisplayFilter::compile("");
+    EXPECT_EQ(copy, another);
     EXPECT_EQ(copy.text(), "tcp.port == \"443\"");
 }
 
