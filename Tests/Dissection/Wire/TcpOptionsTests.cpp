@@ -39,8 +39,8 @@ TEST(TcpOptions, SackBlocksAreReadInTheirOrder)
 TEST(TcpOptions, NoMoreThanFourSackBlocksAreKept)
 {
     const auto block = std::string("00000001 00000002 ");
-    EXPECT_EQ(parsed("0522" + block + block + block + block).sackBlocks().size(), 4u);
-    EXPECT_EQ(parsed("0512" + block + block + "051a" + block + block + block).sackBlocks().size(), 4u);
+    EXPECT_EQ(parsed("0522" + block + block + block + block).blockCount, 4);
+    EXPECT_EQ(parsed("0512" + block + block + "051a" + block + block + block).blockCount, 4);
 }
 
 TEST(TcpOptions, ABlocklessOrOddlySizedSackOptionGivesNoBlocks)

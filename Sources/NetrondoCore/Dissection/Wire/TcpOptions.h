@@ -36,7 +36,8 @@ struct TCPOptions {
     /// The kinds present beyond the common ones (end of list and padding excepted).
     std::bitset<256> extraKinds;
 
-    std::span<const SackBlock> sackBlocks() const { return {blocks.data(), blockCount}; }
+    std::span<const SackBlock> sackBlocks() const& { return {blocks.data(), blockCount}; }
+    std::span<const SackBlock> sackBlocks() && = delete; // they would be gone with the options
     /// The names of `extraKinds`, sorted ("Fast Open"); a kind without a name is "Option {n}".
     std::vector<std::string> extraNames() const;
     /// Nothing known and nothing unknown.
