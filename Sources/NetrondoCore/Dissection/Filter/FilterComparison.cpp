@@ -108,7 +108,7 @@ std::string_view caseName(FilterOp op)
     return opNames[static_cast<std::size_t>(op)];
 }
 
-std::optional<double> number(std::string_view text)
+std::optional<double> leadingNumber(std::string_view text)
 {
     if (const auto value = shortInteger(text))
         return value;
@@ -130,7 +130,7 @@ FilterComparison::FilterComparison(FilterOp op, std::string_view target)
     : op_(op)
     , target_(target)
     , folded_(netrondo::folded(target))
-    , number_(netrondo::number(target))
+    , number_(leadingNumber(target))
     , word_(meansYes(target)      ? Word::yes
                 : meansNo(target) ? Word::no
                                   : Word::none)
@@ -141,7 +141,7 @@ bool FilterComparison::equals(std::string_view value) const
     if (isAscii(value) ? equalIgnoringAsciiCase(value, folded_) : netrondo::folded(value) == folded_)
         return true;
     // Deliberately loose: texts that only begin with the same number are equal too, so "64" finds "TTL 64".
-    if (number_ && netrondo::number(value) == number_)
+    if (number_ && leadingNumber(value) == number_)
         return true;
     return (word_ == Word::yes && meansYes(value)) || (word_ == Word::no && meansNo(value));
 }
@@ -179,7 +179,7 @@ bool FilterComparison::holdsFor(std::string_view value) const
     case FilterOp::le: break;
     }
     if (number_)
-        if (const auto valueNumber = netrondo::number(value))
+        if (const auto valueNumber = leadingNumber(value))
             return isOrderedAs(*valueNumber);
     return isOrderedAs(TextOrder::ofUser().compare(value, target_));
 }

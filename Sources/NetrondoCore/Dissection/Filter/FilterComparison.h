@@ -18,7 +18,7 @@ std::string_view caseName(FilterOp op);
 
 /// The number a text begins with or stands for: "0x10" is 16, "1500 bytes" 1500, "TTL 64" 64. Nothing without one.
 /// Points and signs are those of a C program whatever the locale.
-std::optional<double> number(std::string_view text);
+std::optional<double> leadingNumber(std::string_view text);
 
 /// The same text but for case and accents, or the same number, or the same of yes and no.
 bool equalish(std::string_view a, std::string_view b);
