@@ -43,5 +43,25 @@ TEST(WatchedReading, EndsWithAnErrorWhereItIsStopped)
     EXPECT_EQ(watched.frames(), 10'000u);
 }
 
+TEST(WatchedReading, PassesOnWhatTheReaderKnowsOfTheCapture)
+{
+    class Cut : public CaptureReading {
+        CaptureFormat format() const override { return CaptureFormat::pcapng; }
+        std::span<const LinkType> interfaceLinkTypes() const override { return types_; }
+        bool isNanosecond() const override { return true; }
+        std::uint64_t droppedFrames() const override { return 7; }
+        CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame>) override { return 0; }
+        std::vector<LinkType> types_{LinkType::ethernet};
+    } cut;
+    cut.setSecondMember();
+    const std::atomic<bool> stop = false;
+    const WatchedReading watched(cut, stop);
+    EXPECT_EQ(watched.format(), CaptureFormat::pcapng);
+    EXPECT_EQ(watched.interfaceLinkTypes().size(), 1u);
+    EXPECT_TRUE(watched.isNanosecond());
+    EXPECT_EQ(watched.droppedFrames(), 7u);
+    EXPECT_TRUE(watched.hasSecondMember());
+}
+
 } // namespace
 } // namespace netrondo::test

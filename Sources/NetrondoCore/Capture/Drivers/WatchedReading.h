@@ -13,11 +13,16 @@ namespace netrondo {
 class WatchedReading : public CaptureReading {
 public:
     /// Both must outlive this reader.
-    WatchedReading(CaptureReading& reader, const std::atomic<bool>& stop) : reader_(reader), stop_(stop) { }
+    WatchedReading(CaptureReading& reader, const std::atomic<bool>& stop) : reader_(reader), stop_(stop)
+    {
+        if (reader.hasSecondMember())
+            setSecondMember();
+    }
 
     CaptureFormat format() const override { return reader_.format(); }
     std::span<const LinkType> interfaceLinkTypes() const override { return reader_.interfaceLinkTypes(); }
     bool isNanosecond() const override { return reader_.isNanosecond(); }
+    std::uint64_t droppedFrames() const override { return reader_.droppedFrames(); }
     Position position() const override { return reader_.position(); }
     /// Where `stop` is set this ends with an error, which whoever set it knows how to take.
     CaptureResult<std::size_t> nextBatch(std::span<CaptureFrame> frames) override;
