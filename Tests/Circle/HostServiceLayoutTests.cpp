@@ -109,6 +109,22 @@ TEST(HostServiceLayout, LinksHaveTheColourOfTheirServiceAndHostsThatOfTheirMainO
         }
 }
 
+TEST(HostServiceLayout, ALinkLastsFromTheFirstToTheLastOfItsPairs)
+{
+    auto list = pairs({"A B HTTP", "B A HTTP", "A C HTTP"});
+    const double times[][2] = {{20, 30}, {21, 50}, {10, 25}};
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        list[i].firstSeenSeconds = times[i][0];
+        list[i].lastSeenSeconds = times[i][1];
+    }
+    const HostServiceLayout layout({.size = {800, 600}, .pairs = list});
+    std::map<std::string, std::pair<double, double>> lasts;
+    for (const auto& link : layout.links)
+        lasts[layout.nodes[link.host].address] = {link.firstSeconds, link.lastSeconds};
+    EXPECT_EQ(lasts,
+              (std::map<std::string, std::pair<double, double>>{{"A", {10, 50}}, {"B", {20, 50}}, {"C", {10, 25}}}));
+}
+
 TEST(HostServiceLayout, NothingGivesAnEmptyPicture)
 {
     const auto layout = laidOut({});

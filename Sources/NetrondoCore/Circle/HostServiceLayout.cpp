@@ -58,6 +58,7 @@ struct Columns {
     struct Weighted {
         ColumnLink ends;
         Counter64 volume;
+        double first, last; ///< seconds
     };
     std::vector<Weighted> links;
 
@@ -70,9 +71,9 @@ struct Columns {
             shareOut(pair, pair.volume(useBytes), shares);
             for (const auto& share : shares) {
                 const auto at = service(share.service);
-                link(source, at, share.volume);
+                link(source, at, share.volume, pair);
                 if (destination != source)
-                    link(destination, at, share.volume);
+                    link(destination, at, share.volume, pair);
             }
         }
     }
@@ -103,13 +104,17 @@ private:
         }
         return at->second;
     }
-    void link(std::uint32_t host, std::uint32_t service, std::uint64_t volume)
+    void link(std::uint32_t host, std::uint32_t service, std::uint64_t volume, const CommPair& pair)
     {
         const auto key = std::uint64_t{host} << 32 | service;
+        const double first = pair.firstSeenSeconds.value_or(0), last = pair.lastSeenSeconds.value_or(first);
         const auto [at, added] = knownLinks_.try_emplace(key, links.size());
         if (added)
-            links.push_back({{host, service}, 0});
-        links[at->second].volume += volume;
+            links.push_back({{host, service}, 0, first, last});
+        auto& link = links[at->second];
+        link.volume += volume;
+        link.first = std::min(link.first, first);
+        link.last = std::max(link.last, last);
     }
 
     Index knownHosts_, knownServices_;
@@ -189,9 +194,10 @@ HostServiceLayout::HostServiceLayout(Parameters parameters)
     place(columns.hosts, order.left, inset, placeOfHost);
     place(columns.services, order.right, width - inset, placeOfService);
 
-    for (const auto& [linkEnds, volume] : columns.links) {
-        links.push_back({placeOfHost[linkEnds.first], placeOfService[linkEnds.second], volume});
-        maxVolume = std::max<std::uint64_t>(maxVolume, volume);
+    for (const auto& link : columns.links) {
+        links.push_back(
+            {placeOfHost[link.ends.first], placeOfService[link.ends.second], link.volume, link.first, link.last});
+        maxVolume = std::max<std::uint64_t>(maxVolume, link.volume);
     }
     std::ranges::sort(links, {}, [](const Link& link) { return std::pair(link.host, link.service); });
 }

@@ -30,6 +30,7 @@ struct HostServiceLayout {
     struct Link {
         std::uint32_t host = 0, service = 0; ///< indices in `nodes`
         std::uint64_t volume = 0;
+        double firstSeconds = 0, lastSeconds = 0; ///< when the first of its pairs was first seen, and the last one last
         friend bool operator==(const Link&, const Link&) = default;
     };
 
