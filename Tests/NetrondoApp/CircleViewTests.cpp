@@ -1,4 +1,5 @@
 // Pointing, selecting, focusing, zooming and walking in the picture; options; what a screen reader is told.
+#include "NetrondoApp/Support/Traffic.h"
 #include "NetrondoApp/Support/Window.h"
 
 #include <QAccessible>
@@ -216,6 +217,50 @@ TEST_F(CircleViewTest, AMomentLightsWhatGoesOnThen)
     const auto lit = circle().grab().toImage();
     circle().setMoment(std::nullopt);
     EXPECT_NE(lit, circle().grab().toImage());
+}
+
+TEST_F(CircleViewTest, AMomentLightsTheLinksOfServicesToo)
+{
+    setOptions([](ViewOptions& options) { options.layout = CircleHostLayoutMode::byProtocol; });
+    const auto moment = picture().chords.front().first;
+    circle().setMoment(moment);
+    const auto lit = circle().grab().toImage();
+    circle().setMoment(session().facts().volume.last() + 100); // nothing goes on any more
+    EXPECT_NE(lit, circle().grab().toImage());
+}
+
+TEST_F(CircleViewTest, AHubWithThousandsOfConversationsIsLitInTheBackground)
+{
+    PcapBytes capture;
+    for (std::uint32_t i = 2; i < 2002; ++i)
+        capture.frame(frameBetween(1, i));
+    open(TempFile(capture));
+    setOptions([](ViewOptions& options) { options.limit = 0; });
+    const auto before = circle().grab().toImage();
+    selection().select(Selected::host("10.0.0.1"));
+    EXPECT_TRUE(circle().isBusy());
+    settle();
+    EXPECT_NE(before, circle().grab().toImage());
+    selection().select(Selected::host("10.0.0.2")); // one conversation, at once
+    EXPECT_FALSE(circle().isBusy());
+}
+
+TEST_F(CircleViewTest, NamesOfWhatIsLitStayWithinTheView)
+{
+    setOptions([](ViewOptions& options) {
+        options.layout = CircleHostLayoutMode::byProtocol;
+        options.limit = 0;
+    });
+    // Hosts stand at the left edge: a name of one that has no label must not run out of the view.
+    const auto ground = circle().grab().toImage().pixelColor(0, 0);
+    for (const auto& node : picture().nodes()) {
+        if (node.role == CircleNode::Role::service)
+            continue;
+        selection().select(Selected::host(node.address));
+        const auto image = circle().grab().toImage();
+        for (int y = 2; y < image.height() - 2; ++y)
+            ASSERT_EQ(image.pixelColor(3, y), ground) << node.address << " at row " << y;
+    }
 }
 
 TEST_F(CircleViewTest, AScreenReaderFindsEveryHostAndConversation)

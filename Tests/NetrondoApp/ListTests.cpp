@@ -5,6 +5,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QClipboard>
+#include <QDockWidget>
 #include <QLineEdit>
 #include <fstream>
 #include <sstream>
@@ -24,7 +25,11 @@ protected:
     {
         return table.model()->index(row, column).data().toString();
     }
-    QString details() const { return part<DetailsView>().toPlainText(); }
+    QString details() const
+    {
+        EXPECT_TRUE(eventually([&] { return !part<DetailsView>().isGathering(); }));
+        return part<DetailsView>().toPlainText();
+    }
 };
 
 TEST_F(ListTest, ModelsKeepTheRulesOfTheirKind)
@@ -120,6 +125,29 @@ TEST_F(ListTest, AProtocolIsHiddenAndShownAloneFromTheLegend)
     EXPECT_EQ(picture().chords.size(), all);
 }
 
+TEST_F(ListTest, AClickInTheLegendShowsAProtocolAloneOneOnItsBoxHidesIt)
+{
+    auto& legend = list("protocolsList");
+    part<QDockWidget>("protocolsDock").raise();
+    auto* const model = static_cast<ProtocolModel*>(legend.model());
+    ASSERT_TRUE(eventually([&] { return legend.isVisible(); }));
+    const auto row = legend.visualRect(model->index(1, 0));
+    const auto first = std::string(model->nameOf(model->itemAt(1)));
+    const auto all = static_cast<std::size_t>(model->rowCount());
+    const auto onTheName = [&] { QTest::mouseClick(legend.viewport(), Qt::LeftButton, {}, row.center()); };
+    onTheName();
+    EXPECT_EQ(model->hidden().size(), all - 1);
+    EXPECT_FALSE(model->hidden().contains(first));
+    onTheName();
+    EXPECT_TRUE(model->hidden().empty());
+    QTest::mouseClick(legend.viewport(), Qt::LeftButton, {}, row.topLeft() + QPoint(10, row.height() / 2));
+    EXPECT_EQ(model->hidden(), (std::set<std::string, std::less<>>{first}));
+    QTest::keyClick(&legend, Qt::Key_Space);
+    EXPECT_TRUE(model->hidden().empty());
+    QTest::keyClick(&legend, Qt::Key_Return);
+    EXPECT_EQ(model->hidden().size(), all - 1);
+}
+
 TEST_F(ListTest, DetailsSpellOutTheScoreAndEachPenalty)
 {
     const auto& talks = session().talks()->talks();
@@ -141,6 +169,7 @@ TEST_F(ListTest, DetailsLeadOnToTheOtherHostsAndConversations)
     const auto& host = session().talks()->hosts().front();
     selection().select(Selected::host(host.text));
     QSignalSpy changed(&selection(), &Selection::changed);
+    settle();
     const auto html = part<DetailsView>().toHtml();
     const auto begin = html.indexOf(QStringLiteral("select:")), end = html.indexOf(QLatin1Char('"'), begin);
     ASSERT_GT(begin, 0);
@@ -153,6 +182,7 @@ TEST_F(ListTest, DetailsLeadOnToTheOtherHostsAndConversations)
 TEST_F(ListTest, AHostileNameIsTextAndNoMarkup)
 {
     selection().select(Selected::host("<img src=x>"));
+    settle();
     EXPECT_FALSE(part<DetailsView>().toHtml().contains(QStringLiteral("<img src")));
 }
 

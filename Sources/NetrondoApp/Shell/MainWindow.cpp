@@ -39,6 +39,7 @@
 #include <QPainter>
 #include <QPalette>
 #include <QProgressBar>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QStyle>
@@ -92,7 +93,7 @@ QIcon playIcon(bool isPlaying, const QColor& color)
 
 QPalette darkPalette()
 {
-    QPalette dark(QColor(0x2a, 0x2e, 0x35), QColor(0x1e, 0x21, 0x27));
+    QPalette dark(QColor(0x3b, 0x41, 0x4b), QColor(0x1e, 0x21, 0x27)); // a button that is down has to show
     dark.setColor(QPalette::Base, QColor(0x14, 0x17, 0x1c));
     dark.setColor(QPalette::AlternateBase, QColor(0x23, 0x27, 0x2e));
     for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText, QPalette::ToolTipText})
@@ -281,12 +282,20 @@ void MainWindow::buildDocks()
 
     for (const auto& [table, column, width] : {std::tuple{conversationList_, int{ConversationModel::hostA}, 130},
                                                {conversationList_, ConversationModel::hostB, 130},
-                                               {conversationList_, ConversationModel::protocol, 80},
-                                               {conversationList_, ConversationModel::bytes, 70},
+                                               {conversationList_, ConversationModel::protocol, 100},
+                                               {conversationList_, ConversationModel::bytes, 75},
+                                               {conversationList_, ConversationModel::bytesAB, 75},
+                                               {conversationList_, ConversationModel::bytesBA, 75},
+                                               {conversationList_, ConversationModel::packets, 70},
                                                {hostList_, HostModel::address, 130},
                                                {hostList_, HostModel::name, 130},
-                                               {hostList_, HostModel::bytes, 70},
-                                               {protocolList_, ProtocolModel::name, 150}})
+                                               {hostList_, HostModel::bytes, 75},
+                                               {hostList_, HostModel::sent, 75},
+                                               {hostList_, HostModel::received, 75},
+                                               {hostList_, HostModel::packets, 70},
+                                               {protocolList_, ProtocolModel::name, 150},
+                                               {protocolList_, ProtocolModel::volume, 80},
+                                               {protocolList_, ProtocolModel::share, 65}})
         table->setColumnWidth(column, width);
 
     connect(conversationList_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
@@ -304,8 +313,19 @@ void MainWindow::buildDocks()
             });
     for (auto* const table : {conversationList_, hostList_})
         connect(table, &QTableView::activated, this, [this] { selection_.focus(selection_.selected()); });
-    connect(protocolList_, &QTableView::doubleClicked, this,
-            [this](const QModelIndex& index) { protocols_->showOnly(protocols_->itemAt(index.row())); });
+    // A click on the name shows a protocol alone, one on its box hides it, which the model has done by then.
+    const auto hidden = std::make_shared<std::set<std::string, std::less<>>>();
+    connect(protocolList_, &QTableView::pressed, this, [this, hidden] { *hidden = protocols_->hidden(); });
+    connect(protocolList_, &QTableView::clicked, this, [this, hidden](const QModelIndex& index) {
+        if (*hidden == protocols_->hidden())
+            protocols_->showOnly(protocols_->itemAt(index.row()));
+    });
+    for (const auto key : {Qt::Key_Return, Qt::Key_Enter})
+        connect(new QShortcut(key, protocolList_, nullptr, nullptr, Qt::WidgetShortcut), &QShortcut::activated, this,
+                [this] {
+                    if (const auto index = protocolList_->currentIndex(); index.isValid())
+                        protocols_->showOnly(protocols_->itemAt(index.row()));
+                });
     for (auto* const model : {static_cast<RankedModel*>(conversations_), static_cast<RankedModel*>(hosts_)})
         connect(model, &RankedModel::arranged, this, &MainWindow::markInLists);
     connect(protocols_, &ProtocolModel::hiddenChanged, this, &MainWindow::refreshPicture);
@@ -642,6 +662,7 @@ void MainWindow::takeOptions()
     choose(mode_, static_cast<int>(options_.mode));
     choose(volume_, options_.useBytes);
     choose(color_, static_cast<int>(options_.colorMode));
+    color_->setEnabled(options_.layout == CircleHostLayoutMode::hosts); // links have the colour of their service
     if (limit_->findData(options_.limit) < 0)
         limit_->addItem(tr("Top %1").arg(options_.limit), options_.limit);
     choose(limit_, options_.limit);

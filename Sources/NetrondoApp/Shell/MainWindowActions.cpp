@@ -78,6 +78,7 @@ void MainWindow::buildActions()
                                     &MainWindow::copyPicture);
     needCapture_ << edit->addAction(tr("Copy the &conversations as CSV"), this, [this] { copyTable(*conversations_); });
     needCapture_ << edit->addAction(tr("Copy the &hosts as CSV"), this, [this] { copyTable(*hosts_); });
+    needCapture_ << edit->addAction(tr("Copy the p&rotocols as CSV"), this, [this] { copyTable(*protocols_); });
     edit->addSeparator();
     back_ = edit->addAction(tr("&Back"), QKeySequence(Qt::ALT | Qt::Key_Left), &selection_, &Selection::back);
     forward_ = edit->addAction(tr("&Forward"), QKeySequence(Qt::ALT | Qt::Key_Right), &selection_, &Selection::forward);
@@ -211,7 +212,7 @@ void MainWindow::buildActions()
                "with "
                "Shift: its end. Space: play. Escape: everything again.</p>"
                "<p><b>Lists</b><br>Type above a list to narrow it. Click a heading to sort. Enter: see the row alone. "
-               "Protocols: untick to hide, double-click to see alone.</p>"
+               "Protocols: untick to hide, click to see alone, click again to see all.</p>"
                "<p><b>Findings</b><br>Choose one: its frame, host or conversation is shown. Enter: the frames that "
                "prove "
                "it, alone. F3, Shift+F3: from one to the next. M: mute; Ctrl+Z takes it back.</p>"
@@ -353,7 +354,7 @@ void MainWindow::exportPicture(const QString& path)
         : suffix == QLatin1String("png")               ? PictureFormat::png
                                                        : PictureFormat::pdf;
     auto wanted = request();
-    wanted.angles = circle_->angles();
+    wanted.angles = std::make_shared<const AngleByAddress>(circle_->angles());
     ScenePage page{{1600, 1200},
                    wanted.style.theme,
                    QFileInfo(session_->facts().path).fileName().toStdString(),

@@ -34,7 +34,10 @@ QString hostText(const std::string& address, const std::optional<std::string>& n
 } // namespace
 
 CircleView::CircleView(Selection& selection, QWidget* parent)
-    : QWidget(parent), selection_(selection), wanted_(std::make_unique<PictureRequest>())
+    : QWidget(parent)
+    , selection_(selection)
+    , wanted_(std::make_unique<PictureRequest>())
+    , angles_(std::make_shared<const Places>())
 {
     installCircleAccessibility();
     setObjectName(QStringLiteral("CircleView"));
@@ -68,19 +71,23 @@ void CircleView::setEmptyText(const QString& text)
 void CircleView::forgetPlaces()
 {
     moving_.stop();
-    angles_.clear();
+    angles_ = std::make_shared<const Places>();
     hovered_ = {};
     zoom_ = 1;
     shift_ = {};
 }
 
-void CircleView::seat(const std::map<std::string, double, std::less<>>& angles)
+void CircleView::seat(const Places& angles)
 {
+    if (angles.empty())
+        return;
+    auto seated = std::make_shared<Places>(*angles_);
     for (const auto& [address, angle] : angles)
-        angles_[address] = angle;
+        (*seated)[address] = angle;
+    angles_ = std::move(seated);
 }
 
-void CircleView::moveTo(std::map<std::string, double, std::less<>> angles)
+void CircleView::moveTo(Places angles)
 {
     moving_.stop();
     const int duration = style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, this);
@@ -98,13 +105,13 @@ void CircleView::moveTo(std::map<std::string, double, std::less<>> angles)
     connect(&moving_, &QVariantAnimation::valueChanged, this,
             [this, from, to = std::move(angles)](const QVariant& value) {
                 const double share = value.toDouble();
-                for (const auto& [address, angle] : to) {
-                    const auto start = from.find(address);
-                    // The shorter way round.
-                    angles_[address] = start == from.end() || share >= 1
-                        ? angle
-                        : start->second + share * CircleLayout::normalizeAngle(angle - start->second);
+                auto onTheWay = to;
+                for (auto& [address, angle] : onTheWay) {
+                    const auto start = from->find(address);
+                    if (start != from->end() && share < 1) // the shorter way round
+                        angle = start->second + share * CircleLayout::normalizeAngle(angle - start->second);
                 }
+                seat(onTheWay);
                 refresh();
             });
     moving_.start();
@@ -144,12 +151,10 @@ void CircleView::startDrawing()
         [this](const std::shared_ptr<const Picture>& picture) {
             isDrawing_ = false;
             picture_ = picture;
-            // Who has found a place keeps it.
-            if (picture->isRing())
-                for (const auto& node : picture->nodes())
-                    angles_.try_emplace(
-                        node.address,
-                        std::atan2(node.position.y - picture->ring.center.y, node.position.x - picture->ring.center.x));
+            // Who has found a place keeps it, unless other places have been wished for since.
+            if (picture->isRing() && picture->request.angles == angles_)
+                angles_ = picture->places;
+            frame_ = {};
             light();
             if (isStale_)
                 startDrawing();
@@ -160,11 +165,9 @@ void CircleView::startDrawing()
 
 void CircleView::light()
 {
-    frame_ = {};
-    if (!picture_) {
-        update();
-        return;
-    }
+    ++lightNumber_;
+    if (!picture_)
+        return update();
     const auto& picture = *picture_;
     std::vector<std::uint32_t> chords, nodes, named;
     const auto takeChord = [&](std::uint32_t i) {
@@ -198,9 +201,25 @@ void CircleView::light()
     once(chords);
     once(nodes);
     once(named);
-    if (moment_ || !nodes.empty())
-        frame_ = picture.lit(chords, nodes, named);
-    update();
+    constexpr std::size_t fewChords = 1500; // as many are drawn while nobody notices
+    if (chords.size() <= fewChords) {
+        frame_ = moment_ || !nodes.empty() ? picture.lit(chords, nodes, named) : QImage();
+        return update();
+    }
+    isLightStale_ = isLighting_;
+    if (isLighting_)
+        return;
+    isLighting_ = true;
+    const auto work = [picture = picture_, chords = std::move(chords), nodes = std::move(nodes),
+                       named = std::move(named)] { return picture->lit(chords, nodes, named); };
+    inBackground(this, work, [this, number = lightNumber_](const QImage& frame) {
+        isLighting_ = false;
+        if (number == lightNumber_)
+            frame_ = frame;
+        if (std::exchange(isLightStale_, false))
+            light();
+        update();
+    });
 }
 
 void CircleView::paintEvent(QPaintEvent*)

@@ -3,6 +3,7 @@
 
 #include "Models/Selection.h"
 
+#include <QImage>
 #include <QPointF>
 #include <QTimer>
 #include <QVariantAnimation>
@@ -11,7 +12,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace netrondo {
 
@@ -21,6 +21,8 @@ struct PictureRequest;
 class CircleView : public QWidget {
     Q_OBJECT
 public:
+    using Places = std::map<std::string, double, std::less<>>; ///< angles by address, as the layout takes them
+
     explicit CircleView(Selection& selection, QWidget* parent = nullptr);
     ~CircleView() override;
 
@@ -30,18 +32,18 @@ public:
     /// Forgets the places of hosts and the zoom: another capture comes.
     void forgetPlaces();
     /// Hosts take these places, at once.
-    void seat(const std::map<std::string, double, std::less<>>& angles);
+    void seat(const Places& angles);
     /// Moves the hosts to these angles, in a short animation where the desktop wants those.
-    void moveTo(std::map<std::string, double, std::less<>> angles);
-    const std::map<std::string, double, std::less<>>& angles() const { return angles_; }
+    void moveTo(Places angles);
+    const Places& angles() const { return *angles_; }
 
     /// Lights only the conversations that were going on at this time; all again for none.
     void setMoment(std::optional<double> seconds);
 
     /// What is shown; null before the first.
     const std::shared_ptr<const Picture>& picture() const { return picture_; }
-    /// True while a picture is being drawn or hosts are on their way to other places.
-    bool isBusy() const { return isDrawing_ || moving_.state() == QAbstractAnimation::Running; }
+    /// True while a picture is being drawn or lit, or hosts are on their way to other places.
+    bool isBusy() const { return isDrawing_ || isLighting_ || moving_.state() == QAbstractAnimation::Running; }
     Selected hovered() const { return hovered_; }
     Selection& selection() const { return selection_; }
     double zoom() const { return zoom_; }
@@ -93,14 +95,17 @@ private:
     Selection& selection_;
     std::unique_ptr<PictureRequest> wanted_;
     std::shared_ptr<const Picture> picture_;
-    std::map<std::string, double, std::less<>> angles_;
+    std::shared_ptr<const Places> angles_; ///< shared with the pictures
     double zoom_ = 1;
     QPointF shift_;
     bool isDrawing_ = false;
     bool isStale_ = false; ///< something changed while a picture was being drawn
     Selected hovered_;
     std::optional<double> moment_;
-    QImage frame_; ///< the picture with something lit; null when nothing is
+    QImage frame_;              ///< the picture with something lit; null when nothing is
+    quint64 lightNumber_ = 0;   ///< of the latest wish for something lit
+    bool isLighting_ = false;   ///< so much that it is drawn in the background
+    bool isLightStale_ = false; ///< something else is to be lit since
     std::optional<QPointF> pressed_;
     QPointF shiftWhenPressed_;
     bool isPanning_ = false;

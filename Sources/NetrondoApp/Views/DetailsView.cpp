@@ -283,6 +283,23 @@ QString capture(const TalkTable& talks)
         + QObject::tr("<p>Select a host or a conversation to read about it.</p>");
 }
 
+QString detailsOf(const TalkTable& talks, const Selected& what, const QualityGradeThresholds& bands)
+{
+    if (const auto name = serviceOf(what); !name.empty()) {
+        const auto onlyHost = what.kind == Selected::Kind::service ? std::string()
+            : isService(what.a)                                    ? what.b
+                                                                   : what.a;
+        return service(talks, name, onlyHost, bands);
+    }
+    if (what.kind == Selected::Kind::conversation) {
+        if (const auto item = talks.findTalk(what.a, what.b); item != TalkRow::none)
+            return conversation(talks, talks.talks()[item], bands);
+    } else if (const auto item = talks.findHost(what.a); item != TalkRow::none) {
+        return host(talks, item, bands);
+    }
+    return QObject::tr("<p>What is selected has no frames in what is shown.</p>");
+}
+
 } // namespace
 
 DetailsView::DetailsView(QWidget* parent) : QTextBrowser(parent)
@@ -307,29 +324,19 @@ void DetailsView::show(const std::shared_ptr<const TalkTable>& talks, const Sele
                        const QualityGradeThresholds& bands)
 {
     const auto wish = ++wish_;
-    if (!talks)
-        return clear();
-    if (const auto name = serviceOf(what); !name.empty()) {
-        // Who carries a service only all conversations together can tell.
-        const auto host = what.kind == Selected::Kind::service ? std::string() : isService(what.a) ? what.b : what.a;
-        return inBackground(
-            this, [talks, name, host, bands] { return service(*talks, name, host, bands); },
-            [this, wish](const QString& html) {
-                if (wish == wish_)
-                    setHtml(html);
-            });
+    if (!talks || !what) {
+        shown_ = wish;
+        return setHtml(talks ? capture(*talks) : QString());
     }
-    QString html;
-    if (what.kind == Selected::Kind::conversation) {
-        if (const auto item = talks->findTalk(what.a, what.b); item != TalkRow::none)
-            html = conversation(*talks, talks->talks()[item], bands);
-    } else if (what.kind == Selected::Kind::host) {
-        if (const auto item = talks->findHost(what.a); item != TalkRow::none)
-            html = host(*talks, item, bands);
-    }
-    if (html.isEmpty())
-        html = what ? tr("<p>What is selected has no frames in what is shown.</p>") : capture(*talks);
-    setHtml(html);
+    // A host with all its conversations, or one with thousands of ports, takes longer than a frame.
+    inBackground(
+        this, [talks, what, bands] { return detailsOf(*talks, what, bands); },
+        [this, wish](const QString& html) {
+            if (wish != wish_)
+                return; // something else has been selected since
+            shown_ = wish;
+            setHtml(html);
+        });
 }
 
 } // namespace netrondo

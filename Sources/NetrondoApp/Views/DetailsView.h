@@ -18,6 +18,8 @@ public:
 
     /// With nothing selected it tells of the capture as a whole.
     void show(const std::shared_ptr<const TalkTable>& table, const Selected& what, const QualityGradeThresholds& bands);
+    /// True while what was asked for last is gathered in the background and the view shows what it showed.
+    bool isGathering() const { return shown_ != wish_; }
 
 signals:
     void selectionWanted(const Selected& what);
@@ -25,7 +27,8 @@ signals:
 private:
     void follow(const QUrl& link);
 
-    quint64 wish_ = 0; ///< the latest call of `show`
+    quint64 wish_ = 0;  ///< the latest call of `show`
+    quint64 shown_ = 0; ///< the one that is answered
 };
 
 } // namespace netrondo

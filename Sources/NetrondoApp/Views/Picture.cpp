@@ -63,12 +63,13 @@ void Picture::layOutRing()
         .useBytes = request.useBytes,
         .showLineThickness = request.showLineThickness,
         .showHostNames = request.showHostNames};
-    if (!request.angles.empty())
-        parameters.stableAngleByAddress = request.angles;
+    if (request.angles && !request.angles->empty())
+        parameters.stableAngleByAddress = *request.angles;
     ring = CircleLayout(CircleLayout::Parameters(parameters));
     parameters.ringInset = ringInsetForLabels(ring, sceneTextWidth);
     ring = CircleLayout(std::move(parameters));
     scene = circleScene(ring, request.style, sceneTextWidth);
+    seatNewcomers();
     if (request.findings) {
         badges = placeBadges(ring, scene.discs.size() > 1 ? scene.discs.back().radius : 0, request.findings->marks());
         addBadges(scene, badges);
@@ -98,6 +99,21 @@ void Picture::layOutRing()
     }
 }
 
+void Picture::seatNewcomers()
+{
+    places = request.angles;
+    std::shared_ptr<AngleByAddress> grown; // only a copy can grow: others look at what was asked for
+    for (const auto& node : ring.nodes) {
+        if (places && places->contains(node.address))
+            continue;
+        if (!grown) {
+            grown = places ? std::make_shared<AngleByAddress>(*places) : std::make_shared<AngleByAddress>();
+            places = grown;
+        }
+        grown->emplace(node.address, std::atan2(node.position.y - ring.center.y, node.position.x - ring.center.x));
+    }
+}
+
 void Picture::layOutServices()
 {
     HostServiceLayout::Parameters parameters{
@@ -123,8 +139,8 @@ void Picture::layOutServices()
              link.volume,
              services.lineThickness(link, true),
              services.linkColor(link),
-             0,
-             0});
+             link.firstSeconds,
+             link.lastSeconds});
 }
 
 void Picture::draw()
@@ -227,6 +243,51 @@ std::vector<std::uint32_t> Picture::walk() const
     return order;
 }
 
+void Picture::addNames(CircleScene& shown, const std::vector<std::uint32_t>& litNodes,
+                       const std::vector<std::uint32_t>& named, double gap) const
+{
+    constexpr double font = 13, leastFont = 9, legible = 10, pad = 4;
+    const auto& colors = palette(request.style.theme);
+    const auto origin = request.origin();
+    const QRectF view(-origin.x(), -origin.y(), request.size.width(), request.size.height());
+    const auto middle = isRing() ? ring.center : services.center;
+    std::vector<const SceneLabel*> labelOf(nodes().size());
+    for (const auto& label : scene.labels)
+        if (label.node != SceneLabel::noNode)
+            labelOf[label.node] = &label;
+
+    std::vector<QRectF> taken;
+    const auto name = [&](std::uint32_t i) {
+        const auto& node = nodes()[i];
+        if (const auto* const label = labelOf[i]; label && label->size >= legible)
+            return shown.labels.push_back(*label); // over its own faint self
+        if (!view.contains(QPointF(node.position.x, node.position.y)))
+            return;
+        // Too small to be read or not there at all: level, on a plate of the ground's colour, outwards of the node.
+        const bool isRight = isRing() ? node.position.x >= middle.x : node.role == CircleNode::Role::service;
+        const double room = (isRight ? view.right() - node.position.x : node.position.x - view.left()) - gap - 2 * pad;
+        double size = font;
+        while (size > leastFont && sceneTextWidth(node.displayLabel, size, true) > room)
+            size -= 0.5;
+        const double width = sceneTextWidth(node.displayLabel, size, true);
+        const double x = std::clamp(node.position.x + (isRight ? gap : -gap - width), view.left() + pad,
+                                    std::max(view.right() - pad - width, view.left() + pad));
+        const QRectF plate(x - pad, node.position.y - 10, width + 2 * pad, 20);
+        if (std::ranges::any_of(taken, [&](const QRectF& other) { return other.intersects(plate); }))
+            return;
+        taken.push_back(plate);
+        shown.boxes.push_back({{plate.x(), plate.y()}, {plate.width(), plate.height()}, 4, {colors.ground}});
+        shown.labels.push_back(
+            {node.displayLabel, {x, node.position.y}, 0, SceneLabel::Align::start, size, true, {colors.text}});
+    };
+    std::ranges::for_each(named, name);
+    constexpr std::size_t fewNodes = 40; // more names than that would cover the picture
+    if (litNodes.size() <= fewNodes)
+        for (const auto i : litNodes)
+            if (std::ranges::find(named, i) == named.end())
+                name(i);
+}
+
 QImage Picture::lit(const std::vector<std::uint32_t>& litChords, const std::vector<std::uint32_t>& litNodes,
                     const std::vector<std::uint32_t>& named) const
 {
@@ -262,30 +323,7 @@ QImage Picture::lit(const std::vector<std::uint32_t>& litChords, const std::vect
     }
     shown.ground = {colors.ground};
     addBadges(shown, litBadges);
-    // Names stand level on a plate of the ground's colour, outwards of their node; those that would cover another give
-    // way.
-    const auto middle = isRing() ? ring.center : services.center;
-    std::vector<QRectF> taken;
-    const auto name = [&](std::uint32_t i) {
-        const auto& node = nodes()[i];
-        const bool isRight = isRing() ? node.position.x >= middle.x : node.role == CircleNode::Role::service;
-        const double gap = std::max(drawn, 3.0) + 8;
-        const double width = sceneTextWidth(node.displayLabel, 13, true);
-        const double x = node.position.x + (isRight ? gap : -gap - width);
-        const QRectF plate(x - 4, node.position.y - 10, width + 8, 20);
-        if (std::ranges::any_of(taken, [&](const QRectF& other) { return other.intersects(plate); }))
-            return;
-        taken.push_back(plate);
-        shown.boxes.push_back({{plate.x(), plate.y()}, {plate.width(), plate.height()}, 4, {colors.ground}});
-        shown.labels.push_back(
-            {node.displayLabel, {x, node.position.y}, 0, SceneLabel::Align::start, 13, true, {colors.text}});
-    };
-    std::ranges::for_each(named, name);
-    constexpr std::size_t fewNodes = 40; // more names than that would cover the picture
-    if (litNodes.size() <= fewNodes)
-        for (const auto i : litNodes)
-            if (std::ranges::find(named, i) == named.end())
-                name(i);
+    addNames(shown, litNodes, named, std::max(drawn, 3.0) + 8);
     shown.ground = {colors.ground, 0};
     QPainter painter(&frame);
     painter.translate(origin);

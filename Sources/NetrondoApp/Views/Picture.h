@@ -32,7 +32,7 @@ struct PictureRequest {
     bool useBytes = true;
     bool showLineThickness = true;
     bool showHostNames = true;
-    AngleByAddress angles;                           ///< of hosts that have their places already
+    std::shared_ptr<const AngleByAddress> angles;    ///< of hosts that have their places already; null for none
     std::shared_ptr<const CaptureFindings> findings; ///< whose badges are shown; null for none
 
     /// Where the picture's origin lies in the view.
@@ -75,8 +75,9 @@ struct Picture {
                const std::vector<std::uint32_t>& named) const;
 
     PictureRequest request;
-    CircleLayout ring;          ///< where `isRing`
-    HostServiceLayout services; ///< elsewhere
+    CircleLayout ring;                            ///< where `isRing`
+    HostServiceLayout services;                   ///< elsewhere
+    std::shared_ptr<const AngleByAddress> places; ///< where `isRing`: the request's, and those of newcomers
     CircleScene scene;
     std::vector<SceneBadge> badges;
     std::vector<Chord> chords;
@@ -86,9 +87,14 @@ struct Picture {
 
 private:
     void layOutRing();
+    void seatNewcomers();
     void layOutServices();
     void draw();
     Selected whatOf(const SceneBadge& badge) const;
+    /// The names of nodes that are lit: their own labels where those can be read. Those that would cover another give
+    /// way; the `named` ones go first. `gap` is from a node to a name that is put beside it.
+    void addNames(CircleScene& shown, const std::vector<std::uint32_t>& litNodes,
+                  const std::vector<std::uint32_t>& named, double gap) const;
 };
 
 } // namespace netrondo

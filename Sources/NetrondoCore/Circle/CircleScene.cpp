@@ -158,11 +158,14 @@ CircleScene circleScene(const CircleLayout& layout, const SceneStyle& style, con
     for (const auto& node : layout.nodes)
         scene.discs.push_back({node.position, radius, {node.protocolColor}, rim, {colors.ground}});
 
-    for (auto& label : placeRingLabels(wishesOf(layout), frameOf(layout, colors), textWidth)) {
-        if (label.text.empty())
+    auto labels = placeRingLabels(wishesOf(layout), frameOf(layout, colors), textWidth);
+    for (std::uint32_t i = 0; i < labels.size(); ++i) {
+        if (labels[i].text.empty()) {
             ++scene.unlabelled;
-        else
-            scene.labels.push_back(std::move(label));
+            continue;
+        }
+        labels[i].node = i;
+        scene.labels.push_back(std::move(labels[i]));
     }
     return scene;
 }

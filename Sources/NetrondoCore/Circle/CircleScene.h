@@ -70,6 +70,7 @@ struct SceneBox {
 /// A line of text. `at` is half-way up its letters: at its beginning, its middle or its end.
 struct SceneLabel {
     enum class Align : std::uint8_t { start, middle, end };
+    static constexpr std::uint32_t noNode = UINT32_MAX;
 
     std::string text;
     Point at;
@@ -78,6 +79,7 @@ struct SceneLabel {
     double size = 12; ///< of the font, in points of the view
     bool isBold = false;
     SceneColor color;
+    std::uint32_t node = noNode; ///< that it names, as an index of the layout's nodes
     friend bool operator==(const SceneLabel&, const SceneLabel&) = default;
 };
 

@@ -80,7 +80,8 @@ void addLabels(CircleScene& scene, const HostServiceLayout& layout, CircleNode::
                                 isHost ? SceneLabel::Align::end : SceneLabel::Align::start,
                                 font,
                                 false,
-                                color});
+                                color,
+                                static_cast<std::uint32_t>(offset + i)});
     }
 }
 

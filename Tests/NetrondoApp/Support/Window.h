@@ -74,12 +74,12 @@ protected:
     const Picture& picture() const { return *circle().picture(); }
     QPoint placeOf(const CircleNode& node) const { return picture().positionOf(node).toPoint(); }
 
-    /// The picture and the lists are of what the window shows now: nothing is read, gathered, sorted or drawn any more.
+    /// What the window shows is of now: nothing is read, gathered, sorted or drawn any more.
     void settle()
     {
         ASSERT_TRUE(eventually([&] {
             return !session().isReading() && !window->isGathering() && !window->isArranging() && !circle().isBusy()
-                && circle().picture();
+                && circle().picture() && !part<DetailsView>().isGathering();
         }));
     }
     /// Does what writes a picture or a list, and waits until it is written or is not.
