@@ -58,7 +58,7 @@ bool plainEquals(std::string_view a, std::string_view b)
 {
     if (folded(a) == folded(b))
         return true;
-    const auto first = number(a), second = number(b);
+    const auto first = leadingNumber(a), second = leadingNumber(b);
     if (first && second && *first == *second)
         return true;
     constexpr std::array<std::string_view, 3> yes = {"1", "true", "yes"}, no = {"0", "false", "no"};
@@ -167,7 +167,7 @@ bool plainHolds(std::string_view value, FilterOp op, std::string_view target)
         return plainEquals(value, target) == (op == FilterOp::eq);
     if (op == FilterOp::contains)
         return TextOrder::ofUser().containsByCollator(value, target);
-    const auto first = number(value), second = number(target);
+    const auto first = leadingNumber(value), second = leadingNumber(target);
     if (!first || !second)
         return ordered(TextOrder::ofUser().compareByCollator(value, target), op);
     return *first == *first && *second == *second && ordered(*first < *second ? -1 : *first > *second, op);
