@@ -45,7 +45,8 @@ inline void expert(Bytes input)
     const auto preferences = preferencesFrom(choices);
     const PcapHeader header{false, false, 65'535, LinkType::ethernet};
     PcapReader reader(asFile(capture), header);
-    PairAggregator aggregator(AnalysisMode::l3IP, preferences), asked(AnalysisMode::l3IP, preferences);
+    PairAggregator aggregator(AnalysisMode::l3IP, preferences);
+    PairAggregator asked(AnalysisMode::l3IP, preferences, FrameMarks::kept);
     std::uint64_t frames = 0;
     while (true) {
         const auto frame = reader.nextFrame();

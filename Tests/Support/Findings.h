@@ -13,7 +13,9 @@ namespace netrondo::test {
 /// `Trouble().add(frame, 0.0).add(frame, 0.1).found("tcp.rst")`: the finding with that id, or null.
 class Trouble {
 public:
-    explicit Trouble(const ExpertPreferences& preferences = {}) : aggregator_(AnalysisMode::l3IP, preferences) { }
+    explicit Trouble(const ExpertPreferences& preferences = {})
+        : aggregator_(AnalysisMode::l3IP, preferences, FrameMarks::kept)
+    { }
 
     Trouble& add(const ByteVector& bytes, double seconds, std::int64_t interface = 0)
     {

@@ -272,7 +272,7 @@ std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& w
             return isChosen;
         };
     }
-    auto result = CaptureFile::analyze(watched, wanted.mode, wanted.thresholds, progress, choice);
+    auto result = CaptureFile::analyze(watched, wanted.mode, wanted.thresholds, progress, choice, FrameMarks::kept);
     if (!result) {
         outcome->error = result.error();
         return outcome;

@@ -110,7 +110,9 @@ bool counts(const FrameFacts& facts, AnalysisMode mode)
 } // namespace
 
 struct PairAggregator::State {
-    State(AnalysisMode analysisMode, const ExpertPreferences& expert) : mode(analysisMode), expertScanner(expert) { }
+    State(AnalysisMode analysisMode, const ExpertPreferences& expert, FrameMarks marks)
+        : mode(analysisMode), expertScanner(expert, marks)
+    { }
 
     AnalysisMode mode;
     ConversationTable table;
@@ -405,8 +407,8 @@ AnalysisResult PairAggregator::State::resultFrom(std::shared_ptr<ConversationTab
     return result;
 }
 
-PairAggregator::PairAggregator(AnalysisMode mode, const ExpertPreferences& expert)
-    : state_(std::make_unique<State>(mode, expert))
+PairAggregator::PairAggregator(AnalysisMode mode, const ExpertPreferences& expert, FrameMarks marks)
+    : state_(std::make_unique<State>(mode, expert, marks))
 { }
 
 PairAggregator::~PairAggregator() = default;

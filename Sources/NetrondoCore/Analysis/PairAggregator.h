@@ -16,7 +16,7 @@ namespace netrondo {
 /// result as often as one likes. Belongs to the thread that feeds it.
 class PairAggregator {
 public:
-    PairAggregator(AnalysisMode mode, const ExpertPreferences& expert);
+    PairAggregator(AnalysisMode mode, const ExpertPreferences& expert, FrameMarks marks = FrameMarks::none);
     ~PairAggregator();
     PairAggregator(PairAggregator&&) noexcept;
     PairAggregator& operator=(PairAggregator&&) noexcept;

@@ -113,11 +113,23 @@ TEST(OrdinaryMorning, HasNoWarningButTheSecretsAndTheCertificateThatItsKeyTellsO
         testing::UnorderedElementsAre("app.cleartext", "app.cleartext", "app.cleartext", "app.cleartext", "tls.cert"));
 }
 
+TEST(SampleFindings, AreTheSameWhereTheMarksOfFramesAreNotKept)
+{
+    const auto found = [](FrameMarks marks) {
+        auto reader = CaptureFile::open(samples / "trouble.pcapng").value();
+        return CaptureFile::analyze(*reader, AnalysisMode::l3IP, {}, {}, {}, marks).value().expertSummary;
+    };
+    const auto plain = found(FrameMarks::none), marked = found(FrameMarks::kept);
+    EXPECT_EQ(plain.findings, marked.findings);
+    EXPECT_FALSE(plain.annotations);
+    EXPECT_FALSE(marked.annotations->empty());
+}
+
 TEST(SampleFindings, OfACaptureThatGrowsAreAtEveryMomentThoseOfItsBeginning)
 {
     auto reader = CaptureFile::open(samples / "trouble.pcapng").value();
     std::vector<StoredFrame> frames;
-    PairAggregator growing(AnalysisMode::l3IP, {});
+    PairAggregator growing(AnalysisMode::l3IP, {}, FrameMarks::kept);
     for (std::size_t count = 1;; ++count) {
         const auto frame = reader->nextFrame();
         if (!frame || !*frame)
@@ -126,7 +138,7 @@ TEST(SampleFindings, OfACaptureThatGrowsAreAtEveryMomentThoseOfItsBeginning)
         growing.ingest(**frame);
         if (count % 700 != 0)
             continue;
-        PairAggregator whole(AnalysisMode::l3IP, {});
+        PairAggregator whole(AnalysisMode::l3IP, {}, FrameMarks::kept);
         for (const auto& one : frames)
             whole.ingest(one.view());
         const auto asked = growing.result().expertSummary, again = growing.result().expertSummary,
@@ -172,7 +184,10 @@ TEST(SampleFindings, AreSelectedByTheirFiltersExactlyByTheirEvidence)
 /// count the same.
 bool marksAgreeWithCounters(const std::filesystem::path& file)
 {
-    const auto result = CaptureFile::analyze(file, AnalysisMode::l3IP, {});
+    const auto reader = CaptureFile::open(file);
+    if (!reader)
+        return false;
+    const auto result = CaptureFile::analyze(**reader, AnalysisMode::l3IP, {}, {}, {}, FrameMarks::kept);
     if (!result)
         return false;
     std::map<Finding, std::uint64_t> marks;

@@ -53,8 +53,10 @@ std::string typeInWords(std::uint16_t type)
 
 } // namespace
 
-CaptureExpertScanner::CaptureExpertScanner(const ExpertPreferences& preferences)
+CaptureExpertScanner::CaptureExpertScanner(const ExpertPreferences& preferences, FrameMarks marks)
     : preferences_(preferences)
+    , marks_(marks)
+    , log_(marks)
     , copies_(std::make_unique<CopyScan>(preferences_))
     , link_(std::make_unique<LinkScan>(preferences_))
     , arp_(std::make_unique<ArpScan>(preferences_))
@@ -369,15 +371,18 @@ CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
         }
         if (isCut && layer == ExpertLayer::application)
             finding.caveat = "Limited by snap length.";
-        for (const auto frame : finding.evidence)
-            findings.annotate(frame, finding.finding);
+        if (marks_ == FrameMarks::kept) {
+            for (const auto frame : finding.evidence)
+                findings.annotate(frame, finding.finding);
+        }
     }
     std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) {
         return std::tuple(b.severity, b.confidence, b.count, a.finding, a.firstFrame)
             < std::tuple(a.severity, a.confidence, a.count, b.finding, b.firstFrame);
     });
     applyMutes(list, preferences_.mutes);
-    summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
+    if (marks_ == FrameMarks::kept)
+        summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
     summary.remarks = remarks();
     summary.cutOff = findings.cutOff();
     link_->tellCutOff(summary.cutOff);

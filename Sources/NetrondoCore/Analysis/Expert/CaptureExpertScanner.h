@@ -27,11 +27,11 @@ enum class FrameSkip : std::uint8_t {
     filtered,     ///< the user’s filter declined it
 };
 
-/// One per analysis. Memory is bounded by the numbers of hosts and connections that the scans keep, not by frames but
-/// for 8 bytes a frame that has a finding.
+/// One per analysis. Memory is bounded by the numbers of hosts and connections that the scans keep, not by frames; the
+/// marks of frames, where they are kept, take 8 bytes a frame that has a finding.
 class CaptureExpertScanner {
 public:
-    explicit CaptureExpertScanner(const ExpertPreferences& preferences);
+    CaptureExpertScanner(const ExpertPreferences& preferences, FrameMarks marks);
     CaptureExpertScanner(const CaptureExpertScanner&) = delete;
     CaptureExpertScanner& operator=(const CaptureExpertScanner&) = delete;
 
@@ -101,6 +101,7 @@ private:
 
     // Large and shared by pointer: the scanner’s owner moves.
     ExpertPreferences preferences_;
+    FrameMarks marks_;
     FindingLog log_;
     std::unique_ptr<CopyScan> copies_;
     std::unique_ptr<LinkScan> link_;

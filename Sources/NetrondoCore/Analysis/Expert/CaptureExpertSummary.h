@@ -65,6 +65,10 @@ struct FrameAnnotation {
 };
 static_assert(sizeof(FrameAnnotation) == 8);
 
+/// Whether an analysis remembers the findings of every frame. Without them its memory does not grow with the frames of
+/// a capture in trouble, and findings have their evidence all the same.
+enum class FrameMarks : std::uint8_t { none, kept };
+
 /// Every frame that was read was analysed or skipped for one reason.
 struct FrameAccounting {
     struct Skip {
@@ -84,7 +88,7 @@ struct CaptureExpertSummary {
     FrameAccounting accounting;
     std::vector<std::string> remarks; ///< plain lines on what the analysis could not take as it is
     std::vector<std::string> cutOff;  ///< what was left out to keep memory bounded
-    /// Ascending by frame; not part of the JSON.
+    /// Ascending by frame; not part of the JSON. None unless the marks of frames were to be kept.
     std::shared_ptr<const std::vector<FrameAnnotation>> annotations;
 
     /// The findings of a frame, most important first; empty for a frame without any.

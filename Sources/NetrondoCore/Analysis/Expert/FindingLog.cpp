@@ -7,7 +7,11 @@
 namespace netrondo {
 
 FindingLog::FindingLog(const FindingLog& other)
-    : records_(other.records_), counts_(other.counts_), dropped_(other.dropped_), annotations_(other.annotations_)
+    : records_(other.records_)
+    , counts_(other.counts_)
+    , dropped_(other.dropped_)
+    , marks_(other.marks_)
+    , annotations_(other.annotations_)
 {
     if (records_.empty())
         return;
@@ -43,7 +47,9 @@ void FindingLog::annotate(std::uint32_t frame, Finding finding)
     // Most marks are of the newest frame; the others are sorted in when somebody reads them.
     constexpr std::size_t room = 8192; // growing is for captures in much trouble
     if (annotations_.empty())
-        annotations_.reserve(room);
+        annotations_.reserve(marks_ == FrameMarks::kept ? room : 1);
+    else if (marks_ == FrameMarks::none && annotations_.back().frame != frame)
+        annotations_.clear();
     if (annotations_.empty() || annotations_.back().frame != frame)
         annotations_.push_back({frame, {finding}});
     else

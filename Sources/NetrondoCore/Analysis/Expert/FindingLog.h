@@ -28,19 +28,19 @@ inline std::uint64_t hashOf(const Subject& subject)
     return hashWords(hashOf(subject.a) + subject.port, hashOf(subject.b));
 }
 
-/// Memory is bounded: so many records of each finding, a hundred frames each, and 8 bytes for a frame that has a mark.
-/// What goes beyond is counted and said.
+/// Memory is bounded: so many records of each finding, a hundred frames each, and 8 bytes for a frame that has a mark,
+/// where the marks are kept. What goes beyond is counted and said.
 class FindingLog {
 public:
     static constexpr std::uint32_t maxRecordsPerFinding = 1000;
 
-    FindingLog() = default;
+    explicit FindingLog(FrameMarks marks) : marks_(marks) { }
     FindingLog(const FindingLog& other);
     FindingLog& operator=(const FindingLog&) = delete;
     FindingLog(FindingLog&&) = default;
     FindingLog& operator=(FindingLog&&) = default;
 
-    /// Marks a frame.
+    /// Marks a frame. Where marks are not kept it takes the place of the one before.
     void annotate(std::uint32_t frame, Finding finding);
     /// Counts a sighting under its record and marks the frame. The record is good until the next call; of the findings
     /// of which there are too many already it is a scratch one.
@@ -71,6 +71,7 @@ private:
     std::optional<SlotIndex> index_; ///< made with the first record
     std::array<std::uint32_t, static_cast<std::size_t>(Finding::count)> counts_{};
     std::array<std::uint64_t, static_cast<std::size_t>(Finding::count)> dropped_{};
+    FrameMarks marks_;
     std::vector<FrameAnnotation> annotations_;
     ExpertFinding scratch_;
 };

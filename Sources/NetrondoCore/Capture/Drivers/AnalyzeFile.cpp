@@ -35,9 +35,9 @@ CaptureResult<AnalysisResult> analyze(const std::filesystem::path& path, Analysi
 
 CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
                                       const ExpertPreferences& expertPreferences, const Progress& progress,
-                                      const FrameChoice& choice)
+                                      const FrameChoice& choice, FrameMarks marks)
 {
-    PairAggregator aggregator(mode, expertPreferences);
+    PairAggregator aggregator(mode, expertPreferences, marks);
     if (reader.isNanosecond())
         aggregator.setNanosecond();
     if (reader.hasSecondMember())

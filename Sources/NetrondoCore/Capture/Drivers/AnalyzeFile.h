@@ -25,6 +25,6 @@ CaptureResult<AnalysisResult> analyze(const std::filesystem::path& path, Analysi
 /// The same for a reader that is open already.
 CaptureResult<AnalysisResult> analyze(CaptureReading& reader, AnalysisMode mode,
                                       const ExpertPreferences& expertPreferences, const Progress& progress = {},
-                                      const FrameChoice& choice = {});
+                                      const FrameChoice& choice = {}, FrameMarks marks = FrameMarks::none);
 
 } // namespace netrondo::CaptureFile

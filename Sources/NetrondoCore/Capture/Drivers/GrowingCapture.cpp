@@ -17,7 +17,7 @@ CaptureResult<void> GrowingCapture::open()
     watched_.reset();
     NR_TRY(reader_, CaptureFile::open(path_));
     watched_.emplace(*reader_, never_);
-    aggregator_.emplace(mode_, expert_);
+    aggregator_.emplace(mode_, expert_, FrameMarks::kept);
     if (reader_->isNanosecond())
         aggregator_->setNanosecond();
     return {};
