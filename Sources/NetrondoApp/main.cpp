@@ -47,6 +47,7 @@ int openWindow(int argc, char** argv)
     if (const auto files = parser.positionalArguments(); !files.empty())
         window.open(files.front()); // it is read while the window appears
     window.show();
+    window.offerAbandoned();
     return QApplication::exec();
 }
 

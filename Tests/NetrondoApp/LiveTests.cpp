@@ -1,6 +1,7 @@
 // Capturing and receiving in the window: what is asked, how it grows, what goes wrong, what is kept.
 #include "../Support/Traffic.h" // the folder beside this file has one of the same name
 
+#include "Base/Units.h"
 #include "Capture/CaptureFile.h"
 #include "Capture/CaptureWriter.h"
 #include "NetrondoApp/Support/Window.h"
@@ -8,9 +9,11 @@
 #include "Shell/LiveControl.h"
 #include "Shell/ReceiveDialog.h"
 #include "Support/Captures.h"
+#include "Support/Child.h"
 #include "Support/Network.h"
 #include "Support/Readers.h"
 #include "Support/Server.h"
+#include "Tasks/TemporaryCapture.h"
 #include "Views/FilterBar.h"
 #include "Views/FrameListView.h"
 
@@ -21,7 +24,6 @@
 #include <QPushButton>
 #include <QTreeWidget>
 #include <csignal>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <linux/securebits.h>
 #include <sys/prctl.h>
@@ -95,6 +97,28 @@ protected:
         window->close();
         EXPECT_TRUE(answer(QMessageBox::Discard));
     }
+
+    /// A recording as a program leaves it behind that is killed in the middle of a record; returns how many frames it
+    /// holds.
+    std::size_t leaveBehind(const char* name)
+    {
+        const auto path = temporary_ / name;
+        std::filesystem::copy_file(sample().toStdString(), path);
+        std::filesystem::resize_file(path, std::filesystem::file_size(path) - 5);
+        std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+        return readFile(path).frames.size();
+    }
+    /// Presses a button of the question about a capture that was left behind; false where it is not asked.
+    bool answerAboutAbandoned(QMessageBox::StandardButton button)
+    {
+        const auto box = [this] { return window->findChild<QMessageBox*>(QStringLiteral("abandoned")); };
+        if (!eventually([&] { return box() != nullptr; }))
+            return false;
+        box()->button(button)->click();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        return true;
+    }
+    std::size_t temporaryFiles() const { return temporary_.count(); }
 
 private:
     TempFolder temporary_;
@@ -311,6 +335,73 @@ TEST_F(ReceiveInWindow, ARestartBeginsWithNothing)
     giveUp();
 }
 
+TEST_F(LiveTest, ARecordingThatAKilledProgramLeftBehindCanBeSaved)
+{
+    const auto frames = leaveBehind("netrondo-unsaved-abcdef.pcapng");
+    ASSERT_GT(frames, 100u);
+    window->offerAbandoned();
+    ASSERT_TRUE(answerAboutAbandoned(QMessageBox::Open));
+    waitForFrames(frames);
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Recovered capture – Netrondo"));
+    EXPECT_EQ(barText(), "Recovered capture · " + units::grouped(frames) + " frames · ended, not saved yet");
+    EXPECT_FALSE(action("restartCapture").isEnabled());
+    EXPECT_FALSE(window->close()) << "it is saved nowhere";
+    EXPECT_TRUE(answer(QMessageBox::Cancel));
+    EXPECT_FALSE(TemporaryCapture::findAbandoned()) << "it is this window's now";
+    const TempFolder folder;
+    saveTo(folder / "a.pcapng");
+    EXPECT_EQ(readFile(folder / "a.pcapng").frames.size(), frames);
+    EXPECT_TRUE(window->close());
+}
+
+TEST_F(LiveTest, RecordingsLeftBehindStayUntilTheyAreGivenUpOneByOne)
+{
+    leaveBehind("netrondo-unsaved-abcdef.pcapng");
+    leaveBehind("netrondo-unsaved-ghijkl.pcapng");
+    window->offerAbandoned();
+    ASSERT_TRUE(answerAboutAbandoned(QMessageBox::Cancel));
+    EXPECT_EQ(temporaryFiles(), 2u);
+    window->offerAbandoned();
+    ASSERT_TRUE(answerAboutAbandoned(QMessageBox::Discard));
+    EXPECT_EQ(temporaryFiles(), 1u);
+    ASSERT_TRUE(answerAboutAbandoned(QMessageBox::Discard)) << "the next one";
+    EXPECT_EQ(temporaryFiles(), 0u);
+}
+
+TEST_F(LiveTest, OnlyRecordingsOfEndedProgramsAreTakenForLeftBehind)
+{
+    EXPECT_FALSE(TemporaryCapture::findAbandoned());
+    {
+        const TemporaryCapture written;
+        EXPECT_FALSE(TemporaryCapture::findAbandoned()) << "it is locked";
+        EXPECT_FALSE(TemporaryCapture::adopt(written.path()));
+    }
+    leaveBehind("netrondo-unsaved-ghijkl.pcapng.bak");
+    EXPECT_FALSE(TemporaryCapture::findAbandoned()) << "another name";
+    TemporaryCapture().release();
+    EXPECT_EQ(temporaryFiles(), 2u);
+    EXPECT_FALSE(TemporaryCapture::findAbandoned()) << "it holds no frame";
+    EXPECT_EQ(temporaryFiles(), 1u);
+    leaveBehind("netrondo-unsaved-abcdef.pcapng");
+    auto found = TemporaryCapture::findAbandoned();
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->path.string().ends_with("netrondo-unsaved-abcdef.pcapng"));
+    std::filesystem::permissions(found->path, std::filesystem::perms::all);
+    EXPECT_FALSE(TemporaryCapture::findAbandoned()) << "somebody keeps it for others to read";
+    std::filesystem::remove(found->path);
+    std::filesystem::remove(found->path.replace_filename("netrondo-unsaved-ghijkl.pcapng.bak"));
+}
+
+TEST_F(LiveTest, ARecordingThatNoFileCanBeMadeForIsTold)
+{
+    qputenv("TMPDIR", "/proc");
+    control().receive({.server = {"127.0.0.1", 1}});
+    waitForTheEnd();
+    EXPECT_EQ(message(),
+              QStringLiteral("There is no room for a capture in the temporary directory /proc (TMPDIR "
+                             "can name another)."));
+}
+
 TEST_F(LiveTest, WhatAFilterAndASelectionLeaveCanBeSaved)
 {
     open(sample());
@@ -495,7 +586,9 @@ TEST_F(CaptureInWindow, AnInterfaceThatGoesDownIsToldAndWhatCameIsKept)
     waitForFrames(3);
     cable().takeDown();
     waitForTheEnd();
-    EXPECT_EQ(message(), QStringLiteral("The interface nrfar went down. What was captured before is kept: 3 frames."));
+    EXPECT_EQ(message(),
+              QStringLiteral("The interface nrfar went down; this brings it up: sudo ip link set nrfar up. What was "
+                             "captured before is kept: 3 frames."));
     EXPECT_EQ(session().facts().frames, 3u);
     giveUp();
 }
@@ -508,7 +601,8 @@ TEST_F(CaptureInWindow, AnInterfaceThatVanishesIsToldAndWhatCameIsKept)
     cable().remove();
     waitForTheEnd();
     EXPECT_EQ(message(),
-              QStringLiteral("The interface nrfar has vanished. What was captured before is kept: 3 frames."));
+              QStringLiteral("The interface nrfar has vanished; netrondo interfaces lists those there are. What was "
+                             "captured before is kept: 3 frames."));
     EXPECT_EQ(session().facts().frames, 3u);
     giveUp();
 }
@@ -518,12 +612,12 @@ TEST_F(CaptureInWindow, ACaptureProgramThatIsKilledIsToldAndWhatCameIsKept)
     capture();
     send(3);
     waitForFrames(3);
-    std::ifstream children("/proc/self/task/" + std::to_string(::getpid()) + "/children");
-    pid_t program = -1;
-    ASSERT_TRUE(children >> program);
+    const auto program = childOf(::getpid());
+    ASSERT_GT(program, 0);
     ::kill(program, SIGKILL);
     waitForTheEnd();
-    EXPECT_THAT(message().toStdString(), HasSubstr("the capture program was ended by signal 9"));
+    EXPECT_THAT(message().toStdString(),
+                HasSubstr("the capture program was ended by signal 9; a new capture starts it again. What"));
     EXPECT_EQ(session().facts().frames, 3u);
     giveUp();
 }

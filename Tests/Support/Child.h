@@ -1,6 +1,7 @@
 // Running a piece of a test in a process of its own, where limits, identity and standard input may change.
 #pragma once
 
+#include <fstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,6 +46,21 @@ inline bool becomeNobody()
 {
     constexpr unsigned nobody = 65534;
     return ::geteuid() != 0 || (::setgid(nobody) == 0 && ::setuid(nobody) == 0);
+}
+
+/// The first child that the main thread of a process has; -1 for none.
+inline pid_t childOf(pid_t process)
+{
+    std::ifstream children("/proc/" + std::to_string(process) + "/task/" + std::to_string(process) + "/children");
+    pid_t child = -1;
+    return children >> child ? child : -1;
+}
+
+/// False once it has ended, whether or not somebody has asked how.
+inline bool isRunning(pid_t process)
+{
+    std::ifstream words("/proc/" + std::to_string(process) + "/cmdline");
+    return words.get() != std::ifstream::traits_type::eof();
 }
 
 } // namespace netrondo::test

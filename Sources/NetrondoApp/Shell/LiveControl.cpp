@@ -18,8 +18,10 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
+#include <QDateTime>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -79,8 +81,11 @@ LiveControl::LiveControl(const Surroundings& surroundings)
     connect(&live_, &LiveSession::began, this, [this] { around_.session.follow(live_.path()); });
     connect(&live_, &LiveSession::ended, this, &LiveControl::takeEnd);
     connect(&around_.session, &CaptureSession::opened, this, [this] {
+        const auto& facts = around_.session.facts();
+        if (facts.path == std::exchange(recovering_, {}))
+            isGivenUp_ = !live_.recover(facts.path, facts.frames) && isGivenUp_;
         // What is not shown any more is not kept either: the user has been asked.
-        if (around_.session.facts().path == live_.path())
+        if (facts.path == live_.path())
             live_.forgetPrevious();
         else
             live_.drop();
@@ -124,7 +129,7 @@ void LiveControl::addTo(QMenu& menu, const Selected& what)
 void LiveControl::refresh()
 {
     stop_->setEnabled(live_.isRunning());
-    restart_->setEnabled(live_.isThere());
+    restart_->setEnabled(live_.isThere() && !live_.isRecovered());
     saveRecording_->setEnabled(live_.hasBegun());
 }
 
@@ -221,6 +226,42 @@ void LiveControl::whenNothingIsLost(const std::function<void()>& then)
             isGivenUp_ = true;
             live_.stop();
             return then();
+        default: break;
+        }
+    });
+    box->open();
+}
+
+void LiveControl::offerAbandoned()
+{
+    inBackground(this, TemporaryCapture::findAbandoned, [this](const auto& abandoned) {
+        if (abandoned)
+            askAbout(*abandoned);
+    });
+}
+
+void LiveControl::askAbout(const TemporaryCapture::Abandoned& abandoned)
+{
+    const auto path = asQt(abandoned.path.string());
+    const auto time = QLocale().toString(QDateTime::fromSecsSinceEpoch(abandoned.changed), QLocale::ShortFormat);
+    auto* const box = new QMessageBox(QMessageBox::Question, tr("Netrondo"),
+                                      tr("A capture was not saved when Netrondo was ended: %1, until %2.")
+                                          .arg(asQt(units::bytes(abandoned.bytes)), time),
+                                      QMessageBox::Open | QMessageBox::Discard | QMessageBox::Cancel, &around_.window);
+    box->setObjectName(QStringLiteral("abandoned"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setInformativeText(tr("It is still there, in %1. Cancel leaves it there until the next start.").arg(path));
+    box->setDefaultButton(QMessageBox::Open);
+    connect(box, &QMessageBox::buttonClicked, this, [this, box, path](QAbstractButton* button) {
+        switch (box->standardButton(button)) {
+        case QMessageBox::Open:
+            return whenNothingIsLost([this, path] {
+                recovering_ = path;
+                around_.session.open(path);
+            });
+        case QMessageBox::Discard:
+            TemporaryCapture::adopt(path.toStdString()); // and lets it go
+            return offerAbandoned();
         default: break;
         }
     });

@@ -6,6 +6,7 @@
 #include "Capture/PcapOverIp.h"
 #include "Models/Selection.h"
 #include "Tasks/LiveSession.h"
+#include "Tasks/TemporaryCapture.h"
 #include "Views/LiveBar.h"
 
 #include <QObject>
@@ -65,6 +66,9 @@ public:
     /// Calls `then` once nothing would be lost: at once, or when the user has saved the recording or given it up.
     void whenNothingIsLost(const std::function<void()>& then);
     bool wouldLoseFrames() const;
+    /// Looks, in the background, for a capture that a program left behind when it was ended, and asks what to do with
+    /// it.
+    void offerAbandoned();
 
 signals:
     void saved(); ///< frames were written, or could not be; the message bar says which
@@ -74,6 +78,7 @@ private:
     void chooseTarget(Extent extent, const std::function<void()>& then = {});
     void saveRecordingThen(const std::function<void()>& then);
     void takeEnd();
+    void askAbout(const TemporaryCapture::Abandoned& abandoned);
     void refresh();
     QAction* action(const QString& text, const QKeySequence& keys, const char* name, const std::function<void()>& does);
 
@@ -82,6 +87,7 @@ private:
     LiveBar* bar_;
     bool isGivenUp_ = false; ///< the user has said that the recording may be lost
     std::function<void()> afterEnd_;
+    QString recovering_; ///< the path of an abandoned capture that is being opened
     QPointer<CaptureDialog> captureDialog_;
     QPointer<ReceiveDialog> receiveDialog_;
     QAction* capture_;

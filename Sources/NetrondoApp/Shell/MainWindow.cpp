@@ -641,6 +641,11 @@ void MainWindow::follow(const QString& path)
     live_->whenNothingIsLost([this, path] { session_->follow(QFileInfo(path).absoluteFilePath()); });
 }
 
+void MainWindow::offerAbandoned()
+{
+    live_->offerAbandoned();
+}
+
 void MainWindow::setOptions(const ViewOptions& options)
 {
     options_ = options;

@@ -58,6 +58,8 @@ public:
     void exportTable(const RankedModel& model, const QString& path);
     void copyTable(const RankedModel& model);
     void tidy();
+    /// Asks about a capture that was not saved when the program was ended, if there is one.
+    void offerAbandoned();
 
     const ViewOptions& options() const { return options_; }
     void setOptions(const ViewOptions& options);

@@ -4,14 +4,12 @@
 #include "Base/Units.h"
 #include "Models/Text.h"
 #include "Tasks/Background.h"
+#include "Tasks/TemporaryCapture.h"
 
 #include <QDir>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace netrondo {
 namespace {
@@ -19,36 +17,12 @@ using namespace std::chrono_literals;
 
 constexpr auto lookEvery = 100ms;
 constexpr auto flushEvery = 200ms;
-
-/// A file that nobody else may read, and that goes with the object.
-class TemporaryCapture {
-public:
-    TemporaryCapture()
-    {
-        constexpr std::string_view ending = ".pcapng";
-        auto name = QDir::temp().filePath(QStringLiteral("netrondo-XXXXXX")).toStdString().append(ending);
-        if (const int descriptor = ::mkstemps(name.data(), ending.size()); descriptor >= 0) {
-            ::close(descriptor);
-            path_ = name;
-        }
-    }
-    ~TemporaryCapture()
-    {
-        std::error_code gone;
-        if (!path_.empty())
-            std::filesystem::remove(path_, gone);
-    }
-    TemporaryCapture(const TemporaryCapture&) = delete;
-    TemporaryCapture& operator=(const TemporaryCapture&) = delete;
-
-    const std::filesystem::path& path() const { return path_; } ///< empty when there is no room for one
-
-private:
-    std::filesystem::path path_;
-};
 } // namespace
 
 struct LiveSession::Run {
+    Run() = default;
+    explicit Run(TemporaryCapture recovered) : file(std::move(recovered)) { }
+
     TemporaryCapture file;
     std::unique_ptr<LiveRecording> recording;
     Result<void, LiveRecording::Failure> result; ///< once it is over
@@ -84,11 +58,7 @@ QString LiveSession::path() const
 
 void LiveSession::start(const Wish& wish)
 {
-    end();
-    if (run_)
-        previous_ = std::move(run_);
-    wish_ = wish;
-    run_ = std::make_shared<Run>();
+    replace(wish, std::make_shared<Run>());
     if (run_->file.path().empty()) {
         trouble_ = tr("There is no room for a capture in the temporary directory %1 (TMPDIR can name another).")
                        .arg(QDir::tempPath());
@@ -105,6 +75,27 @@ void LiveSession::start(const Wish& wish)
     Run::begin(run_);
     timer_.start();
     emit moved();
+}
+
+bool LiveSession::recover(const QString& path, std::uint64_t frames)
+{
+    auto file = TemporaryCapture::adopt(path.toStdString());
+    if (!file)
+        return false;
+    replace({tr("Recovered capture"), tr("recovered"), {}}, std::make_shared<Run>(std::move(*file)));
+    status_.frames = frames;
+    hasBegun_ = isOver_ = true;
+    emit moved();
+    return true;
+}
+
+void LiveSession::replace(const Wish& wish, std::shared_ptr<Run> run)
+{
+    end();
+    if (run_)
+        previous_ = std::move(run_);
+    wish_ = wish;
+    run_ = std::move(run);
 }
 
 void LiveSession::stop()
@@ -164,8 +155,9 @@ void LiveSession::look()
         if (where != wish_.name.toStdString()) // a file's; the source's own sentences name it
             trouble_ = QStringLiteral("%1: %2").arg(asQt(where), trouble_);
         if (status_.frames > 0)
-            trouble_ += tr(" What was captured before is kept: %1.")
-                            .arg(asQt(units::counted(status_.frames, "frame", "frames")));
+            trouble_ += (trouble_.endsWith(QLatin1Char('.')) ? QString() : QStringLiteral("."))
+                + tr(" What was captured before is kept: %1.")
+                      .arg(asQt(units::counted(status_.frames, "frame", "frames")));
     }
     finish();
 }

@@ -19,9 +19,9 @@ class LiveSession : public QObject {
 public:
     /// What is to be recorded.
     struct Wish {
-        QString title; ///< "Capture on eth0"
-        QString name;  ///< of the source: "eth0", "probe:57012"
-        std::function<CaptureResult<std::shared_ptr<LiveSource>>()> start;
+        QString title;                                                     ///< "Capture on eth0"
+        QString name;                                                      ///< of the source: "eth0", "probe:57012"
+        std::function<CaptureResult<std::shared_ptr<LiveSource>>()> start; ///< empty when it was recovered
     };
 
     explicit LiveSession(QObject* parent = nullptr);
@@ -32,6 +32,9 @@ public:
     void start(const Wish& wish);
     /// The same from its beginning.
     void restart() { start(Wish(wish_)); }
+    /// Takes over a capture with so many frames that a program left behind when it was ended, as a recording that is
+    /// over. False when somebody else has taken it, or it is gone.
+    bool recover(const QString& path, std::uint64_t frames);
     void stop();
     /// Ends the recording and removes its file.
     void drop();
@@ -39,7 +42,8 @@ public:
 
     bool isThere() const { return run_ != nullptr; } ///< there is a recording, running or over
     bool isRunning() const { return run_ && !isOver_; }
-    bool hasBegun() const { return hasBegun_; } ///< there is a file
+    bool isRecovered() const { return run_ && !wish_.start; } ///< what there is was left behind by another program
+    bool hasBegun() const { return hasBegun_; }               ///< there is a file
     const Wish& wish() const { return wish_; }
     QString path() const; ///< of the file
     /// The file is that of this recording, or of the one before.
@@ -61,6 +65,7 @@ signals:
 private:
     struct Run;
 
+    void replace(const Wish& wish, std::shared_ptr<Run> run);
     void end();
     void look();
     void finish();

@@ -65,7 +65,7 @@ void LiveBar::refresh()
     else if (session_.isRunning() && !session_.hasBegun())
         parts << tr("starting…");
     if (session_.hasBegun())
-        parts << accountOf(status);
+        parts << (session_.isRecovered() ? asQt(units::counted(status.frames, "frame", "frames")) : accountOf(status));
     if (!session_.isRunning())
         parts << (session_.isUnsaved() ? tr("ended, not saved yet") : tr("ended"));
     text_->setText(parts.join(QStringLiteral(" · ")));
