@@ -1,5 +1,6 @@
 // `netrondo capture` and `netrondo interfaces`.
 #include "Support/Captures.h"
+#include "Support/Child.h"
 #include "Support/Command.h"
 #include "Support/Frames.h"
 #include "Support/Network.h"
@@ -187,8 +188,55 @@ TEST_F(CaptureCommandOnCable, AnInterfaceThatGoesDownIsToldAndKeepsWhatWasCaptur
     cable().takeDown();
     const auto run = process.end();
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.errors, HasSubstr("netrondo: nrfar: The interface nrfar went down.\n"));
+    EXPECT_THAT(run.errors,
+                HasSubstr("netrondo: nrfar: The interface nrfar went down; this brings it up: sudo ip link set nrfar "
+                          "up\n"));
     EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 30u);
+}
+
+TEST_F(CaptureCommandOnCable, AnInterfaceThatVanishesIsToldAndKeepsWhatWasCaptured)
+{
+    const TempFolder folder;
+    Process process(capture({"-w", (folder / "a.pcap").string()}));
+    waitFor([&] { return sizeOf(folder / "a.pcap") == 24; });
+    cable().send(web, 30);
+    waitFor([&] { return sizeOf(folder / "a.pcap") > 2000; });
+    cable().remove();
+    const auto run = process.end();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("netrondo: nrfar: The interface nrfar has vanished; netrondo interfaces lists"));
+    EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 30u);
+}
+
+TEST_F(CaptureCommandOnCable, ACaptureProgramThatIsKilledIsToldAndKeepsWhatWasCaptured)
+{
+    const TempFolder folder;
+    Process process(capture({"-w", (folder / "a.pcapng").string()}));
+    waitFor([&] { return sizeOf(folder / "a.pcapng") > 0; });
+    cable().send(web, 30);
+    waitFor([&] { return sizeOf(folder / "a.pcapng") > 2000; });
+    const auto program = childOf(process.id());
+    ASSERT_GT(program, 0);
+    ::kill(program, SIGKILL);
+    const auto run = process.end();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("the capture program was ended by signal 9; a new capture starts it again\n"));
+    EXPECT_THAT(run.errors, HasSubstr("30 frames\n"));
+    EXPECT_EQ(readFile(folder / "a.pcapng").frames.size(), 30u);
+}
+
+TEST_F(CaptureCommandOnCable, WhatWasCapturedIsKeptWhenItIsKilledItself)
+{
+    const TempFolder folder;
+    Process process(capture({"-w", (folder / "a.pcap").string()}));
+    waitFor([&] { return sizeOf(folder / "a.pcap") == 24; });
+    cable().send(web, 30);
+    waitFor([&] { return sizeOf(folder / "a.pcap") > 30 * web.size(); });
+    const auto program = childOf(process.id());
+    process.signal(SIGKILL);
+    process.end();
+    EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 30u);
+    waitFor([&] { return !isRunning(program); }); // the capture program does not outlive it
 }
 
 TEST(CaptureCommand, WithoutThePrivilegeItSaysWhatGivesIt)

@@ -66,8 +66,57 @@ TEST(ReceiveCommand, AResetIsAFailureThatKeepsWhatWasReceived)
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors,
                 HasSubstr("netrondo: " + addressOf(server) + ": The stream from " + addressOf(server)
-                          + " failed: Connection reset by peer\n"));
+                          + " failed: Connection reset by peer. Connecting again may help.\n"));
     EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 1u);
+}
+
+TEST(ReceiveCommand, GarbageIsAFailureThatKeepsWhatWasReceived)
+{
+    const TempFolder folder;
+    Server server;
+    Process process({"receive", addressOf(server), "-w", (folder / "a.pcap").string()});
+    server.accept();
+    server.send(PcapBytes().frame(web).frame(web));
+    server.send(std::vector<std::uint8_t>(100, 0xff));
+    const auto run = process.end();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("the stream is damaged or out of step. Connecting again may help.\n"));
+    EXPECT_THAT(run.errors, HasSubstr("2 frames\n"));
+    EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 2u);
+}
+
+TEST(ReceiveCommand, APeerThatStallsIsWaitedForAndCanBeInterrupted)
+{
+    const TempFolder folder;
+    Server server;
+    Process process({"receive", addressOf(server), "-w", (folder / "a.pcap").string()});
+    server.accept();
+    server.send(PcapBytes().frame(web));
+    server.send(std::vector<std::uint8_t>(8)); // half the header of a record
+    while (!std::filesystem::exists(folder / "a.pcap") || std::filesystem::file_size(folder / "a.pcap") < 40)
+        std::this_thread::yield();
+    process.signal(SIGINT);
+    const auto run = process.end();
+    EXPECT_EQ(run.status, 0) << run.errors;
+    EXPECT_EQ(run.errors, "1 frame\n");
+    EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 1u);
+}
+
+TEST(ReceiveCommand, AFullDiskIsToldAndKeepsWhatWasReceived)
+{
+    const TempFolder folder;
+    Server server;
+    const auto path = (folder / "a.pcapng").string();
+    Process process({"receive", addressOf(server), "-w", path}, {.fileSizeLimit = 4000});
+    server.accept();
+    PcapBytes capture;
+    for (int i = 0; i < 100; ++i)
+        capture.frame(web);
+    server.send(capture);
+    const auto run = process.end();
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors, HasSubstr("netrondo: " + path + ": File too large\n"));
+    EXPECT_GT(readFile(path).frames.size(), 20u);
 }
 
 TEST(ReceiveCommand, ConnectsAgainWhenItIsAskedTo)

@@ -138,7 +138,9 @@ TEST(PcapOverIp, AStreamCutInARecordKeepsAllBeforeIt)
     server.hangUp();
     const auto contents = collect(source);
     EXPECT_EQ(contents.frames.size(), 2u);
-    EXPECT_THAT(contents.error, HasSubstr("closed the connection in the middle of a frame; those before it are kept."));
+    EXPECT_THAT(contents.error,
+                HasSubstr("closed the connection in the middle of a frame; those before it are kept. "
+                          "Connecting again may help."));
 }
 
 TEST(PcapOverIp, AResetIsAnErrorAndKeepsAllBeforeIt)

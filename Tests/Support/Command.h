@@ -48,6 +48,7 @@ public:
     /// Stops reading its output, as `head` does.
     void closeOutput();
     void signal(int number);
+    pid_t id() const { return id_; }
     /// Reads all output and waits for the end.
     Ended end();
 

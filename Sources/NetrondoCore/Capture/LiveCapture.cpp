@@ -219,7 +219,8 @@ CaptureResult<std::size_t> LiveCapture::finish()
     takeReports();
     if (fault_ == Fault::none && WIFSIGNALED(status)) {
         fault_ = Fault::program;
-        detail_ = fmt::format("the capture program was ended by signal {}", WTERMSIG(status));
+        detail_ =
+            fmt::format("the capture program was ended by signal {}; a new capture starts it again", WTERMSIG(status));
     } else if (fault_ == Fault::none && WEXITSTATUS(status) != 0) {
         fault_ = Fault::program;
         detail_ = fmt::format("the capture program ended with status {}", WEXITSTATUS(status));
@@ -239,11 +240,11 @@ std::string LiveCapture::sentence(std::string_view detail) const
                            permissionCommand(options_.program));
     case Fault::interface:
         return isListening()
-            ? fmt::format("The interface {} has vanished.", name)
+            ? fmt::format("The interface {} has vanished; netrondo interfaces lists those there are.", name)
             : fmt::format("There is no interface {}; netrondo interfaces lists those there are.", name);
     case Fault::interfaceDown:
         return isListening()
-            ? fmt::format("The interface {} went down.", name)
+            ? fmt::format("The interface {0} went down; this brings it up: sudo ip link set {0} up", name)
             : fmt::format("The interface {0} is down; this brings it up: sudo ip link set {0} up", name);
     case Fault::filter: return fmt::format("The capture filter is none: {}", detail);
     case Fault::none:

@@ -158,8 +158,9 @@ CaptureResult<std::size_t> PcapOverIp::nextBatch(std::span<CaptureFrame> frames,
     }
     const auto count = receive(frames, patience);
     if (!count) {
-        const auto done = failed(
-            fmt::format("The stream from {} failed: {}", options_.server.text(), count.error().errorDescription()));
+        const auto text = count.error().errorDescription();
+        const auto done = failed(fmt::format("The stream from {} failed: {}{} Connecting again may help.",
+                                             options_.server.text(), text, text.ends_with('.') ? "" : "."));
         return done ? CaptureResult<std::size_t>(0) : std::unexpected(done.error());
     }
     received_ += *count;
@@ -167,7 +168,8 @@ CaptureResult<std::size_t> PcapOverIp::nextBatch(std::span<CaptureFrame> frames,
         return count;
     if (stream_->isCut()) {
         const auto done = failed(fmt::format(
-            "{} closed the connection in the middle of a frame; those before it are kept.", options_.server.text()));
+            "{} closed the connection in the middle of a frame; those before it are kept. Connecting again may help.",
+            options_.server.text()));
         return done ? CaptureResult<std::size_t>(0) : std::unexpected(done.error());
     }
     if (options_.reconnect)
