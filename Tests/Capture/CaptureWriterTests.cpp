@@ -284,7 +284,7 @@ TEST(CaptureWriter, ADeviceWithoutRoomSaysSo)
     EXPECT_EQ(writer->finish().error().errorDescription(), "No space left on device");
 }
 
-struct NameCase {
+struct WrittenNameCase {
     std::string_view path;
     std::optional<CaptureFormat> format;
 };
@@ -292,10 +292,10 @@ struct NameCase {
 TEST(CaptureWriter, TheNameAsksForTheFormat)
 {
     for (const auto& [path, format] :
-         {NameCase{"a.pcapng", CaptureFormat::pcapng}, NameCase{"A.PCAPNG", CaptureFormat::pcapng},
-          NameCase{"a.pcap", CaptureFormat::pcap}, NameCase{"a.cap", CaptureFormat::pcap},
-          NameCase{"a", CaptureFormat::pcap}, NameCase{"-", CaptureFormat::pcap}, NameCase{"a.pcap.gz", std::nullopt},
-          NameCase{"a.caz", std::nullopt}})
+         {WrittenNameCase{"a.pcapng", CaptureFormat::pcapng}, WrittenNameCase{"A.PCAPNG", CaptureFormat::pcapng},
+          WrittenNameCase{"a.pcap", CaptureFormat::pcap}, WrittenNameCase{"a.cap", CaptureFormat::pcap},
+          WrittenNameCase{"a", CaptureFormat::pcap}, WrittenNameCase{"-", CaptureFormat::pcap},
+          WrittenNameCase{"a.pcap.gz", std::nullopt}, WrittenNameCase{"a.caz", std::nullopt}})
         EXPECT_EQ(CaptureWriter::formatFor(path), format) << path;
 }
 
