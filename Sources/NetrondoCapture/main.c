@@ -64,9 +64,17 @@ static int take(void* context, const void* bytes, size_t count)
     return output_failed ? -1 : 0;
 }
 
-static void put(void* writer, const nr_pcap_frame* frame)
+struct route {
+    nr_pcap* from;
+    nr_pcap_writer* to;
+};
+
+/* A reader that has gone wants no more of what the kernel has collected. */
+static void put(void* context, const nr_pcap_frame* frame)
 {
-    nr_pcap_writer_put(writer, frame);
+    const struct route* route = context;
+    if (nr_pcap_writer_put(route->to, frame) != 0)
+        nr_pcap_break(route->from);
 }
 
 /* ---- Reports ---- */
@@ -135,6 +143,7 @@ static int input_ended(void)
 static int run(nr_pcap* capture, nr_pcap_writer* writer)
 {
     char error[NR_PCAP_ERROR_SIZE];
+    struct route route = {capture, writer};
     long long next_report = milliseconds() + report_interval;
     int code = 0;
     while (!asked_to_end && !output_failed) {
@@ -142,7 +151,7 @@ static int run(nr_pcap* capture, nr_pcap_writer* writer)
         poll(waiting, 2, timeout);
         if (waiting[0].revents != 0 && input_ended())
             break;
-        code = nr_pcap_dispatch(capture, 0, put, writer, error);
+        code = nr_pcap_dispatch(capture, 0, put, &route, error);
         flush();
         if (code < 0)
             break;
@@ -160,7 +169,7 @@ static int run(nr_pcap* capture, nr_pcap_writer* writer)
     if (code >= 0) { /* what came until now */
         struct pollfd last = {nr_pcap_descriptor(capture), POLLIN, 0};
         poll(&last, 1, timeout);
-        nr_pcap_dispatch(capture, 0, put, writer, error);
+        nr_pcap_dispatch(capture, 0, put, &route, error);
     }
     flush();
     report(capture);

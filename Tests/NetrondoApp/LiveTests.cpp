@@ -462,7 +462,7 @@ TEST_F(LiveTest, AServerIsCheckedAsItIsTypedAndRememberedTheNextTime)
     line.setText(QStringLiteral("[::1]:1"));
     ASSERT_TRUE(dialog.wanted());
     EXPECT_EQ(dialog.wanted()->server, (CaptureServer{"::1", 1}));
-    dialog.accept();
+    QTest::keyClick(&line, Qt::Key_Return);
     waitForTheEnd(); // nobody listens there
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     control().askWhereToReceive();
@@ -551,7 +551,7 @@ TEST_F(CaptureInWindow, InterfacesAreListedWithStateAndAddressesAndOneIsCaptured
     }
     dialog.setFilter(QStringLiteral("tcp port 80"));
     ASSERT_TRUE(eventually([&] { return dialog.isReady(); }));
-    dialog.accept();
+    QTest::keyClick(dialog.findChild<QLineEdit*>(QStringLiteral("captureFilter")), Qt::Key_Return);
     ASSERT_TRUE(eventually([&] { return session().isFollowing(); })) << message().toStdString();
     EXPECT_EQ(live().wish().title, QStringLiteral("Capture on nrfar (tcp port 80)"));
     send(5);

@@ -121,6 +121,7 @@ CaptureDialog::CaptureDialog(QSettings& settings, QWidget* parent)
     command->setReadOnly(true);
     command->setAccessibleName(tr("The command that gives the permission"));
     auto* const copy = new QPushButton(tr("Copy &command"));
+    copy->setAutoDefault(false); // Enter starts the capture, wherever the focus is but here
     connect(copy, &QPushButton::clicked, this, [command] { QApplication::clipboard()->setText(command->text()); });
     auto* const why = new QLabel(tr("This user may not capture yet. The small program that captures gets the "
                                     "permission, once, by this command in a terminal; the window itself needs none."));
@@ -136,9 +137,9 @@ CaptureDialog::CaptureDialog(QSettings& settings, QWidget* parent)
     permission_->hide();
 
     auto* const start = buttons_->addButton(tr("&Start"), QDialogButtonBox::AcceptRole);
-    start->setDefault(true);
     auto* const again = buttons_->addButton(tr("&Look again"), QDialogButtonBox::ActionRole);
     again->setShortcut(QKeySequence::Refresh);
+    again->setAutoDefault(false);
     connect(again, &QPushButton::clicked, this, &CaptureDialog::listInterfaces);
     connect(buttons_, &QDialogButtonBox::accepted, this, &CaptureDialog::accept);
     connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -155,6 +156,7 @@ CaptureDialog::CaptureDialog(QSettings& settings, QWidget* parent)
     layout->addLayout(form);
     layout->addWidget(permission_);
     layout->addWidget(buttons_);
+    start->setDefault(true); // which takes a button that is in the dialog
     resize(760, 480);
 
     filter_->setText(settings.value(QStringLiteral("capture/filter")).toString());

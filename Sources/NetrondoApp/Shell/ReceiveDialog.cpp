@@ -42,7 +42,6 @@ ReceiveDialog::ReceiveDialog(QSettings& settings, QWidget* parent)
                                       .arg(CaptureServer::usualPort));
     hint->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     auto* const start = buttons_->addButton(tr("&Receive"), QDialogButtonBox::AcceptRole);
-    start->setDefault(true);
     connect(buttons_, &QDialogButtonBox::accepted, this, &ReceiveDialog::accept);
     connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
@@ -55,6 +54,7 @@ ReceiveDialog::ReceiveDialog(QSettings& settings, QWidget* parent)
     layout->addLayout(form);
     layout->addWidget(hint);
     layout->addWidget(buttons_);
+    start->setDefault(true); // which takes a button that is in the dialog
     resize(560, sizeHint().height());
     refresh();
 }
