@@ -125,12 +125,19 @@ TEST(Aggregator, TheTwoDirectionsAreTwoPairs)
     EXPECT_EQ(result.captureStartSeconds, 10.5);
 }
 
-TEST(Aggregator, FrameFromAHostToItselfChangesNoCounter)
+TEST(Aggregator, FrameFromAHostToItselfChangesNoCounterButTheExpertScannerHasSeenIt)
 {
     Analysis analysis;
     analysis.add(ethernet(ipv4({.destination = "10.0.0.1"}, tcp())));
-    EXPECT_EQ(analysis.result().totalPackets, 0u);
-    EXPECT_TRUE(analysis.result().protocols.empty());
+    const auto result = analysis.result();
+    EXPECT_EQ(result.totalPackets, 0u);
+    EXPECT_EQ(result.totalBytes, 0u);
+    EXPECT_TRUE(result.pairs.empty());
+    EXPECT_TRUE(result.protocols.empty());
+    EXPECT_FALSE(result.captureStartSeconds);
+    EXPECT_EQ(result.expertSummary.accounting.read, 1u);
+    ASSERT_EQ(result.expertSummary.findings.size(), 1u);
+    EXPECT_EQ(result.expertSummary.findings[0].kind().id, "ip.martian");
 }
 
 TEST(Aggregator, ArpAddsNothingInIpModeWhileIpxAndNetBeuiDo)
@@ -188,12 +195,25 @@ TEST(Aggregator, OnePortOfBothTransportsCarriesBothMarks)
     EXPECT_EQ(pair.payloadProtocols, std::vector<std::string_view>{"DNS"});
 }
 
-TEST(Aggregator, TransportOnlyNameDoesNotReplaceAServicesName)
+TEST(Aggregator, APairOfTcpAndHttpKeepsHttpEvenIfItsLastFrameIsBareTcp)
 {
     Analysis analysis;
-    analysis.add(request({.sourcePort = 51000, .destinationPort = 80}));
     analysis.add(request({.sourcePort = 51000, .destinationPort = 50000}));
+    // Its ports alone would call the pair SSH: HTTP is what was kept.
+    for (const auto port : std::initializer_list<std::uint16_t>{22, 22, 80, 50000})
+        analysis.add(request({.sourcePort = 51000, .destinationPort = port}));
     EXPECT_EQ(analysis.pair(there).topProtocol, "HTTP");
+}
+
+TEST(Aggregator, NewPairStartsWithItsFirstFramesNameAndCategory)
+{
+    Analysis analysis;
+    analysis.add(request({.sourcePort = 51000, .destinationPort = 50000}));
+    analysis.add(ethernet(ipv4({.source = "10.0.0.2", .destination = "10.0.0.1"}, Transport{253, hex("00"), 0})));
+    EXPECT_EQ(analysis.pair(there).topProtocol, "TCP");
+    EXPECT_EQ(analysis.pair(there).category, ProtocolCategory::tcp);
+    EXPECT_EQ(analysis.pair(back).topProtocol, "IP protocol 253");
+    EXPECT_EQ(analysis.pair(back).category, ProtocolCategory::unknown);
 }
 
 TEST(Aggregator, NewerServiceNameReplacesTheOlder)
@@ -313,6 +333,21 @@ TEST(Aggregator, QualityByPortHoldsOnlyPortsOfThePairAndCountsAFlowOfOnePortTwic
     EXPECT_EQ(pair.tcpQuality->tcpPackets, 1u);
     ASSERT_EQ(pair.tcpQualityByPort.size(), 1u);
     EXPECT_EQ(pair.tcpQualityByPort[0].second.tcpPackets, 2u); // under its source and under its destination port
+}
+
+TEST(Aggregator, FlowsAreToldApartByTheHostsOfTheMode)
+{
+    // Two hosts behind one router send the same ports and sequence number: by MAC they are one flow that repeats
+    // itself.
+    for (const auto& [mode, id, again] :
+         {std::tuple(AnalysisMode::l3IP, there, 0u),
+          std::tuple(AnalysisMode::l2MAC, std::string_view("02:00:00:00:00:01->02:00:00:00:00:02"), 1u)}) {
+        Analysis analysis(mode);
+        analysis.add(request({.seq = 100}, "data"));
+        analysis.add(ethernet(ipv4({.source = "10.0.0.7", .identification = 99}, tcp({.seq = 100}, "data"))));
+        EXPECT_EQ(analysis.pair(id).tcpQuality.value().retransmitEndpoint, again);
+        EXPECT_EQ(analysis.pair(id).tcpQuality.value().tcpPackets, 1u + again);
+    }
 }
 
 TEST(Aggregator, FlowsAreFoldedInTheOrderTheyAppeared)

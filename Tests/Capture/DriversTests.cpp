@@ -45,6 +45,16 @@ TEST(AnalyzeFile, OfAFileOfTwentyFourBytesIsEmptyAndReportsProgressOnceWithZero)
     EXPECT_EQ(progressOf(0), std::vector<std::uint64_t>{0});
 }
 
+TEST(AnalyzeFile, OfAFileOfTwentyFourBytesHasNothingInIt)
+{
+    const auto result = CaptureFile::analyze(TempFile(PcapBytes()).path(), AnalysisMode::l3IP, {}).value();
+    EXPECT_TRUE(result.pairs.empty());
+    EXPECT_TRUE(result.protocols.empty());
+    EXPECT_EQ(result.totalBytes, 0u);
+    EXPECT_EQ(result.durationSeconds, 0);
+    EXPECT_FALSE(result.captureStartSeconds);
+}
+
 TEST(AnalyzeFile, GivesNoPartialResultWhenTheLastRecordsHeaderIsCut)
 {
     const TempFile file(PcapBytes().frame(segment).frame(segment).cut(segment.size() + 5));
@@ -117,6 +127,30 @@ TEST(GrowingPcap, EachPullTakesWhatWasAppended)
         before = packets;
     }
     EXPECT_EQ(before, 3u);
+}
+
+TEST(GrowingPcap, ARecordCutInItsHeaderStopsQuietlyAndIsTakenUpThereByTheNextPull)
+{
+    const auto whole = PcapBytes().frame(segment).frame(segment).bytes();
+    const auto cut = whole.size() - segment.size() - 6;
+    const TempFile file(Bytes(whole).first(cut));
+    EXPECT_EQ(CaptureFile::analyze(file.path(), AnalysisMode::l3IP, {}).error(), CaptureError::truncatedFrame());
+    GrowingPcapAnalyzer analyzer(AnalysisMode::l3IP, {});
+    EXPECT_EQ(analyzer.pull(file.path(), AnalysisMode::l3IP, {}).value().totalPackets, 1u);
+    append(file.path(), Bytes(whole).subspan(cut));
+    EXPECT_EQ(analyzer.pull(file.path(), AnalysisMode::l3IP, {}).value().totalPackets, 2u);
+}
+
+TEST(GrowingPcap, APullReadsNothingOfWhatAnEarlierOneRead)
+{
+    const TempFile file(PcapBytes().frame(segment).frame(segment));
+    const auto read = std::filesystem::file_size(file);
+    GrowingPcapAnalyzer analyzer(AnalysisMode::l3IP, {});
+    EXPECT_EQ(analyzer.pull(file.path(), AnalysisMode::l3IP, {}).value().totalPackets, 2u);
+    std::filesystem::resize_file(file, 0);
+    std::filesystem::resize_file(file, read); // zeros: a header or a record read there would be none
+    append(file.path(), Bytes(PcapBytes().frame(segment)).subspan(24));
+    EXPECT_EQ(analyzer.pull(file.path(), AnalysisMode::l3IP, {}).value().totalPackets, 3u);
 }
 
 TEST(GrowingPcap, FileShorterThanItsHeaderFailsAndIsTakenUpLater)

@@ -155,6 +155,17 @@ TEST(TcpTracker, KeepAlivesAndPureAcknowledgementsAreNeverRetransmissions)
     EXPECT_EQ(retransmissions(session.of(0)), none);
 }
 
+TEST(TcpTracker, DataRepeatsNoSegmentThatCarriedNone)
+{
+    Session session;
+    session.send(0, {.seq = 100}); // as the last segment of a handshake: the request has its sequence number
+    session.send(0, {.seq = 100, .length = 10});
+    EXPECT_EQ(retransmissions(session.of(0)), none);
+    session.send(0, {.seq = 100});
+    session.send(0, {.seq = 100, .length = 10});
+    EXPECT_EQ(retransmissions(session.of(0)), oneEndpoint) << "it repeats the data before";
+}
+
 TEST(TcpTracker, RetransmittedSynIsAnEndpointRetransmission)
 {
     Session session;
@@ -235,6 +246,9 @@ TEST(TcpTracker, RstWithAckMovesNothingAndIsNotCheckedButIsCountedAndRemembered)
     session.send(0, {.seq = 110, .length = 1, .acked = 400});
     session.send(1, {.seq = 500, .length = 4, .acked = 100}); // a repetition of the reset's segment
     EXPECT_EQ(session.of(1).retransmitEndpoint, 1u);
+    session.send(1,
+                 {.flags = rst | ack, .seq = 500, .length = 4, .acked = 110}); // not checked: no repetition of either
+    EXPECT_EQ(retransmissions(session.of(1)), oneEndpoint);
 }
 
 TEST(TcpTracker, AcknowledgementOfDataNeverSeenCountsOnceTheSequenceEndIsKnown)
