@@ -7,6 +7,7 @@
 #include "Subcommands.h"
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <thread>
 #include <unistd.h>
@@ -22,6 +23,15 @@ struct Settings {
     double interval = 1;
     std::uint64_t pulls = 0; ///< 0 is without end
 };
+
+/// What is wrong with following `file`: a pipe holds nothing that a second pull could go back to.
+std::string refusal(const std::string& file)
+{
+    std::error_code isNoFile;
+    if (file != "-" && !std::filesystem::is_fifo(file, isNoFile))
+        return {};
+    return "a pipe cannot be followed: netrondo analyze " + file + " reads it to its end";
+}
 
 int follow(const Settings& settings)
 {
@@ -56,9 +66,7 @@ Action subcommand::follow(CLI::App& app)
     auto settings = std::make_shared<Settings>();
     app.add_option("FILE", settings->file, "The pcap file, which may still grow")
         ->required()
-        ->check([](const std::string& file) {
-            return std::string(file == "-" ? "a pipe cannot be followed: netrondo analyze - reads it to its end" : "");
-        })
+        ->check(refusal)
         ->type_name("");
     addMode(app, settings->mode);
     addStrictness(app, settings->strictness);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace netrondo::test {
 namespace {
@@ -100,6 +101,17 @@ TEST(FollowCommand, AMissingFileIsAFailureAtOnce)
     const auto run = netrondo({"follow", (folder / "missing").string()});
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors, HasSubstr("No such file or directory"));
+}
+
+TEST(FollowCommand, AFifoIsRefusedAsAPipeIs)
+{
+    const TempFolder folder;
+    const auto fifo = folder / "live";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto run = netrondo({"follow", fifo.string(), "--pulls", "2"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.errors, HasSubstr("a pipe cannot be followed: netrondo analyze " + fifo.string()));
 }
 
 TEST(FollowCommand, AReaderThatGoesAwayEndsItQuietly)
