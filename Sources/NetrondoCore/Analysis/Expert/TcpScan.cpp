@@ -927,11 +927,14 @@ void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) co
 // Who opens many connections that fail: to many ports of one host, or to one port of many hosts.
 void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog& log) const
 {
+    // A scan makes as many of these as there are connections: they are small, and counted before they are made.
     struct Attempt {
-        Address client, server;
+        const Address* client; ///< in `failures`
+        Address server;
+        double seconds;
+        std::uint32_t frame;
         std::uint16_t port;
         bool failed;
-        Sighting at;
     };
     const auto hasFailed = [&](const Connection& connection) {
         return connection.is(Connection::refused)
@@ -952,22 +955,24 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
     std::erase_if(failures, [&](const auto& client) { return client.second < few; });
     if (failures.empty())
         return;
+    const auto eachAttempt = [&](auto visit) {
+        for (std::uint32_t number = 0; number < connections_.size(); ++number) {
+            const auto& connection = connections_[number];
+            if (!connection.is(Connection::synSeen))
+                continue;
+            const auto ends = endsOf(table, number, true, connection.client);
+            if (const auto client = failures.find(ends.hosts[1 - ends.server]); client != failures.end())
+                visit(connection, ends, client->first);
+        }
+    };
+    std::size_t count = 0;
+    eachAttempt([&](const auto&...) { ++count; });
     std::vector<Attempt> attempts;
-    for (std::uint32_t number = 0; number < connections_.size(); ++number) {
-        const auto& connection = connections_[number];
-        if (!connection.is(Connection::synSeen))
-            continue;
-        const auto ends = endsOf(table, number, true, connection.client);
-        if (!failures.contains(ends.hosts[1 - ends.server]))
-            continue;
-        const auto opened = seconds(connection.firstSyn);
-        const bool failed = hasFailed(connection);
-        attempts.push_back({ends.hosts[1 - ends.server],
-                            ends.hosts[ends.server],
-                            ends.ports[ends.server],
-                            failed,
-                            {connection.synFrame, opened}});
-    }
+    attempts.reserve(count);
+    eachAttempt([&](const Connection& connection, const Ends& ends, const Address& client) {
+        attempts.push_back({&client, ends.hosts[ends.server], seconds(connection.firstSyn), connection.synFrame,
+                            ends.ports[ends.server], hasFailed(connection)});
+    });
     constexpr double span = 60;
     const auto search = [&](auto sameTarget, auto differs, Finding finding, double wanted, auto subjectOf) {
         for (std::size_t from = 0; from < attempts.size();) {
@@ -980,12 +985,12 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
             from = to;
             if (static_cast<double>(group.size()) < wanted)
                 continue;
-            std::sort(group.begin(), group.end(), [](const auto& a, const auto& b) { return a.at.frame < b.at.frame; });
+            std::sort(group.begin(), group.end(), [](const auto& a, const auto& b) { return a.frame < b.frame; });
             std::map<std::uint64_t, std::uint32_t> within;
             std::size_t start = 0, most = 0, failed = 0;
             for (std::size_t i = 0; i < group.size(); ++i) {
                 ++within[differs(group[i])];
-                for (; group[i].at.seconds - group[start].at.seconds > span; ++start) {
+                for (; group[i].seconds - group[start].seconds > span; ++start) {
                     if (--within[differs(group[start])] == 0)
                         within.erase(differs(group[start]));
                 }
@@ -997,7 +1002,7 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
                 continue;
             const auto subject = subjectOf(group.front());
             for (const auto& attempt : group)
-                log.record(finding, subject, attempt.at);
+                log.record(finding, subject, {attempt.frame, attempt.seconds});
             auto* record = log.find(finding, subject);
             if (!record)
                 continue;
@@ -1008,17 +1013,17 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
         }
     };
     const auto order = [&](auto less) { std::sort(attempts.begin(), attempts.end(), less); };
-    order([](const auto& a, const auto& b) { return std::tie(a.client, a.server) < std::tie(b.client, b.server); });
+    order([](const auto& a, const auto& b) { return std::tie(*a.client, a.server) < std::tie(*b.client, b.server); });
     search([](const auto& a, const auto& b) { return a.server == b.server; },
            [](const auto& a) { return std::uint64_t{a.port}; }, Finding::scanPort, preferences_.scannedPorts,
            [](const auto& a) {
-               return Subject{a.client, a.server, 0};
+               return Subject{*a.client, a.server, 0};
            });
-    order([](const auto& a, const auto& b) { return std::tie(a.client, a.port) < std::tie(b.client, b.port); });
+    order([](const auto& a, const auto& b) { return std::tie(*a.client, a.port) < std::tie(*b.client, b.port); });
     search([](const auto& a, const auto& b) { return a.port == b.port; },
            [](const auto& a) { return hashOf(a.server); }, Finding::scanHost, preferences_.scannedHosts,
            [](const auto& a) {
-               return Subject{a.client, {}, a.port};
+               return Subject{*a.client, {}, a.port};
            });
 }
 
