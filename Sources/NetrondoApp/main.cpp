@@ -1,6 +1,7 @@
 // The application `netrondo-app`.
 #include "RenderCommand.h"
 #include "Shell/MainWindow.h"
+#include "Shell/VisibleTicks.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -29,6 +30,7 @@ int openWindow(int argc, char** argv)
     auto* const earlier = qInstallMessageHandler(explainTheMissingDisplay);
     QApplication application(argc, argv);
     qInstallMessageHandler(earlier);
+    QApplication::setStyle(new VisibleTicks); // the application's from now on
     QCoreApplication::setApplicationName(QStringLiteral("netrondo"));
     QCoreApplication::setApplicationVersion(QStringLiteral(NETRONDO_VERSION));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Netrondo"));
