@@ -99,7 +99,6 @@ Result<void, PictureError> save(const QByteArray& bytes, const std::string& path
         return {};
     }
     QSaveFile file(name);
-    file.setDirectWriteFallback(true); // for a folder that takes no new files
     if (!file.open(QIODevice::WriteOnly) || !write(file) || !file.flush() || !file.commit())
         return std::unexpected(PictureError{file.errorString().toStdString()});
     return {};
