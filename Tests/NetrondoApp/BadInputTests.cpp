@@ -63,6 +63,11 @@ TEST_F(BadInputTest, FiftyThousandHosts)
     setOptions([](ViewOptions& options) { options.limit = 0; });
     EXPECT_EQ(picture().nodes().size(), 50'000u);
     EXPECT_TRUE(picture().nodeAt(picture().positionOf(picture().nodes().front())).has_value());
+    const auto before = circle().angles();
+    window->tidy();
+    EXPECT_TRUE(message().contains(QStringLiteral("50,000 hosts are too many to be tidied")))
+        << message().toStdString();
+    EXPECT_EQ(circle().angles(), before);
 }
 
 TEST_F(BadInputTest, ACaptureWithoutTimes)

@@ -113,6 +113,21 @@ TEST_F(MainWindowTest, ClosingTheCaptureGoesBackToTheWelcome)
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
 }
 
+TEST_F(MainWindowTest, ClosingWhileThePictureIsGatheredLeavesNothingToShow)
+{
+    open(sample());
+    window->tidy();
+    auto options = window->options();
+    options.limit = 10;
+    window->setOptions(options);
+    session().close();
+    ASSERT_TRUE(eventually([&] { return !window->isGathering(); }));
+    QTest::qWait(100); // for what was on its way
+    EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
+    EXPECT_EQ(shownText(), QString());
+    EXPECT_EQ(part<QTableView>("hostsList").model()->rowCount(), 0);
+}
+
 TEST_F(MainWindowTest, TheWelcomeHasTheWindowToItselfAndPanelsStayAsTheyWereLeft)
 {
     const auto& conversations = part<QDockWidget>("conversationsDock");

@@ -481,18 +481,39 @@ void MainWindow::showCapture(bool isThere)
 void MainWindow::takeTable()
 {
     const auto talks = session_->talks();
-    conversations_->setTable(talks);
-    hosts_->setTable(talks);
-    protocols_->setTable(talks);
-    timeline_->setVolume(session_->facts().volume, session_->facts().chosen);
-    findings_->show(talks);
     for (auto* const action : needCapture_)
         action->setEnabled(talks != nullptr);
     sayWhatIsOdd();
-    takeSelection();
     refreshPicture();
     if (!talks)
         shownText_->clear();
+    // Together the panels would take longer than a frame: each is filled in a turn of its own, the first seen first.
+    fillings_ = {[this] { timeline_->setVolume(session_->facts().volume, session_->facts().chosen); },
+                 [this] { conversations_->setTable(session_->talks()); },
+                 [this] { takeSelection(); },
+                 [this] { hosts_->setTable(session_->talks()); },
+                 [this] { protocols_->setTable(session_->talks()); },
+                 [this] { findings_->show(session_->talks()); }};
+    if (talks)
+        return fillTimer_.start(0, this);
+    while (!fillings_.empty()) // nothing is filled at once
+        fillNextPanel();
+}
+
+void MainWindow::fillNextPanel()
+{
+    const auto fill = std::move(fillings_.front());
+    fillings_.pop_front();
+    if (fillings_.empty())
+        fillTimer_.stop();
+    fill();
+}
+
+void MainWindow::timerEvent(QTimerEvent* event)
+{
+    if (event->timerId() != fillTimer_.timerId())
+        return QMainWindow::timerEvent(event);
+    fillNextPanel();
 }
 
 void MainWindow::takeSelection()
@@ -559,6 +580,7 @@ void MainWindow::refreshPicture()
     const auto talks = session_->talks();
     if (!talks) {
         *shown_ = {};
+        gathered_ = ++pictureNumber_; // what is still being gathered is of no use any more
         return;
     }
     shownFocus_ = selection_.focused();
@@ -688,6 +710,12 @@ void MainWindow::tidy()
 {
     if (!session_->talks())
         return;
+    // The time grows with more than the square of their number, and nobody reads such a ring.
+    constexpr std::size_t mostHosts = 3000;
+    if (const auto hosts = circle_->picture() ? circle_->picture()->nodes().size() : 0; hosts > mostHosts)
+        return message_->say(MessageBar::Kind::note,
+                             tr("%1 are too many to be tidied: draw fewer conversations first.")
+                                 .arg(asQt(units::counted(hosts, "host", "hosts"))));
     const auto work = [pairs = shown_->pairs, useBytes = options_.useBytes] {
         return std::make_shared<AngleByAddress>(
             CircleLayout::rearrangeAngles(std::span(pairs.begin(), pairs.end()), useBytes));

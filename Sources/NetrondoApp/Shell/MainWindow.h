@@ -5,8 +5,10 @@
 #include "Models/ViewOptions.h"
 #include "Shell/RecentFiles.h"
 
+#include <QBasicTimer>
 #include <QMainWindow>
 #include <QSettings>
+#include <deque>
 #include <functional>
 #include <memory>
 
@@ -64,7 +66,7 @@ public:
     const ViewOptions& options() const { return options_; }
     void setOptions(const ViewOptions& options);
     Selection& selection() { return selection_; }
-    /// True while it is found out in the background what the picture is to show.
+    /// True while it is found out in the background what the picture is to show, or panels wait to be filled.
     bool isGathering() const;
     /// True while a long list is put in order in the background.
     bool isArranging() const;
@@ -78,6 +80,7 @@ protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
 
 private:
     void buildCentre();
@@ -103,6 +106,7 @@ private:
 
     void showCapture(bool isThere);
     void takeTable();
+    void fillNextPanel();
     void takeOptions();
     void takeSelection();
     void markInLists();
@@ -127,10 +131,12 @@ private:
     HostModel* hosts_;
     ProtocolModel* protocols_;
     std::unique_ptr<ShownPairs> shown_;
-    quint64 pictureNumber_ = 0; ///< of the latest wish for a picture
-    quint64 gathered_ = 0;      ///< of the latest that is being shown
-    QByteArray panels_;         ///< how they lie while the welcome hides them; empty while they are shown
-    Selected shownFocus_;       ///< that this wish is narrowed to
+    quint64 pictureNumber_ = 0;                  ///< of the latest wish for a picture
+    quint64 gathered_ = 0;                       ///< of the latest that is being shown
+    std::deque<std::function<void()>> fillings_; ///< of panels, one in each turn of the events
+    QBasicTimer fillTimer_;
+    QByteArray panels_;   ///< how they lie while the welcome hides them; empty while they are shown
+    Selected shownFocus_; ///< that this wish is narrowed to
 
     QStackedWidget* pages_ = nullptr;
     WelcomeView* welcome_ = nullptr;

@@ -62,7 +62,7 @@ void MainWindow::buildFindings()
 
 bool MainWindow::isGathering() const
 {
-    return gathered_ != pictureNumber_ || findings_->isBusy();
+    return gathered_ != pictureNumber_ || !fillings_.empty() || findings_->isBusy();
 }
 
 void MainWindow::showFindings()
