@@ -1,10 +1,14 @@
 // Captures with next to nothing in them, or far too much; files that vanish; places that cannot be written to.
 #include "Capture/CaptureError.h"
+#include "Drawing/PictureFile.h"
 #include "NetrondoApp/Support/Traffic.h"
 #include "NetrondoApp/Support/Window.h"
 
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sys/resource.h>
 
 namespace netrondo::test {
 namespace {
@@ -202,6 +206,22 @@ TEST_F(ExportTest, AForbiddenPlaceIsToldAndNothingIsLeftThere)
     exportTo("/proc/netrondo.svg");
     EXPECT_TRUE(message().startsWith(QStringLiteral("/proc/netrondo.svg: "))) << message().toStdString();
     EXPECT_TRUE(message().endsWith(QStringLiteral("The picture was not written."))) << message().toStdString();
+}
+
+TEST(PictureFile, WhereAFileFindsNoRoomTheReasonIsToldAndTheEarlierOneStays)
+{
+    const TempFolder folder;
+    const auto path = folder / "picture.png";
+    append(path, Bytes(ByteVector(100, 1)));
+    const auto saveWithLittleRoom = [&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit room{4096, 4096}; // what a file may grow to: as good as a full disk
+        ::setrlimit(RLIMIT_FSIZE, &room);
+        const auto saved = save(QByteArray(100'000, 'x'), path.string());
+        std::_Exit(!saved && saved.error().description == "File too large" ? 0 : 1);
+    };
+    EXPECT_EXIT(saveWithLittleRoom(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(std::filesystem::file_size(path), 100u);
 }
 
 TEST_F(ExportTest, AFullDeviceIsTold)

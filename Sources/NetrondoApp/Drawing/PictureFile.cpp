@@ -85,7 +85,16 @@ Result<QByteArray, PictureError> encode(const CircleScene& scene, PictureFormat 
 
 Result<void, PictureError> save(const QByteArray& bytes, const std::string& path)
 {
-    const auto write = [&](QIODevice& file) { return file.write(bytes) == bytes.size(); };
+    const auto write = [&](QIODevice& file) {
+        // A disk takes what it has room for; only the next attempt is told why it takes no more.
+        for (qint64 done = 0; done < bytes.size();) {
+            const auto taken = file.write(bytes.constData() + done, bytes.size() - done);
+            if (taken <= 0)
+                return false;
+            done += taken;
+        }
+        return true;
+    };
     const auto name = QString::fromStdString(path);
     std::error_code ignored;
     const auto kind = std::filesystem::status(path, ignored).type();

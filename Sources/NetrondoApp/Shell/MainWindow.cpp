@@ -280,9 +280,9 @@ void MainWindow::buildDocks()
     dock("conversationsDock")->raise();
     resizeDocks({dock("conversationsDock"), detailsDock}, {430, 430}, Qt::Horizontal);
 
-    for (const auto& [table, column, width] : {std::tuple{conversationList_, int{ConversationModel::hostA}, 130},
-                                               {conversationList_, ConversationModel::hostB, 130},
-                                               {conversationList_, ConversationModel::protocol, 100},
+    for (const auto& [table, column, width] : {std::tuple{conversationList_, int{ConversationModel::hostA}, 118},
+                                               {conversationList_, ConversationModel::hostB, 118},
+                                               {conversationList_, ConversationModel::protocol, 95},
                                                {conversationList_, ConversationModel::bytes, 75},
                                                {conversationList_, ConversationModel::bytesAB, 75},
                                                {conversationList_, ConversationModel::bytesBA, 75},
