@@ -209,6 +209,24 @@ TEST(FrameFind, KnowsWhatEarlierFramesTellOfAFrame)
     EXPECT_NE(experts(shown->decoded).find("tcp.retx.endpoint"), std::string::npos);
 }
 
+TEST(FrameRowLoader, KeepsThePageThatCameLastForWhoeverAskedForIt)
+{
+    const TempFile file(conversationCapture(4));
+    const auto store = readStore(file);
+    FrameRowLoader loader(store->index(), store->orderedDecoderSource());
+    std::uint64_t ready = 0;
+    QObject::connect(&loader, &FrameRowLoader::pageReady, [&](quint64 page) { ready = page; });
+    std::uint64_t page = 100; // scrolling up, and nobody takes what was decoded ahead
+    for (; page > 60; --page) {
+        loader.request(page, {0, 1});
+        ASSERT_TRUE(eventually([&] { return ready == page; }));
+    }
+    const auto last = loader.take(page + 1, std::chrono::microseconds(0));
+    ASSERT_TRUE(last);
+    EXPECT_EQ(last->rows.size(), 2u);
+    EXPECT_FALSE(loader.take(100, std::chrono::microseconds(0))) << "the oldest went for it";
+}
+
 using Direction = FrameFindTask::Direction;
 INSTANTIATE_TEST_SUITE_P(Ways, FrameFind,
                          testing::Values(FindCase{"Forwards", "udp", 0, Direction::forwards, 5, false},

@@ -44,11 +44,14 @@ void FrameRowLoader::request(std::uint64_t page, std::vector<std::uint32_t> fram
 std::shared_ptr<const FramePage> FrameRowLoader::take(std::uint64_t page, std::chrono::microseconds patience)
 {
     std::unique_lock guard(lock_);
-    done_.wait_for(guard, patience, [&] { return ready_.contains(page); });
-    const auto found = ready_.find(page);
+    auto found = ready_.end();
+    done_.wait_for(guard, patience, [&] {
+        found = std::ranges::find(ready_, page, &Ready::page);
+        return found != ready_.end();
+    });
     if (found == ready_.end())
         return {};
-    auto rows = std::move(found->second);
+    auto rows = std::move(found->rows);
     ready_.erase(found);
     return rows;
 }
@@ -87,9 +90,10 @@ void FrameRowLoader::run(std::stop_token stop, const std::shared_ptr<const Frame
         guard.unlock();
         auto page = std::make_shared<const FramePage>(load(*decoder, request.frames, *rules));
         guard.lock();
-        if (ready_.size() == maxReady) // nobody took it: it went out of view
+        std::erase_if(ready_, [&](const Ready& ready) { return ready.page == request.page; });
+        if (ready_.size() == maxReady) // nobody took it in all that time: it went out of view
             ready_.erase(ready_.begin());
-        ready_[request.page] = std::move(page);
+        ready_.push_back({request.page, std::move(page)});
         done_.notify_all();
         emit pageReady(request.page); // queued into the window's thread
     }

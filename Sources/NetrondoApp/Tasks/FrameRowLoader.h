@@ -11,9 +11,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -82,13 +82,16 @@ private:
         std::uint64_t page;
         std::vector<std::uint32_t> frames;
     };
+    struct Ready {
+        std::uint64_t page;
+        std::shared_ptr<const FramePage> rows;
+    };
 
     std::mutex lock_;
     std::condition_variable_any wake_;
     std::condition_variable_any done_;
     std::vector<Request> requests_; ///< the last one is served first
-    std::optional<std::uint64_t> busyWith_;
-    std::map<std::uint64_t, std::shared_ptr<const FramePage>> ready_;
+    std::vector<Ready> ready_;      ///< the one that has waited longest comes first
     std::optional<std::uint32_t> wantedDetail_;
     std::shared_ptr<const Rules> rules_;
     FrameStore::OrderedDecoder ordered_;
