@@ -40,10 +40,8 @@ inline void checkDecoded(const DecodedFrame& decoded)
         Render::row(decoded, i, sink);
         Render::eachValue(decoded.tree, decoded.tree[i], sink, [](std::string_view) {});
     }
-    std::string text;
-    TextOutput out(text);
-    JsonWriter json(out);
-    Render::json(decoded, json, sink);
+    sink.clear();
+    Render::json(decoded, sink);
 }
 
 /// The first byte chooses the link and whether the capture cut the frame; the rest is the frame.

@@ -1,5 +1,6 @@
 // `netrondo decode`: the packet list of a capture as text, or its decode trees as JSON Lines.
 #include "Analysis/Expert/TcpHistory.h"
+#include "Base/Json.h"
 #include "Capture/CaptureFile.h"
 #include "Dissection/Decode/PacketList.h"
 #include "Dissection/Decode/Render.h"
@@ -25,7 +26,7 @@ struct Wishes {
     std::string filter;
 };
 
-void writeJson(const DecodedFrame& frame, JsonWriter& json, TextSink& text)
+void writeJson(const DecodedFrame& frame, JsonWriter& json, TextOutput& out, TextSink& text)
 {
     const auto& summary = frame.summary;
     const auto written = [&](auto write) {
@@ -41,9 +42,12 @@ void writeJson(const DecodedFrame& frame, JsonWriter& json, TextSink& text)
     json.field("protocol", Render::protocol(summary));
     json.field("length", summary.length);
     json.field("info", written([&] { Render::info(frame, text); }));
-    json.key("tree");
-    Render::json(frame, json, text);
-    json.endObject();
+    // The tree is most of the line, and comes as text.
+    text.clear();
+    text.put(",\"tree\":");
+    Render::json(frame, text);
+    text.put('}');
+    out.put(text.text());
     json.endLine();
 }
 
@@ -55,7 +59,7 @@ public:
     void write(const DecodedFrame& frame)
     {
         if (json_)
-            return writeJson(frame, writer_, text_);
+            return writeJson(frame, writer_, out_, text_);
         text_.clear();
         list_.write(frame, text_);
         out_.put(text_.text());

@@ -120,14 +120,9 @@ std::string experts(const DecodedFrame& decoded)
 
 std::string json(const DecodedFrame& decoded)
 {
-    std::string text;
-    {
-        TextOutput out(text);
-        JsonWriter writer(out);
-        TextSink scratch;
-        Render::json(decoded, writer, scratch);
-    }
-    return text;
+    TextSink text;
+    Render::json(decoded, text);
+    return std::string(text.text());
 }
 
 } // namespace netrondo::test

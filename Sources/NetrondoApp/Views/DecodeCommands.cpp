@@ -428,14 +428,9 @@ void DecodeView::copyJson() const
 {
     if (!nodes_.frame())
         return;
-    std::string text;
-    {
-        TextOutput out(text);
-        JsonWriter json(out);
-        TextSink scratch;
-        Render::json(nodes_.frame()->decoded, json, scratch);
-    }
-    copy(QString::fromStdString(text));
+    TextSink text;
+    Render::json(nodes_.frame()->decoded, text);
+    copy(QString::fromUtf8(text.text().data(), static_cast<qsizetype>(text.size())));
 }
 
 /// The tree's keys beyond those that Qt's tree has: Shift+Right opens what lies below, Ctrl+Right and Ctrl+Left all,

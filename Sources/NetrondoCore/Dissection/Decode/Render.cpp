@@ -5,6 +5,7 @@
 #include "Dissection/Decode/RenderTypes.h"
 #include "Dissection/Decode/StopFields.h"
 
+#include <rapidjson/internal/itoa.h>
 #include <utility>
 
 namespace netrondo {
@@ -188,23 +189,31 @@ void row(const DecodedFrame& frame, std::uint32_t index, TextSink& out)
         out.truncate(bare);
 }
 
-void time(std::int64_t nanoseconds, TextSink& out)
+std::size_t time(std::int64_t nanoseconds, char* out)
 {
+    auto* to = out;
     auto rest = static_cast<std::uint64_t>(nanoseconds);
     if (nanoseconds < 0) {
-        out.put('-');
+        *to++ = '-';
         rest = 0 - rest;
     }
-    out.put(rest / 1'000'000'000);
-    rest %= 1'000'000'000;
+    to = rapidjson::internal::u64toa(rest / 1'000'000'000, to);
     // Microseconds, and what is finer only where there is something: most captures have no more.
-    const auto nanoseconds9 = static_cast<std::uint32_t>(rest);
-    const auto fine = nanoseconds9 % 1000;
-    char digits[10] = {'.'};
-    putDigits<6>(digits + 1, nanoseconds9 / 1000);
-    if (fine)
-        putDigits<3>(digits + 7, fine);
-    out.put(std::string_view(digits, fine ? 10 : 7));
+    const auto nanoseconds9 = static_cast<std::uint32_t>(rest % 1'000'000'000);
+    *to++ = '.';
+    putDigits<6>(to, nanoseconds9 / 1000);
+    to += 6;
+    if (const auto fine = nanoseconds9 % 1000) {
+        putDigits<3>(to, fine);
+        to += 3;
+    }
+    return static_cast<std::size_t>(to - out);
+}
+
+void time(std::int64_t nanoseconds, TextSink& out)
+{
+    char text[maxTime];
+    out.put(std::string_view(text, time(nanoseconds, text)));
 }
 
 std::string_view protocol(const FrameSummary& summary)

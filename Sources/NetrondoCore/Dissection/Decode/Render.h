@@ -1,7 +1,6 @@
 // The tree in words: values, names, rows for the window, the packet list's columns, JSON.
 #pragma once
 
-#include "Base/Json.h"
 #include "Dissection/Decode/LayerView.h"
 #include "Dissection/Decode/PacketDecoder.h"
 
@@ -37,13 +36,16 @@ void row(const DecodedFrame& frame, std::uint32_t node, TextSink& out);
 
 /// The time column: seconds with six places, nine where the frame's time needs them.
 void time(std::int64_t nanoseconds, TextSink& out);
+constexpr std::size_t maxTime = 24;
+/// The same to `out`, which has room for `maxTime` characters; returns how many it took.
+std::size_t time(std::int64_t nanoseconds, char* out);
 /// The protocol column.
 std::string_view protocol(const FrameSummary& summary);
 /// The info column: what the innermost layer says, else the one below it.
 void info(const DecodedFrame& frame, TextSink& out);
 
 /// The whole tree as JSON: an array of nodes. A name stands as a child of its number, with the id "{id}.name".
-void json(const DecodedFrame& frame, JsonWriter& out, TextSink& scratch);
+void json(const DecodedFrame& frame, TextSink& out);
 
 } // namespace Render
 
