@@ -1,7 +1,6 @@
 // The table of claims, the choice of the next protocol, and the loop that runs one layer after the other.
 #include "Dissection/Decode/Dissector.h"
 
-#include "Dissection/Decode/OrdinaryHeaders.h"
 #include "Dissection/Decode/StopFields.h"
 #include "Dissection/Protocols/Protocols.h"
 
@@ -183,7 +182,7 @@ const Protocol* application(Bytes payload, Transport transport, std::uint16_t so
 }
 
 void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary, DecodeSession* session,
-            FoundContexts* contexts, DecodeDepth depth)
+            FoundContexts* contexts, DecodeDepth depth, const std::optional<OrdinaryHeaders>* known)
 {
     tree.clear(capture.data);
     summary.source = summary.destination = {};
@@ -195,7 +194,8 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
     if (session)
         session->beginFrame(summary.number, summary.nanoseconds);
     Decoding decoding{tree, summary, capture, session, contexts, depth};
-    if (const auto headers = depth == DecodeDepth::row ? OrdinaryHeaders::find(capture) : std::nullopt) {
+    const auto found = depth == DecodeDepth::row && !known ? OrdinaryHeaders::find(capture) : std::nullopt;
+    if (const auto& headers = known ? *known : found; headers && depth == DecodeDepth::row) {
         beginAtTransport(decoding, *headers);
     } else {
         const auto size = static_cast<std::uint32_t>(capture.data.size());

@@ -3,7 +3,9 @@
 
 #include "Capture/CaptureFrame.h"
 #include "Dissection/Decode/Decoding.h"
+#include "Dissection/Decode/OrdinaryHeaders.h"
 
+#include <optional>
 #include <span>
 
 namespace netrondo {
@@ -30,8 +32,10 @@ const Protocol& paddingProtocol();
 
 /// Decodes the frame into the tree and the summary; both are started afresh, but for the summary's number and time.
 /// With `session` it follows the frames before it there; else it may find what it needs of them in `contexts`.
+/// `known` is what `OrdinaryHeaders` found in this frame, if somebody has looked.
 void decode(const CaptureFrame& frame, DecodeTree& tree, FrameSummary& summary, DecodeSession* session = nullptr,
-            FoundContexts* contexts = nullptr, DecodeDepth depth = DecodeDepth::tree);
+            FoundContexts* contexts = nullptr, DecodeDepth depth = DecodeDepth::tree,
+            const std::optional<OrdinaryHeaders>* known = nullptr);
 
 } // namespace Dissector
 

@@ -69,6 +69,8 @@ public:
         return count;
     }
     const DecodeTree& tree() const { return tree_; }
+    /// Those of the layer's header; all of the layer's where it hands nothing on.
+    Bytes bytes() const { return tree_.bytesOf(tree_[first_ - 1]); }
     std::span<const Node> nodes() const { return tree_.nodes().subspan(first_, end_ - first_); }
 
 private:

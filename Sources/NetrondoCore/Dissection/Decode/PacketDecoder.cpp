@@ -38,10 +38,11 @@ void PacketDecoder::decodeNext(const CaptureFrame& frame, DecodedFrame& decoded)
     decodeCounted(frame, decoded);
 }
 
-void PacketDecoder::decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth)
+void PacketDecoder::decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth,
+                                  const std::optional<OrdinaryHeaders>* known)
 {
     number(frame, count_, decoded.summary);
-    Dissector::decode(frame, decoded.tree, decoded.summary, session_.get(), nullptr, depth);
+    Dissector::decode(frame, decoded.tree, decoded.summary, session_.get(), nullptr, depth, known);
 }
 
 void PacketDecoder::mark(DecodedFrame& decoded, std::span<const Expert> findings)

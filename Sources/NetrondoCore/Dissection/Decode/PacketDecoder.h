@@ -6,8 +6,10 @@
 #include "Dissection/Decode/DecodeTree.h"
 #include "Dissection/Decode/Decoding.h"
 #include "Dissection/Decode/FrameSummary.h"
+#include "Dissection/Decode/OrdinaryHeaders.h"
 
 #include <memory>
+#include <optional>
 #include <span>
 
 namespace netrondo {
@@ -45,8 +47,9 @@ public:
     void decodeNext(const CaptureFrame& frame, DecodedFrame& decoded);
     /// Counts a frame without decoding it; what it would have left for later ones is unknown to them.
     void skip(const CaptureFrame& frame);
-    /// Decodes the frame that was counted last.
-    void decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth = DecodeDepth::tree);
+    /// Decodes the frame that was counted last. `known` is what `OrdinaryHeaders` found in it, if somebody has looked.
+    void decodeCounted(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth = DecodeDepth::tree,
+                       const std::optional<OrdinaryHeaders>* known = nullptr);
     /// Marks the frame that was decoded last, out of those in their order, with what the streams' history tells of it.
     void mark(DecodedFrame& decoded, std::span<const Expert> findings);
     /// Decodes any frame, by its number; the time counts from the first frame that was met. It may be called while

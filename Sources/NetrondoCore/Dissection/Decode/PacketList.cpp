@@ -4,7 +4,7 @@
 #include "Dissection/Decode/Render.h"
 
 #include <algorithm>
-#include <charconv>
+#include <rapidjson/internal/itoa.h>
 
 namespace netrondo {
 
@@ -15,34 +15,29 @@ void PacketList::align(Column column, std::size_t start, TextSink& out)
     out.pad(start + width + 1);
 }
 
-void PacketList::alignRight(Column column, std::size_t start, TextSink& out)
+void PacketList::putRight(Column column, std::string_view cell, TextSink& out)
 {
     auto& width = widths_[column];
-    const auto size = out.size() - start;
-    width = std::max(width, size);
-    out.insertBlanks(start, width - size);
+    width = std::max(width, cell.size());
+    out.pad(out.size() + width - cell.size());
+    out.put(cell);
     out.put(' ');
 }
 
 void PacketList::putRight(Column column, std::uint64_t value, TextSink& out)
 {
     char digits[20];
-    const auto size = static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-    auto& width = widths_[column];
-    width = std::max(width, size);
-    out.pad(out.size() + width - size);
-    out.put(std::string_view(digits, size));
-    out.put(' ');
+    const auto* const end = rapidjson::internal::u64toa(value, digits);
+    putRight(column, std::string_view(digits, end), out);
 }
 
 void PacketList::write(const DecodedFrame& frame, TextSink& out)
 {
     const auto& summary = frame.summary;
     putRight(number, summary.number, out);
+    char seconds[Render::maxTime];
+    putRight(time, std::string_view(seconds, Render::time(summary.nanoseconds, seconds)), out);
     auto start = out.size();
-    Render::time(summary.nanoseconds, out);
-    alignRight(time, start, out);
-    start = out.size();
     out.put(summary.source);
     align(source, start, out);
     start = out.size();

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace netrondo {
 
@@ -21,7 +22,7 @@ private:
 
     /// Ends a cell that began at `start`.
     void align(Column column, std::size_t start, TextSink& out);
-    void alignRight(Column column, std::size_t start, TextSink& out);
+    void putRight(Column column, std::string_view cell, TextSink& out);
     void putRight(Column column, std::uint64_t value, TextSink& out);
 
     std::array<std::size_t, count> widths_{5, 11, 15, 15, 7, 5};

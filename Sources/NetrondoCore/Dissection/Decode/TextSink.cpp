@@ -1,8 +1,7 @@
 // Numbers and foreign text into a sink.
 #include "Dissection/Decode/TextSink.h"
 
-#include <charconv>
-#include <cstdlib>
+#include <rapidjson/internal/itoa.h>
 
 namespace netrondo {
 namespace {
@@ -36,13 +35,13 @@ bool isC1(std::string_view sequence)
 void TextSink::put(std::uint64_t number)
 {
     auto* const start = room(20);
-    size_ += static_cast<std::size_t>(std::to_chars(start, start + 20, number).ptr - start);
+    size_ += static_cast<std::size_t>(rapidjson::internal::u64toa(number, start) - start);
 }
 
 void TextSink::putSigned(std::int64_t number)
 {
     auto* const start = room(20);
-    size_ += static_cast<std::size_t>(std::to_chars(start, start + 20, number).ptr - start);
+    size_ += static_cast<std::size_t>(rapidjson::internal::i64toa(number, start) - start);
 }
 
 void TextSink::putHex(std::uint64_t number, unsigned digits)

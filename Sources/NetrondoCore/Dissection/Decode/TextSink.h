@@ -3,6 +3,7 @@
 
 #include "Base/Address.h"
 
+#include <algorithm>
 #include <array>
 #include <concepts>
 #include <cstdint>
@@ -63,6 +64,12 @@ public:
         std::memcpy(room(text.size()), text.data(), text.size());
         size_ += text.size();
     }
+    /// A literal, whose size the compiler knows.
+    template <std::size_t size> void put(const char (&literal)[size])
+    {
+        std::memcpy(room(size - 1), literal, size - 1);
+        size_ += size - 1;
+    }
     void put(char c) { *room(1) = c, ++size_; }
     void put(std::uint64_t number);
     void putSigned(std::int64_t number);
@@ -71,18 +78,15 @@ public:
     void put(const Address& address) { size_ += address.write(room(Address::maxText)); }
     void pad(std::size_t toSize)
     {
-        if (size_ < toSize) {
-            std::memset(room(toSize - size_), ' ', toSize - size_);
-            size_ = toSize;
-        }
-    }
-    /// Moves what was written from `at` on to the right.
-    void insertBlanks(std::size_t at, std::size_t count)
-    {
-        auto* const end = room(count);
-        std::memmove(end - size_ + at + count, end - size_ + at, size_ - at);
-        std::memset(end - size_ + at, ' ', count);
-        size_ += count;
+        if (size_ >= toSize)
+            return;
+        constexpr std::size_t mostGaps = 32; // set as a whole, without a call
+        const auto count = toSize - size_;
+        auto* const at = room(std::max(count, mostGaps));
+        std::memset(at, ' ', mostGaps);
+        if (count > mostGaps)
+            std::memset(at, ' ', count);
+        size_ = toSize;
     }
     /// Foreign text: control characters and broken UTF-8 become "·", so that a frame cannot steer a terminal.
     void putForeign(std::string_view text);

@@ -184,17 +184,10 @@ bool FilterComparison::holdsFor(std::string_view value) const
     return isOrderedAs(TextOrder::ofUser().compare(value, target_));
 }
 
-bool FilterComparison::holdsFor(std::uint64_t decimal) const
+bool FilterComparison::isOrderedAs(std::uint64_t decimal) const
 {
-    const auto value = static_cast<double>(decimal);
-    if (op_ == FilterOp::eq || op_ == FilterOp::ne) {
-        // A text that folds to the same digits is the same number too, so the digits need not be looked at.
-        const bool isEqual = (number_ && value == *number_) || (word_ == Word::yes && decimal == 1)
-            || (word_ == Word::no && decimal == 0);
-        return isEqual == (op_ == FilterOp::eq);
-    }
     if (op_ != FilterOp::contains && number_)
-        return isOrderedAs(value);
+        return isOrderedAs(static_cast<double>(decimal));
     char digits[20];
     const auto* end = std::to_chars(digits, digits + sizeof digits, decimal).ptr;
     return holdsFor(std::string_view(digits, end));

@@ -31,9 +31,18 @@ public:
     FilterOp op() const { return op_; }
     bool holdsFor(std::string_view value) const;
     /// The same for a value that reads as this decimal number, without making its text where the answer needs none.
-    bool holdsFor(std::uint64_t decimal) const;
+    bool holdsFor(std::uint64_t decimal) const
+    {
+        if (op_ != FilterOp::eq && op_ != FilterOp::ne)
+            return isOrderedAs(decimal);
+        // A text that folds to the same digits is the same number too, so the digits need not be looked at.
+        const bool isEqual = (number_ && static_cast<double>(decimal) == *number_)
+            || (word_ == Word::yes && decimal == 1) || (word_ == Word::no && decimal == 0);
+        return isEqual == (op_ == FilterOp::eq);
+    }
 
 private:
+    bool isOrderedAs(std::uint64_t decimal) const;
     bool equals(std::string_view value) const;
     bool isOrderedAs(int order) const;
     bool isOrderedAs(double value) const;

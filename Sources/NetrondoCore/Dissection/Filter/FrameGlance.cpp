@@ -5,6 +5,7 @@
 #include "Dissection/Decode/Dissector.h"
 
 #include <algorithm>
+#include <bitset>
 #include <boost/unordered/unordered_flat_set.hpp>
 
 namespace netrondo {
@@ -117,13 +118,17 @@ GlanceField::GlanceField(const DisplayFilterField& field) : place(Place::frame),
     }
 }
 
-FrameGlance::FrameGlance(const CaptureFrame& frame, const DecodeSession* session)
-    : frame_(frame), session_(session), headers_(OrdinaryHeaders::find(frame))
+bool FrameGlance::mayCarryPackets(const OrdinaryHeaders& headers)
 {
-    // Tunnels are known by their ports alone: of what is guessed, nothing carries packets.
-    if (headers_ && !headers_->isTcp
-        && !carriesNoPackets(Dissector::byPort(Transport::udp, headers_->sourcePort(), headers_->destinationPort())))
-        headers_.reset();
+    static const auto tunnels = [] {
+        std::bitset<65536> ports;
+        for (std::uint32_t port = 0; port < ports.size(); ++port)
+            ports[port] = !carriesNoPackets(Dissector::claimant(ClaimTable::udpPort, static_cast<std::uint16_t>(port)));
+        return ports;
+    }();
+    if (headers.isTcp || !(tunnels[headers.sourcePort()] || tunnels[headers.destinationPort()]))
+        return false;
+    return !carriesNoPackets(Dissector::byPort(Transport::udp, headers.sourcePort(), headers.destinationPort()));
 }
 
 bool FrameGlance::hasNoPorts() const

@@ -43,8 +43,10 @@ struct GlanceField {
 /// A look at one frame with `OrdinaryHeaders`. Of any other frame it says that it cannot tell.
 class FrameGlance {
 public:
-    /// The frame's bytes and the session, if there is one, outlive this object.
-    explicit FrameGlance(const CaptureFrame& frame, const DecodeSession* session = nullptr);
+    /// The frame, its headers and the session, if there is one, outlive this object.
+    FrameGlance(const CaptureFrame& frame, const std::optional<OrdinaryHeaders>& headers, const DecodeSession* session)
+        : frame_(frame), session_(session), headers_(headers && !mayCarryPackets(*headers) ? &*headers : nullptr)
+    { }
 
     /// Shows `visit` the values under the field until it returns true, and tells whether it did; nothing where a glance
     /// does not show them.
@@ -83,6 +85,8 @@ public:
     }
 
 private:
+    /// Tunnels are known by their ports alone: of what is guessed, nothing carries packets.
+    static bool mayCarryPackets(const OrdinaryHeaders& headers);
     static constexpr bool isAboutPorts(GlanceField::What what)
     {
         using What = GlanceField::What;
@@ -108,7 +112,7 @@ private:
 
     const CaptureFrame& frame_;
     const DecodeSession* session_;
-    std::optional<OrdinaryHeaders> headers_;
+    const OrdinaryHeaders* headers_;             ///< null where they do not tell
     std::optional<const Protocol*> application_; ///< once it was asked for
 };
 

@@ -13,9 +13,10 @@ FrameSelector::FrameSelector(std::optional<DisplayFilter> filter, bool isNanosec
     : filter_(std::move(filter)), decoder_(isNanosecond), history_(std::move(history)), depth_(depth)
 { }
 
-void FrameSelector::decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth)
+void FrameSelector::decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth,
+                           const std::optional<OrdinaryHeaders>& headers)
 {
-    decoder_.decodeCounted(frame, decoded, depth);
+    decoder_.decodeCounted(frame, decoded, depth, &headers);
     decoder_.mark(decoded, marks_);
 }
 
@@ -29,27 +30,29 @@ void FrameSelector::skip(const CaptureFrame& frame)
 bool FrameSelector::next(const CaptureFrame& frame, DecodedFrame& decoded)
 {
     skip(frame);
-    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
+    const auto headers = OrdinaryHeaders::find(frame);
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, headers, &decoder_.session()) : true;
     if (seen == false)
         return false;
-    decode(frame, decoded, seen ? depth_ : DecodeDepth::tree); // the filter may ask for anything
+    decode(frame, decoded, seen ? depth_ : DecodeDepth::tree, headers); // the filter may ask for anything
     return seen || filter_->matches(decoded);
 }
 
 bool FrameSelector::next(const CaptureFrame& frame)
 {
     skip(frame);
-    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, &decoder_.session()) : true;
+    const auto headers = OrdinaryHeaders::find(frame);
+    const auto seen = filter_ ? matchesAtAGlance(*filter_, frame, headers, &decoder_.session()) : true;
     if (seen)
         return *seen;
-    decode(frame, scratch_, DecodeDepth::tree);
+    decode(frame, scratch_, DecodeDepth::tree, headers);
     return filter_->matches(scratch_);
 }
 
 std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame,
-                                     const DecodeSession* session)
+                                     const std::optional<OrdinaryHeaders>& headers, const DecodeSession* session)
 {
-    FrameGlance glance(frame, session);
+    FrameGlance glance(frame, headers, session);
     return filter.program().run([&](const FilterTest& test) -> std::optional<bool> {
         if (!test.comparison)
             return glance.anyValue(test.glance, [](auto) { return true; });

@@ -28,7 +28,8 @@ public:
     bool next(const CaptureFrame& frame);
 
 private:
-    void decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth);
+    void decode(const CaptureFrame& frame, DecodedFrame& decoded, DecodeDepth depth,
+                const std::optional<OrdinaryHeaders>& headers);
 
     std::optional<DisplayFilter> filter_;
     PacketDecoder decoder_;
@@ -39,8 +40,14 @@ private:
 };
 
 /// What can be told of a frame by looking at its fixed places, or nothing: then it takes decoding. `session` is that of
-/// the frames decoded before, if there is one.
+/// the frames decoded before, if there is one; `headers` are the frame's.
 std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame,
+                                     const std::optional<OrdinaryHeaders>& headers,
                                      const DecodeSession* session = nullptr);
+inline std::optional<bool> matchesAtAGlance(const DisplayFilter& filter, const CaptureFrame& frame,
+                                            const DecodeSession* session = nullptr)
+{
+    return matchesAtAGlance(filter, frame, OrdinaryHeaders::find(frame), session);
+}
 
 } // namespace netrondo

@@ -3,6 +3,8 @@
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Wire/TcpHeader.h"
 
+#include <algorithm>
+#include <bit>
 #include <fmt/format.h>
 
 namespace netrondo::tcp {
@@ -10,6 +12,8 @@ namespace {
 constexpr NamedValue flagNames[] = {{tcpFlag::fin, "FIN"}, {tcpFlag::syn, "SYN"}, {tcpFlag::rst, "RST"},
                                     {tcpFlag::psh, "PSH"}, {tcpFlag::ack, "ACK"}, {tcpFlag::urg, "URG"},
                                     {tcpFlag::ece, "ECE"}, {tcpFlag::cwr, "CWR"}, {0x100, "AE"}};
+static_assert(std::ranges::all_of(flagNames,
+                                  [bit = 0](const NamedValue& flag) mutable { return flag.value == 1u << bit++; }));
 constexpr NamedValue optionKinds[] = {{0, "end of options"},
                                       {1, "no operation"},
                                       {2, "MSS"},
@@ -49,7 +53,7 @@ constexpr Field window{"tcp.window", "TCP window", Wire::u16};
 constexpr Field checksum{"tcp.checksum", "TCP checksum", Wire::checksum16};
 constexpr Field urgentPointer{"tcp.urgent", "Urgent pointer", Wire::u16};
 constexpr Field payloadLength{"tcp.len", "TCP payload length", Wire::number};
-constexpr Field together{"tcp.together", "Put together with earlier bytes", Wire::number};
+constexpr Field together{"tcp.together", "Put together with bytes of other segments", Wire::number};
 constexpr Field option{"tcp.option", "TCP option", Wire::group, optionKinds};
 constexpr Field optionKind{"tcp.option_kind", "Kind", Wire::u8, optionKinds};
 constexpr Field optionLength{"tcp.option_len", "Length", Wire::u8};
@@ -137,24 +141,58 @@ void readOptions(Layer& tcp, std::size_t count)
     }
 }
 
-void decode(Layer& tcp)
+/// Goes through options as `readOptions` does, without a trace: `visit` gets each one's kind and what is there of its
+/// body. False where they contradict themselves or are not all there.
+template <typename Visit> bool eachOption(Bytes options, Visit visit)
 {
-    const auto from = tcp.read(sourcePort), to = tcp.read(destinationPort);
-    if (tcp.stopped())
-        return;
-    tcp.setPorts(Transport::tcp, static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to));
-    const auto number = tcp.read(sequence);
-    tcp.read(acknowledgment);
+    while (!options.empty()) {
+        if (options[0] <= 1) {
+            options = options.subspan(1);
+            continue;
+        }
+        if (options.size() < 2 || options[1] < 2)
+            return false;
+        const std::size_t size = options[1];
+        visit(options[0], size - 2, slice(options, 2, size - 2));
+        if (size > options.size())
+            return false;
+        options = options.subspan(size);
+    }
+    return true;
+}
+
+constexpr std::size_t lengthAndFlags = 12; ///< where the word of both stands
+constexpr std::size_t leastHeader = 20;
+
+std::size_t headerLengthOf(Bytes segment)
+{
+    return segment.size() > lengthAndFlags ? static_cast<std::size_t>(segment[lengthAndFlags] >> 4) * 4 : 0;
+}
+
+Bytes optionsOf(Bytes segment)
+{
+    const auto header = headerLengthOf(segment);
+    return header > leastHeader ? slice(segment, leastHeader, header - leastHeader) : Bytes{};
+}
+
+/// Whether reading the header would come to its end.
+bool isSound(Bytes segment)
+{
+    const auto header = headerLengthOf(segment);
+    return header >= leastHeader && header <= segment.size() && eachOption(optionsOf(segment), [](auto&&...) {});
+}
+
+/// Reads the header; false where it stops.
+bool readHeader(Layer& tcp)
+{
+    tcp.read(sourcePort, destinationPort, sequence, acknowledgment);
     if (tcp.left() < 2)
-        return static_cast<void>(tcp.read(flags));
+        return tcp.read(flags), false;
     const auto word = tcp.peek16();
     const auto header = static_cast<std::size_t>(word >> 12) * 4;
     tcp.add(headerLength, header, tcp.offset(), 1);
-    if (tcp.frame().depth == DecodeDepth::row)
-        tcp.add(flags, word & 0x1ffu, tcp.offset(), 2);
-    else
-        tcp.addParts(flags, word & 0x1ffu, tcp.offset(), 2, accurate, reduced, echo, urgent, acknowledges, push, reset,
-                     synchronize, finish);
+    tcp.addParts(flags, word & 0x1ffu, tcp.offset(), 2, accurate, reduced, echo, urgent, acknowledges, push, reset,
+                 synchronize, finish);
     tcp.skip(2);
     const auto room = tcp.read(window);
     // A window of 0 in a segment that closes or resets says nothing about the receiver's room.
@@ -163,81 +201,108 @@ void decode(Layer& tcp)
     checksums::readTransport(tcp, checksum, 6, Expert::tcpChecksum);
     tcp.read(urgentPointer);
     if (tcp.stopped())
-        return;
-    if (header < 20)
-        return tcp.reject(headerLength);
-    if (header > 20)
-        readOptions(tcp, header - 20);
-    if (tcp.stopped())
+        return false;
+    if (header < leastHeader)
+        return tcp.reject(headerLength), false;
+    if (header > leastHeader)
+        readOptions(tcp, header - leastHeader);
+    return !tcp.stopped();
+}
+
+void decode(Layer& tcp)
+{
+    const auto segment = tcp.rest();
+    if (segment.size() < 4)
+        return tcp.read(sourcePort, destinationPort);
+    const auto from = load::be16(segment.data()), to = load::be16(segment.data() + 2);
+    tcp.setPorts(Transport::tcp, from, to);
+    // A row says the header from its bytes.
+    if (tcp.frame().depth == DecodeDepth::row && isSound(segment))
+        tcp.skip(headerLengthOf(segment));
+    else if (!readHeader(tcp))
         return;
     tcp.add(payloadLength, tcp.leftOnWire());
-    const bool opens = word & tcpFlag::syn;
+    const bool opens = segment[lengthAndFlags + 1] & tcpFlag::syn;
     if (opens)
-        tcp.beginConnection(static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to));
+        tcp.beginConnection(from, to);
     // The SYN takes a number of its own, before any data that comes with it (RFC 9293, 3.4).
-    tcp.handOverSegment(static_cast<std::uint16_t>(from), static_cast<std::uint16_t>(to),
-                        static_cast<std::uint32_t>(number) + opens, together);
+    tcp.handOverSegment(from, to, load::be32(segment.data() + 4) + opens, together);
 }
 
-/// The first node of each option that is told in the line.
-struct Found {
-    const Node *size = nullptr, *scale = nullptr, *permitted = nullptr, *time = nullptr, *echo = nullptr;
-    bool hasBlocks = false;
-
-    void note(const Node& node)
-    {
-        const auto isFirst = [&](const Field& field, const Node* known) { return node.field == &field && !known; };
-        if (isFirst(timestamps, time))
-            time = &node;
-        else if (isFirst(timestampEcho, echo))
-            echo = &node;
-        else if (isFirst(mss, size))
-            size = &node;
-        else if (isFirst(windowScale, scale))
-            scale = &node;
-        else if (isFirst(sackPermitted, permitted))
-            permitted = &node;
-        else
-            hasBlocks = hasBlocks || node.field == &sackBlock;
-    }
-};
-
-void describeOptions(const LayerView& tcp, TextSink& out)
+void describeOptions(Bytes options, TextSink& out)
 {
-    // One look at all nodes: nearly every segment of most connections has options.
-    Found found;
-    for (const auto& node : tcp.nodes())
-        found.note(node);
-    const auto say = [&](std::string_view text, const Node* node) {
-        if (node)
-            out("{}{}", text, Value(tcp.tree(), node));
-    };
-    say(" MSS=", found.size);
-    if (found.scale)
-        out(" WS={}", found.scale->number < 32 ? std::uint64_t{1} << found.scale->number : 0);
-    if (found.permitted)
+    // The first of each kind, in an order of their own: nearly every segment of most connections has options.
+    const std::uint8_t *size = nullptr, *scale = nullptr, *time = nullptr, *timeEcho = nullptr;
+    bool isPermitted = false, hasBlocks = false;
+    eachOption(options, [&](std::uint8_t kind, std::size_t length, Bytes body) {
+        const auto* const at = body.data();
+        if (kind == 8 && length == 8) {
+            time = !time && body.size() >= 4 ? at : time;
+            timeEcho = !timeEcho && body.size() >= 8 ? at + 4 : timeEcho;
+        } else if (kind == 2 && length == 2) {
+            size = !size && body.size() == 2 ? at : size;
+        } else if (kind == 3 && length == 1) {
+            scale = !scale && !body.empty() ? at : scale;
+        } else {
+            isPermitted = isPermitted || (kind == 4 && length == 0);
+            hasBlocks = hasBlocks || kind == 5;
+        }
+    });
+    if (size)
+        out(" MSS={}", load::be16(size));
+    if (scale)
+        out(" WS={}", *scale < 32 ? std::uint64_t{1} << *scale : 0);
+    if (isPermitted)
         out(" SACK_PERM");
-    if (found.hasBlocks)
-        tcp.each(sackBlock, [&](const Value& block) { out(" SACK={}", block); });
-    say(" TSval=", found.time);
-    say(" TSecr=", found.echo);
+    if (hasBlocks)
+        eachOption(options, [&](std::uint8_t kind, std::size_t, Bytes body) {
+            for (; kind == 5 && body.size() >= 8; body = body.subspan(8))
+                out(" SACK={}-{}", load::be32(body.data()), load::be32(body.data() + 4));
+        });
+    if (time)
+        out(" TSval={}", load::be32(time));
+    if (timeEcho)
+        out(" TSecr={}", load::be32(timeEcho));
 }
 
+void putFlags(unsigned set, TextSink& out)
+{
+    if (!set)
+        return out.put("0x0000");
+    for (auto rest = set; rest; rest &= rest - 1) {
+        if (rest != set)
+            out.put(", ");
+        out.put(flagNames[std::countr_zero(rest)].name);
+    }
+}
+
+/// From the bytes: a row has no nodes of the header. Of a header that is cut it says what is there.
 void describe(const LayerView& tcp, TextSink& out)
 {
-    const auto from = tcp[sourcePort], to = tcp[destinationPort], seq = tcp[sequence], ack = tcp[acknowledgment];
-    const auto header = tcp[headerLength], set = tcp[flags];
-    out("{} → {}", from.number(), to.number());
-    if (!set)
-        return out(" Seq={}", seq);
-    out(" [{}] Seq={}", set, seq);
-    if (set.number() & tcpFlag::ack)
-        out(" Ack={}", ack);
-    out(" Win={}", tcp[window]);
+    const auto segment = tcp.bytes();
+    const auto* const at = segment.data();
+    const auto has = [&](std::size_t size) { return segment.size() >= size; };
+    const auto port = [&](std::size_t offset) { return has(offset + 2) ? load::be16(at + offset) : std::uint16_t{0}; };
+    out("{} → {}", port(0), port(2));
+    if (has(14)) {
+        out.put(" [");
+        putFlags(load::be16(at + lengthAndFlags) & 0x1ffu, out);
+        out.put(']');
+    }
+    out.put(" Seq=");
+    if (has(8))
+        out.add(load::be32(at + 4));
+    if (!has(14))
+        return;
+    if (at[13] & tcpFlag::ack)
+        out(" Ack={}", load::be32(at + 8));
+    out.put(" Win=");
+    if (has(16))
+        out.add(load::be16(at + 14));
     if (const auto length = tcp[payloadLength])
-        out(" Len={}", length);
-    if (header.number() > 20)
-        describeOptions(tcp, out);
+        out(" Len={}", length.number());
+    if (has(leastHeader))
+        describeOptions(optionsOf(segment), out);
 }
 
 constexpr const Field* catalogue[] = {&listSourcePort,
