@@ -59,6 +59,35 @@ INSTANTIATE_TEST_SUITE_P(Segments, SecondSegments,
                                          SecondSegment{"GoesTheOtherWay", 100, 40000, 53, 120, 20, "", ""}),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST(DecodeSession, ASegmentThatComesBeforeTheOneItFollowsIsPutBehindIt)
+{
+    Capture capture;
+    const Bytes query(dnsQuery);
+    capture.tcp(53, 40000, 100, query.first(10));
+    const auto last = capture.tcp(53, 40000, 125, query.subspan(25));
+    const auto third = capture.tcp(53, 40000, 118, query.subspan(18, 7));
+    const auto second = capture.tcp(53, 40000, 110, query.subspan(10, 8));
+    EXPECT_EQ(capture.values(last, "dns.q") + capture.values(third, "dns.q"), "");
+    EXPECT_EQ(capture.info(last), "Continuation, 9 bytes");
+    EXPECT_EQ(capture.info(second), "Query 0x1234 A example.office");
+    EXPECT_EQ(capture.values(second, "tcp.together"), "26");
+    EXPECT_EQ(capture.dumpOutOfTurn(second), capture.dump(second));
+    const auto next = capture.tcp(53, 40000, 100 + static_cast<std::uint32_t>(query.size()), query);
+    EXPECT_EQ(capture.values(next, "dns.q"), "example.office") << "the stream goes on behind the last one";
+}
+
+TEST(DecodeSession, ASegmentThatIsLostForGoodDoesNotHoldTheOthersUpForLong)
+{
+    Capture capture;
+    const Bytes query(dnsQuery);
+    capture.tcp(53, 40000, 100, query.first(10));
+    auto sequence = 120u;
+    for (std::size_t i = 0; i <= DecodeSession::maxEarly; ++i, sequence += static_cast<std::uint32_t>(query.size()))
+        capture.tcp(53, 40000, sequence, query);
+    const auto after = capture.tcp(53, 40000, sequence, query);
+    EXPECT_EQ(capture.values(after, "dns.q"), "example.office");
+}
+
 TEST(DecodeSession, HeadersOverTwoSegmentsAreReadTogether)
 {
     Capture capture;
@@ -224,6 +253,25 @@ TEST(DecodeSession, ACallNamesTheInterfaceThatItsContextWasBoundTo)
     const auto frame = capture.tcp(40002, 40000, 73, hex("05 00 00 03 10000000 1800 0000 02000000 00000000 0000 0f00"));
     EXPECT_EQ(capture.info(frame), "Request SRVSVC operation 15, call 2");
     EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame));
+}
+
+TEST(DecodeSession, FragmentsOfAnEapMethodsTlsArePutTogether)
+{
+    Capture capture;
+    // A key exchange of 17 bytes, eight of them in the first fragment; the other side asks for more in between.
+    const auto first =
+        capture.add(hex("020000000002 020000000001 888e 02 00 0012 01 01 0012 0d c0 00000011  16 0303 000c 0c0000"));
+    capture.add(hex("020000000001 020000000002 888e 02 00 0006 02 01 0006 0d 00"));
+    const auto second =
+        capture.add(hex("020000000002 020000000001 888e 02 00 000f 01 02 000f 0d 00  08 0102030405060708"));
+    const auto repeated =
+        capture.add(hex("020000000002 020000000001 888e 02 00 000f 01 02 000f 0d 00  08 0102030405060708"));
+    EXPECT_EQ(capture.values(first, "tls.handshake_body"), "");
+    EXPECT_EQ(capture.values(second, "tls.hs"), "12 (Server Key Exchange)");
+    EXPECT_EQ(capture.values(second, "tls.handshake_body"), "0102030405060708");
+    EXPECT_EQ(capture.info(second), "Request, TLS, Server Key Exchange");
+    EXPECT_EQ(capture.values(repeated, "tls.hs"), "");
+    EXPECT_EQ(capture.dumpOutOfTurn(second), capture.dump(second));
 }
 
 TEST(DecodeSession, AMessageThatNeverEndsIsGivenUp)

@@ -36,8 +36,8 @@ void DecodeSession::forget(const ConnectionKey& key)
     const auto found = connections_.find(key);
     if (found == connections_.end())
         return;
-    for (const auto& way : found->second.ways) {
-        pendingBytes_ -= way.pending.size();
+    for (auto& way : found->second.ways) {
+        dropPending(way);
         memories_ -= way.memory != nullptr;
     }
     connections_.erase(found);
@@ -79,7 +79,8 @@ StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint
     size_ = size;
     isWhole_ = isWhole;
     context_ = {};
-    isPassing_ = false;
+    isPassing_ = isEarly_ = false;
+    after_.clear();
     const auto found = connections_.find(place.key);
     if (found == connections_.end())
         return context_;
@@ -89,26 +90,92 @@ StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint
         const auto ahead = sequence - way.next;
         if (static_cast<std::int32_t>(ahead) < 0) {
             isRepeated_ = true;
-        } else if (ahead > way.skip) { // bytes of a message are missing
-            pendingBytes_ -= way.pending.size();
-            way.pending.clear();
-            way.skip = way.needed = 0;
+        } else if (ahead > way.skip) { // bytes of a message are missing, or only late
+            isEarly_ = isWhole && mayHold(way, ahead, size);
+            if (isEarly_) {
+                context_.continued = size;
+            } else {
+                dropPending(way);
+                way.skip = way.needed = 0;
+            }
         } else if (way.skip) { // a lost segment within a body that is skipped anyway does no harm
             way.skip -= ahead;
             context_.continued = static_cast<std::uint32_t>(std::min<std::uint64_t>(way.skip, size));
-        } else if (way.pending.size() + size < way.needed) {
-            context_.continued = size;
-        } else if (isWhole && !way.pending.empty()) {
-            before_ = way.pending;
-            context_.before = before_;
+        } else {
+            if (isWhole)
+                takeEarly(way, sequence + size);
+            if (way.pending.size() + size + after_.size() < way.needed) {
+                context_.continued = size;
+            } else if (isWhole && !way.pending.empty()) {
+                before_ = way.pending;
+                context_.before = before_;
+                context_.after = after_;
+            }
         }
         if (context_.continued || !context_.before.empty())
             context_.protocol = way.protocol;
     }
     isPassing_ = context_.continued == size;
     if (context_.protocol || context_.continued || !context_.before.empty())
-        keep(ContextKind::stream, context_.protocol, context_.continued, context_.before);
+        keep(context_);
     return context_;
+}
+
+void DecodeSession::keep(const StreamContext& context)
+{
+    if (!contexts_)
+        return;
+    // Where the start of a message is kept, nothing of the payload goes by: the number tells how much stands behind.
+    if (context.before.empty())
+        return keep(ContextKind::stream, context.protocol, context.continued, {});
+    auto bytes = before_;
+    bytes.insert(bytes.end(), after_.begin(), after_.end());
+    keep(ContextKind::stream, context.protocol, static_cast<std::uint32_t>(after_.size()), bytes);
+}
+
+StreamContext DecodeSession::streamContext(const FoundContexts::Entry& kept, Bytes bytes)
+{
+    const std::size_t number = kept.context.continued;
+    if (bytes.empty())
+        return {kept.context.protocol, {}, {}, kept.context.continued};
+    const auto before = bytes.size() - std::min(number, bytes.size());
+    return {kept.context.protocol, bytes.first(before), bytes.subspan(before), 0};
+}
+
+bool DecodeSession::mayHold(const Way& way, std::uint32_t ahead, std::uint32_t size)
+{
+    std::size_t held = way.pending.size() + size;
+    for (const auto& early : way.early)
+        held += early.bytes.size();
+    return !way.pending.empty() && way.early.size() < maxEarly && held <= maxPendingEach && ahead <= maxPendingEach;
+}
+
+void DecodeSession::takeEarly(Way& way, std::uint32_t sequence)
+{
+    for (bool found = !way.early.empty(); found;) {
+        const auto next = std::ranges::find(way.early, sequence, &Early::sequence);
+        found = next != way.early.end();
+        if (found) {
+            after_.insert(after_.end(), next->bytes.begin(), next->bytes.end());
+            sequence += static_cast<std::uint32_t>(next->bytes.size());
+            pendingBytes_ -= next->bytes.size();
+            way.early.erase(next);
+        }
+    }
+    std::erase_if(way.early, [&](const Early& early) {
+        const bool isLate = static_cast<std::int32_t>(early.sequence - sequence) < 0;
+        pendingBytes_ -= isLate ? early.bytes.size() : 0;
+        return isLate;
+    });
+}
+
+void DecodeSession::dropPending(Way& way)
+{
+    pendingBytes_ -= way.pending.size();
+    for (const auto& early : way.early)
+        pendingBytes_ -= early.bytes.size();
+    way.pending.clear();
+    way.early.clear();
 }
 
 void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
@@ -121,7 +188,15 @@ void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
         return;
     auto& connection = isKnown ? found->second : connect(place_.key);
     auto& way = connection.ways[place_.way];
-    way.next = sequence_ + size_;
+    if (isEarly_) {
+        const auto held = outcome.isAnew ? Bytes() : payload; // what began anew has been told by itself
+        way.early.push_back({sequence_, {held.begin(), held.end()}});
+        pendingBytes_ += held.size();
+        if (pendingBytes_ > maxPendingAll)
+            forgetAll();
+        return;
+    }
+    way.next = sequence_ + size_ + static_cast<std::uint32_t>(after_.size());
     way.isFollowed = true;
     if (outcome.isLearned)
         connection.protocol = outcome.protocol;
@@ -131,16 +206,19 @@ void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
         way.skip -= size_;
     } else if (isPassing_ && !outcome.isAnew && isWhole_) {
         way.pending.insert(way.pending.end(), payload.begin(), payload.end());
+        way.pending.insert(way.pending.end(), after_.begin(), after_.end());
     } else {
         way.skip = outcome.skip;
         way.needed = outcome.needed;
         way.pending.assign(outcome.pending.begin(), outcome.pending.end());
     }
+    pendingBytes_ += way.pending.size();
     if (way.pending.size() > maxPendingEach || way.needed > maxPendingEach) {
         way.needed = 0;
-        way.pending.clear();
+        dropPending(way);
     }
-    pendingBytes_ += way.pending.size();
+    if (way.pending.empty())
+        dropPending(way); // nothing is waited for
     if (pendingBytes_ > maxPendingAll)
         return forgetAll();
     if (!connection.protocol && connection.ways[0].isIdle() && connection.ways[1].isIdle())

@@ -48,6 +48,7 @@ struct ConnectionPlace {
 struct StreamContext {
     const Protocol* protocol = nullptr; ///< of the message that goes on, else known from earlier in the connection
     Bytes before;                       ///< the start of a message, from earlier segments
+    Bytes after;                        ///< what follows the payload, from segments that came too early
     std::uint32_t continued = 0; ///< so many first bytes of the payload belong to a message that began earlier and is
                                  ///< not taken apart here
 };
@@ -86,6 +87,7 @@ class DecodeSession {
 public:
     static constexpr std::size_t maxConnections = 65'536;
     static constexpr std::size_t maxPendingEach = 64 * 1024;
+    static constexpr std::size_t maxEarly = 16; ///< segments of a way that came before their turn
     static constexpr std::size_t maxPendingAll = 32 * 1024 * 1024;
     static constexpr std::size_t maxMemories = 4096;
     static constexpr std::size_t maxDatagrams = 256;
@@ -102,6 +104,8 @@ public:
 
     /// A TCP payload of `size` bytes on the wire, all of them captured if `isWhole`.
     StreamContext enterStream(const ConnectionPlace& place, std::uint32_t sequence, std::uint32_t size, bool isWhole);
+    /// What `enterStream` said of a frame, from what was kept of it.
+    static StreamContext streamContext(const FoundContexts::Entry& kept, Bytes bytes);
     /// What became of the payload that entered; `payload` is what the frame holds of it.
     void leaveStream(const StreamOutcome& outcome, Bytes payload);
     /// A connection between these two begins: what was known of an earlier one does not hold.
@@ -130,6 +134,13 @@ public:
     }
 
 private:
+    void keep(const StreamContext& context);
+
+    /// A segment that came before one that it follows.
+    struct Early {
+        std::uint32_t sequence;
+        std::vector<std::uint8_t> bytes;
+    };
     struct Way {
         std::uint32_t next = 0; ///< the sequence number that is expected
         bool isFollowed = false;
@@ -137,6 +148,7 @@ private:
         std::uint64_t skip = 0;
         std::uint64_t needed = 0;
         std::vector<std::uint8_t> pending;
+        std::vector<Early> early; ///< only while something is pending
         std::unique_ptr<ProtocolMemory> memory;
 
         bool isIdle() const { return skip == 0 && pending.empty() && !memory; }
@@ -157,6 +169,11 @@ private:
     };
 
     Connection& connect(const ConnectionKey& key);
+    /// Whether a segment that leaves a gap is worth waiting for what fills it.
+    static bool mayHold(const Way& way, std::uint32_t ahead, std::uint32_t size);
+    /// Takes what follows `sequence` out of the segments that came early, and drops those that come too late now.
+    void takeEarly(Way& way, std::uint32_t sequence);
+    void dropPending(Way& way);
     void forgetAll();
 
     FrameContexts* contexts_;
@@ -174,7 +191,8 @@ private:
     bool isRepeated_ = false;
     StreamContext context_;
     bool isPassing_ = false; ///< the payload is all within a message
-    std::vector<std::uint8_t> before_;
+    bool isEarly_ = false;   ///< the segment leaves a gap that may yet be filled
+    std::vector<std::uint8_t> before_, after_;
 
     std::deque<Datagram> datagrams_;
     PieceBuffer wholeDatagram_;

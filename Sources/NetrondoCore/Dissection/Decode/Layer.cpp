@@ -249,7 +249,7 @@ void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationP
         stream.isEntered = true;
         stream.payload = rest();
     } else if (const auto* found = decoding_.contexts ? decoding_.contexts->next(ContextKind::stream) : nullptr) {
-        context = {found->context.protocol, decoding_.contexts->bytesOf(*found), found->context.continued};
+        context = DecodeSession::streamContext(*found, decoding_.contexts->bytesOf(*found));
     }
     if (context.continued && context.protocol->guess
         && context.protocol->guess(rest(), Transport::tcp) == Likeness::certain)
@@ -266,7 +266,7 @@ void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationP
         && protocol->guess(rest(), Transport::tcp) == Likeness::certain;
     const auto at = decoding_.pendingCount;
     const auto continued = std::min(context.continued, static_cast<std::uint32_t>(left()));
-    if (context.before.empty() || !handOverTogether(*protocol, context.before, together))
+    if (context.before.empty() || !handOverTogether(*protocol, context, together))
         handOver(*protocol);
     if (decoding_.pendingCount == at)
         return;
@@ -274,14 +274,16 @@ void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationP
     decoding_.pending[at].continued = continued;
 }
 
-bool Layer::handOverTogether(const Protocol& protocol, Bytes before, const Field& together)
+bool Layer::handOverTogether(const Protocol& protocol, const StreamContext& context, const Field& together)
 {
-    const auto room = tree_.makeBytes(before.size() + left());
+    const auto others = context.before.size() + context.after.size();
+    const auto room = tree_.makeBytes(others + left());
     if (room.empty())
         return false;
-    const auto own = std::ranges::copy(before, room.begin()).out;
-    std::ranges::copy(rest(), own);
-    add(together, before.size(), offset_, left());
+    auto own = std::ranges::copy(context.before, room.begin()).out;
+    own = std::ranges::copy(rest(), own).out;
+    std::ranges::copy(context.after, own);
+    add(together, others, offset_, left());
     offset_ = end_;
     handOverOwn(protocol, static_cast<std::size_t>(room.data() - tree_.ownBytes().data()), room.size());
     return true;

@@ -282,7 +282,7 @@ private:
     const Protocol* protocolOfConnection(Transport transport);
     ConnectionPlace placeIn(Transport transport);
     std::unique_ptr<ProtocolMemory>* memorySlot(Transport transport, Ways ways);
-    bool handOverTogether(const Protocol& protocol, Bytes before, const Field& together);
+    bool handOverTogether(const Protocol& protocol, const StreamContext& context, const Field& together);
     void leaveMessage();
 
     Decoding& decoding_;

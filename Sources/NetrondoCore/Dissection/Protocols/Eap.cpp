@@ -1,6 +1,9 @@
 // Port-based access control: EAPOL (IEEE 802.1X) and EAP inside it (RFC 3748).
 #include "Dissection/Protocols/Protocols.h"
 
+#include <utility>
+#include <vector>
+
 namespace netrondo {
 
 namespace eap {
@@ -19,23 +22,66 @@ constexpr Field type{"eap.type", "Type", Wire::u8, types};
 constexpr Field identity{"eap.identity", "Identity", Wire::text};
 constexpr Field flags{"eap.tls_flags", "Flags", Wire::hex8};
 constexpr Field tlsLength{"eap.tls_len", "TLS length", Wire::u32};
+constexpr Field fragment{"eap.tls_fragment", "Fragment of TLS messages", Wire::bytes};
 constexpr Field data{"eap.data", "Data", Wire::bytes};
 
-void readTls(Layer& eap)
+/// What one side has sent of a flight of TLS messages that takes several packets (RFC 5216, 2.1.5).
+struct Fragments : ProtocolMemory {
+    std::vector<std::uint8_t> bytes; ///< empty: none is open
+    std::uint64_t last = 0;          ///< the identifier of the packet that came last
+};
+constexpr std::size_t longestFlight = 64 * 1024;
+
+void embedWhole(Layer& eap, Bytes whole)
+{
+    auto& frame = eap.frame();
+    const auto before = frame.pendingCount;
+    eap.handOverCopy(tls::protocol, whole);
+    if (frame.pendingCount > before)
+        frame.pending[before].nodeFlags |= Node::embedded;
+}
+
+/// Takes a fragment that is not the first; with the last one the whole goes to TLS.
+void readFragment(Layer& eap, Fragments& open, std::uint64_t number, bool isLast)
+{
+    const auto bytes = eap.readRest(fragment);
+    if (std::exchange(open.last, number) == number || bytes.size() > longestFlight - open.bytes.size())
+        return; // sent again because its answer was lost, or longer than any certificates
+    open.bytes.insert(open.bytes.end(), bytes.begin(), bytes.end());
+    if (!isLast)
+        return;
+    eap.keep(open.bytes);
+    embedWhole(eap, open.bytes);
+    open.bytes.clear();
+}
+
+void readTls(Layer& eap, std::uint64_t number)
 {
     const auto bits = eap.read(flags);
     if (bits & 0x80)
         eap.read(tlsLength);
     if (!eap.left())
         return;
-    eap.setStream(); // messages are cut into pieces
+    const bool isLast = !(bits & 0x40);
+    if (const auto whole = eap.kept()) {
+        eap.readRest(fragment);
+        return embedWhole(eap, *whole);
+    }
+    auto* const open = eap.memory<Fragments>(eap.summary().transport, Layer::Ways::one);
+    if (open && !open->bytes.empty())
+        return readFragment(eap, *open, number, isLast);
+    if (open && !isLast) {
+        const auto bytes = eap.rest();
+        open->bytes.assign(bytes.begin(), bytes.end());
+        open->last = number;
+    }
+    eap.setStream(); // the first piece, or one of a flight whose beginning was not seen: told as far as it goes
     eap.embed(tls::protocol);
 }
 
 void decode(Layer& eap)
 {
-    const auto kind = eap.read(code);
-    eap.read(identifier);
+    const auto kind = eap.read(code), number = eap.read(identifier);
     const auto size = eap.read(length);
     if (size < 4)
         return eap.reject(length);
@@ -46,7 +92,7 @@ void decode(Layer& eap)
     if (method == 1 && eap.left())
         eap.readText(identity, eap.left());
     else if (method == 13 || method == 21 || method == 25)
-        readTls(eap);
+        readTls(eap, number);
     if (eap.more())
         eap.readRest(data);
 }
