@@ -82,8 +82,10 @@ void decode(Layer& slow)
 void describe(const LayerView& slow, TextSink& out)
 {
     out("{}", slow[subtype]);
-    if (const auto who = slow[system])
-        out(" system {}, port {}, {}", who, slow[port], slow[state]);
+    // The actor's, which stands first: one after the other, for the partner's fields have the same names.
+    const auto who = slow[system], number = slow[port], how = slow[state];
+    if (who)
+        out(" system {}, port {}, {}", who, number, how);
 }
 
 constexpr Claim claims[] = {etherType(0x8809)};
