@@ -135,4 +135,15 @@ TEST(PortServices, OnATieTheServiceWithTheLowestPortDominates)
     EXPECT_EQ(dominant({{22, {0}}, {80, {0}}}), "SSH");
 }
 
+TEST(PortServices, ACallMayUseThePortOfAServiceThatOnlyTcpCarries)
+{
+    constexpr auto udp = ProtocolName::udp, tcp = ProtocolName::tcp;
+    EXPECT_EQ(PortServices::serviceName(30000, 20000, tcp), ProtocolName::dnp3);
+    EXPECT_EQ(PortServices::serviceName(20000, 30000, udp), udp);
+    EXPECT_EQ(PortServices::serviceName(20000, 53, udp), ProtocolName::dns);
+    EXPECT_EQ(PortServices::name(20000), "DNP3");
+    EXPECT_EQ(dominant({{20000, {9, false, true}}}), "none");
+    EXPECT_EQ(dominant({{20000, {9, true, true}}}), "DNP3");
+}
+
 } // namespace netrondo::test

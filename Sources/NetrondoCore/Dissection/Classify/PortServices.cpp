@@ -48,6 +48,12 @@ constexpr ProtocolName infrastructureNames[] = {
     ProtocolName::openFlow, ProtocolName::macControl,
 };
 
+// Services that only TCP carries, on ports that phones and players take for their datagrams.
+constexpr ProtocolName tcpNames[] = {
+    ProtocolName::ndmp,      ProtocolName::zabbix, ProtocolName::kubelet, ProtocolName::dicom, ProtocolName::hkp,
+    ProtocolName::netBackup, ProtocolName::dnp3,   ProtocolName::gluster, ProtocolName::plex,  ProtocolName::mongoDb,
+};
+
 constexpr char lower(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
@@ -83,6 +89,8 @@ constinit const std::array<std::uint8_t, protocolNameCount> nameTraits = [] {
         traits[static_cast<std::size_t>(name)] |= transportOnly;
     for (auto name = static_cast<std::size_t>(ProtocolName::firstIpProtocol); name < protocolNameCount; ++name)
         traits[name] |= transportOnly;
+    for (const auto name : tcpNames)
+        traits[static_cast<std::size_t>(name)] |= overTcpOnly;
     for (const auto name : infrastructureNames)
         traits[static_cast<std::size_t>(name)] |= infrastructure;
     return traits;
@@ -111,23 +119,24 @@ bool isTransportOnly(std::string_view name)
 
 std::optional<ProtocolName> dominantAppProtocol(std::span<const std::pair<std::uint16_t, PortStats>> ports)
 {
-    const auto applicationOn = [](std::uint16_t port) {
-        const auto service = serviceOf(port);
+    const auto applicationOn = [](const std::pair<std::uint16_t, PortStats>& entry) {
+        const auto& [port, stats] = entry;
+        const auto service = serviceOf(port, stats.isUDP && !stats.isTCP ? ProtocolName::udp : ProtocolName::tcp);
         return service && !isTransportOnly(*service) ? service : std::nullopt;
     };
-    const auto first = std::find_if(ports.begin(), ports.end(),
-                                    [&](const auto& entry) { return applicationOn(entry.first).has_value(); });
+    const auto first =
+        std::find_if(ports.begin(), ports.end(), [&](const auto& entry) { return applicationOn(entry).has_value(); });
     if (first == ports.end())
         return {};
 
     std::array<Counter64, static_cast<std::size_t>(ProtocolName::firstIpProtocol)> counts{};
     for (auto at = first; at != ports.end(); ++at)
-        if (const auto service = applicationOn(at->first))
+        if (const auto service = applicationOn(*at))
             counts[static_cast<std::size_t>(*service)] += at->second.count;
 
-    auto best = *applicationOn(first->first);
+    auto best = *applicationOn(*first);
     for (auto at = first; at != ports.end(); ++at)
-        if (const auto service = applicationOn(at->first);
+        if (const auto service = applicationOn(*at);
             service && counts[static_cast<std::size_t>(*service)] > counts[static_cast<std::size_t>(best)])
             best = *service;
     return best;

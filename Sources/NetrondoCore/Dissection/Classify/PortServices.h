@@ -36,7 +36,7 @@ extern const std::array<std::uint64_t, 65536 / 64> hasService;
 static_assert(static_cast<int>(ProtocolName::other) == 0, "an empty table says that nothing is known");
 
 /// What is known about a protocol name beyond its text.
-enum NameTrait : std::uint8_t { transportOnly = 1, infrastructure = 2 };
+enum NameTrait : std::uint8_t { transportOnly = 1, infrastructure = 2, overTcpOnly = 4 };
 extern const std::array<std::uint8_t, protocolNameCount> nameTraits;
 
 inline bool hasTrait(ProtocolName name, NameTrait trait)
@@ -51,15 +51,22 @@ inline std::optional<ProtocolName> serviceOf(std::uint16_t port)
     const bool isKnown = detail::hasService[port / 64] >> port % 64 & 1;
     return isKnown ? std::optional(detail::serviceByPort[port]) : std::nullopt;
 }
-/// The same as text, or the empty view.
+/// The same for what is spoken over this transport: a call may use the port of a service that only TCP carries.
+inline std::optional<ProtocolName> serviceOf(std::uint16_t port, ProtocolName transport)
+{
+    const auto service = serviceOf(port);
+    const bool isOther = service && transport == ProtocolName::udp && detail::hasTrait(*service, detail::overTcpOnly);
+    return isOther ? std::nullopt : service;
+}
+/// The name of a port's service as text, or the empty view.
 std::string_view name(std::uint16_t port);
 /// A port below the ephemeral ones without a name: somebody's service, we do not know whose.
 bool isUnnamedService(std::uint16_t port);
 /// The service name of the destination port, else of the source port, else `transport`.
 inline ProtocolName serviceName(std::uint16_t sourcePort, std::uint16_t destinationPort, ProtocolName transport)
 {
-    const auto destination = serviceOf(destinationPort);
-    return destination ? *destination : serviceOf(sourcePort).value_or(transport);
+    const auto destination = serviceOf(destinationPort, transport);
+    return destination ? *destination : serviceOf(sourcePort, transport).value_or(transport);
 }
 
 /// True for names that say no more than how the bytes were carried ("TCP", "IPv6", "SCTP", "IP protocol 99").
