@@ -18,7 +18,13 @@ WHERE = {
     "anna": "Anna's PC",
     "bench": "the test bench",
 }
-OVERTAKEN = "Segments overtaken on the way to Carla (their IP identification is lower than one before): "
+OVERTAKEN = "Segments overtaken on the way {} (their IP identification is lower than one before): "
+# Where packets overtake each other: the scene, whom they are for, and the flow. What a delay varies by is enough for it.
+WAYS = (
+    ("reordering", "to Carla", "10.20.1.11", "10.20.1.103", 80),
+    ("delay", "from the terminal server to Bruno", "10.20.1.17", "10.20.1.102", 8081),
+    ("delay", "from the terminal server to the web server", "10.20.1.17", "10.20.1.11", 8081),
+)
 ROW = re.compile(r"^\| (?P<text>[^|]+) \| `(?P<filter>[^`]+)` \| (?P<frames>[^|]+) \|$")
 
 
@@ -117,9 +123,9 @@ def lost_on_the_way(folder, window):
     return spelled([int(number) for number, *who in sent if tuple(who) not in arrived])
 
 
-def overtaken(folder, window):
+def overtaken(folder, window, sender, receiver, port):
     """Segments that arrive after one the server sent later: within a connection it numbers its datagrams upwards."""
-    flow = f"{window} and ip.src == 10.20.1.11 and ip.dst == 10.20.1.103 and tcp.srcport == 80 and tcp.len > 0"
+    flow = f"{window} and ip.src == {sender} and ip.dst == {receiver} and tcp.srcport == {port} and tcp.len > 0"
     late, highest = [], None
     for number, identification in fields_of(folder / "trouble.pcapng", "frame.number", "ip.id", only=flow):
         ahead = (int(identification, 16) - (highest or 0)) & 0xFFFF
@@ -144,10 +150,12 @@ def write(folder, notes):
     text += ["| Scene | Frames |", "| --- | --- |"] + [f"| {name} | {a}–{b} |" for name, (a, b) in found.items()] + [""]
     text += table(trouble, FAULTS, windows(found), complaints) + [""]
     lost = lost_on_the_way(folder, windows(found)["loss"])
-    late = overtaken(folder, windows(found)["reordering"])
-    text += [f"{LOST}{lost}.", "", f"{OVERTAKEN}{late}.", ""]
-    if late == "none":
-        complaints.append("trouble.pcapng: nothing was overtaken while the cable reordered")
+    text += [f"{LOST}{lost}.", ""]
+    for scene, way, *flow in WAYS:
+        late = overtaken(folder, windows(found)[scene], *flow)
+        text += [f"{OVERTAKEN.format(way)}{late}.", ""]
+        if late == "none":
+            complaints.append(f"trouble.pcapng: nothing was overtaken {way}")
     dropped = next(
         (re.search(r"dropped (\d+)", n["counters"])[1] for n in notes["scenes"] if n.get("impairment") == "loss"), "?"
     )
@@ -208,17 +216,18 @@ def verify(folder):
     """Asks tshark again for every row. Says each that differs; the exit status tells whether any did."""
     path, wrong, checked, rows = None, [], 0, []
     windows_told = {}
-    computed = {LOST: (lost_on_the_way, "loss"), OVERTAKEN: (overtaken, "reordering")}
+    computed = {LOST: (lost_on_the_way, "loss", [])}
+    computed |= {OVERTAKEN.format(way): (overtaken, scene, flow) for scene, way, *flow in WAYS}
     for line in (folder / "README.md").read_text().splitlines():
         if line.startswith("## "):
             name = re.search(r"`([^`]+)`", line)
             path = folder / name[1] if name and (folder / name[1]).is_file() else None
-        elif row := re.match(r"^\| (loss|reordering) \| (\d+)–(\d+) \|$", line):
+        elif row := re.match(r"^\| (loss|delay|reordering) \| (\d+)–(\d+) \|$", line):
             windows_told[row[1]] = f"frame.number >= {row[2]} and frame.number <= {row[3]}"
         elif told := next((told for told in computed if line.startswith(told)), None):
             checked += 1
-            function, scene = computed[told]
-            if (now := function(folder, windows_told[scene]) + ".") != line.removeprefix(told):
+            function, scene, flow = computed[told]
+            if (now := function(folder, windows_told[scene], *flow) + ".") != line.removeprefix(told):
                 wrong.append(f"trouble.pcapng: {scene}: the key says {line.removeprefix(told)} it is {now}")
         elif path and (row := ROW.match(line)):
             rows.append((path, row))
