@@ -24,7 +24,7 @@ CircleLayout ring(std::vector<CommPair> pairs, double side = 800)
 
 FindingMarks marks(std::initializer_list<std::string_view> lines)
 {
-    return marksOf(findings(lines), {});
+    return marksOf(findings(lines));
 }
 
 /// "10.0.0.1 error" for a host, "10.0.0.1-10.0.0.2 note" for a conversation.
@@ -103,7 +103,7 @@ TEST(FindingBadges, StayApartAndLegibleFromTenToTwoThousandHosts)
             list.push_back(finding(fmt::format("arp.dupip note {}", name(i))));
         }
         const auto layout = ring(std::move(talks));
-        const auto badges = placeBadges(layout, 3, marksOf(list, {}));
+        const auto badges = placeBadges(layout, 3, marksOf(list));
         expectApart(badges);
         EXPECT_GE(badges.size(), 9u) << hosts;
         EXPECT_LE(badges.size(), 300u) << hosts;

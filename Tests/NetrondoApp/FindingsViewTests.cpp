@@ -46,7 +46,7 @@ protected:
     FindingsView& view() const { return part<FindingsView>(); }
     QTreeView& list() const { return part<QTreeView>("findingsList"); }
     const CaptureFindings& findings() const { return *view().findings(); }
-    const std::vector<ExpertFinding>& all() const { return findings().summary().findings; }
+    std::span<const ExpertFinding> all() const { return findings().list(); }
     void calm()
     {
         ASSERT_TRUE(eventually([&] { return !view().isBusy(); }));

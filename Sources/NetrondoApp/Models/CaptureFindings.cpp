@@ -1,5 +1,6 @@
 #include "Models/CaptureFindings.h"
 
+#include "Analysis/Expert/RollUp.h"
 #include "Base/Units.h"
 #include "Models/Severities.h"
 #include "Models/Text.h"
@@ -14,8 +15,11 @@ CaptureFindings::CaptureFindings(std::shared_ptr<const TalkTable> talks, std::ve
     : talks_(std::move(talks))
     , mutes_(std::move(mutes))
     , wish_(std::move(wish))
-    , table_(arrange(summary().findings, mutes_, wish_, [this](const Address& host) { return hostWords(host); }))
-    , marks_(marksOf(summary().findings, mutes_))
+    , diagnosed_(mutes_.empty() ? std::vector<ExpertFinding>() : diagnose(*summary().records, mutes_))
+    , list_(mutes_.empty() ? summary().findings : diagnosed_)
+    , table_(arrange(list_, wish_, [this](const Address& host) { return hostWords(host); }))
+    , marks_(marksOf(list_))
+    , mutedMarks_(list_)
 { }
 
 std::string CaptureFindings::hostWords(const Address& host) const

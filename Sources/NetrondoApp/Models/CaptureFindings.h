@@ -7,6 +7,7 @@
 
 #include <QStringList>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,17 +17,21 @@ namespace netrondo {
 class CaptureFindings {
 public:
     CaptureFindings(std::shared_ptr<const TalkTable> talks, std::vector<ExpertMute> mutes, FindingWish wish);
-    CaptureFindings(const CaptureFindings&) = delete; // the table refers to the mutes
+    CaptureFindings(const CaptureFindings&) = delete; // the list may be a view of its own findings
     CaptureFindings& operator=(const CaptureFindings&) = delete;
 
     const TalkTable& talks() const { return *talks_; }
     std::shared_ptr<const AnalysisResult> result() const { return talks_->result(); }
+    /// The account of the frames, and what was cut off; its findings are those without mutes.
     const CaptureExpertSummary& summary() const { return talks_->result()->expertSummary; }
-    const ExpertFinding& operator[](std::uint32_t index) const { return summary().findings[index]; }
+    /// With the mutes; what hurts most first.
+    std::span<const ExpertFinding> list() const { return list_; }
+    const ExpertFinding& operator[](std::uint32_t index) const { return list_[index]; }
     const FindingTable& table() const { return table_; }
     const FindingMarks& marks() const { return marks_; }
+    const MutedMarks& mutedMarks() const { return mutedMarks_; }
+    const std::vector<ExpertMute>& mutes() const { return mutes_; }
     const FindingWish& wish() const { return wish_; }
-    const ExpertMute* muteOf(std::uint32_t index) const { return table_.mutes[index]; }
 
     /// "web (10.20.1.11)".
     std::string hostWords(const Address& host) const;
@@ -44,8 +49,11 @@ private:
     std::shared_ptr<const TalkTable> talks_;
     std::vector<ExpertMute> mutes_;
     FindingWish wish_;
+    std::vector<ExpertFinding> diagnosed_; ///< where there are mutes
+    std::span<const ExpertFinding> list_;
     FindingTable table_;
     FindingMarks marks_;
+    MutedMarks mutedMarks_;
 };
 
 } // namespace netrondo

@@ -166,10 +166,9 @@ QVariant FindingsModel::data(const QModelIndex& index, int role) const
         return groupData(group(*inside), index.column(), role);
     const auto row = *findingAt(index);
     const auto& finding = (*findings_)[row];
-    const auto* const mute = findings_->muteOf(row);
     const int column = index.column();
     switch (role) {
-    case Qt::DisplayRole: return mute && column == severity ? tr("Muted") : text(row, column);
+    case Qt::DisplayRole: return finding.muted && column == severity ? tr("Muted") : text(row, column);
     case Qt::DecorationRole:
         return column == severity ? QVariant(signs_[static_cast<std::size_t>(finding.severity)]) : QVariant();
     case Qt::TextAlignmentRole:
@@ -178,16 +177,16 @@ QVariant FindingsModel::data(const QModelIndex& index, int role) const
                                      : Qt::AlignLeft)
                                 | Qt::AlignVCenter);
     case Qt::ForegroundRole:
-        return mute ? QVariant(QApplication::palette().color(QPalette::PlaceholderText)) : QVariant();
+        return finding.muted ? QVariant(QApplication::palette().color(QPalette::PlaceholderText)) : QVariant();
     case Qt::AccessibleTextRole:
         if (column == severity)
-            return mute ? tr("%1, muted").arg(text(row, column)) : text(row, column);
+            return finding.muted ? tr("%1, muted").arg(text(row, column)) : text(row, column);
         return text(row, column);
     case Qt::ToolTipRole: {
-        if (mute)
+        if (finding.muted)
             return tr("%1\nMuted: %2")
                 .arg(asQt(ExpertText::title(finding)),
-                     mute->reason.empty() ? tr("no reason was given") : asQt(mute->reason));
+                     finding.muted->empty() ? tr("no reason was given") : asQt(*finding.muted));
         return column == hosts ? text(row, hosts) : asQt(ExpertText::whatHappened(finding));
     }
     default: return {};

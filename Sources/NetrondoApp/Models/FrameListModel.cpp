@@ -3,8 +3,8 @@
 // first painted; where a disk is slow the row stays empty until its page arrives, and the window stays alive.
 #include "Models/FrameListModel.h"
 
-#include "Analysis/Model/AnalysisResult.h"
 #include "Dissection/Decode/Render.h"
+#include "Models/CaptureFindings.h"
 #include "Models/Severities.h"
 
 #include <QDateTime>
@@ -283,56 +283,75 @@ const FrameColorRule* FrameListModel::ruleAt(int row) const
     return decoded && decoded->rule >= 0 ? &rules_.rules()[static_cast<std::size_t>(decoded->rule)] : nullptr;
 }
 
-void FrameListModel::setFindings(std::shared_ptr<const AnalysisResult> findings)
+void FrameListModel::setFindings(std::shared_ptr<const CaptureFindings> findings)
 {
     findings_ = std::move(findings);
     findingsByKind_.assign(static_cast<std::size_t>(Finding::count), {});
     if (findings_)
-        for (const auto& finding : findings_->expertSummary.findings)
+        for (const auto& finding : findings_->list())
             findingsByKind_[static_cast<std::size_t>(finding.finding)].push_back(&finding);
     emit marksChanged();
 }
 
-/// The finding of this kind that the frame, counted from 1, is evidence of; null where it is one of many more.
+/// The finding of this kind that the frame, counted from 1, is evidence of, one that is not muted before those that
+/// are; null where it is one of many more.
 const ExpertFinding* FrameListModel::findingOn(std::uint32_t frame, Finding finding) const
 {
-    const auto& all = findingsByKind_[static_cast<std::size_t>(finding)];
-    const auto found = std::ranges::find_if(
-        all, [&](const ExpertFinding* one) { return std::ranges::binary_search(one->evidence, frame); });
-    return found == all.end() ? nullptr : *found;
+    const ExpertFinding* found = nullptr;
+    for (const auto* one : findingsByKind_[static_cast<std::size_t>(finding)])
+        if ((!found || found->muted) && std::ranges::binary_search(one->evidence, frame))
+            found = one;
+    return found;
+}
+
+bool FrameListModel::isMuted(int row, Finding finding) const
+{
+    if (!findings_)
+        return false;
+    if (const auto* const whole = findingOn(frameAt(row) + 1, finding))
+        return whole->muted.has_value();
+    const auto* const decoded = this->row(row);
+    return decoded && findings_->mutedMarks().have(finding, decoded->summary.source, decoded->summary.destination);
+}
+
+std::vector<FrameListModel::Mark> FrameListModel::marksAt(int row) const
+{
+    std::vector<Mark> marks;
+    const auto frame = frameAt(row) + 1;
+    if (findings_)
+        for (const auto finding : findings_->summary().findingsOf(frame))
+            if (!isMuted(row, finding))
+                marks.push_back({finding, findingOn(frame, finding)});
+    return marks;
 }
 
 std::optional<Severity> FrameListModel::severityAt(int row) const
 {
     std::optional<Severity> worst;
-    const auto frame = frameAt(row) + 1;
-    if (findings_)
-        for (const auto mark : findings_->expertSummary.findingsOf(frame)) {
-            const auto* const whole = findingOn(frame, mark);
-            worst = std::max(worst, std::optional(whole ? whole->severity : kindOf(mark).severity));
-        }
+    for (const auto& [finding, whole] : marksAt(row))
+        worst = std::max(worst, std::optional(whole ? whole->severity : kindOf(finding).severity));
     const auto* decoded = this->row(row);
     if (!decoded || decoded->expert == Expert::none)
         return worst;
     // What the bytes alone say has a severity of its own only where the catalogue knows it as well.
     const auto known = findingOf(expertId(decoded->expert));
-    return std::max(worst, std::optional(known == Finding::none ? Severity::warning : kindOf(known).severity));
+    if (known == Finding::none)
+        return std::max(worst, std::optional(Severity::warning));
+    return isMuted(row, known) ? worst : std::max(worst, std::optional(kindOf(known).severity));
 }
 
 QString FrameListModel::problemText(int row) const
 {
     QStringList problems;
     const auto* decoded = this->row(row);
-    if (decoded && decoded->expert != Expert::none)
+    const auto known = decoded ? findingOf(expertId(decoded->expert)) : Finding::none;
+    if (decoded && decoded->expert != Expert::none && !isMuted(row, known))
         problems << toQString(expertText(decoded->expert));
-    const auto frame = frameAt(row) + 1;
-    const auto marks = findings_ ? findings_->expertSummary.findingsOf(frame) : std::span<const Finding>();
-    for (const auto mark : marks) {
-        if (decoded && findingOf(expertId(decoded->expert)) == mark)
+    for (const auto& [finding, whole] : marksAt(row)) {
+        if (finding == known)
             continue;
         // In full where the frame is evidence; a title that names no host is the same for all.
-        const auto* const whole = findingOn(frame, mark);
-        const auto& kind = kindOf(mark);
+        const auto& kind = kindOf(finding);
         const auto title = whole                      ? ExpertText::title(*whole)
             : kind.title.find('{') == kind.title.npos ? std::string(kind.title)
                                                       : std::string(kind.id);

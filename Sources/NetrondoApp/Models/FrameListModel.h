@@ -17,7 +17,7 @@
 
 namespace netrondo {
 
-struct AnalysisResult;
+class CaptureFindings;
 struct ExpertFinding;
 
 class FrameListModel : public QAbstractTableModel {
@@ -57,8 +57,8 @@ public:
     void setColorRules(FrameColorRules rules);
     const FrameColorRules& colorRules() const { return rules_; }
 
-    /// Marks the frames that have findings; null for none.
-    void setFindings(std::shared_ptr<const AnalysisResult> findings);
+    /// Marks the frames that have findings which are not muted; null for none.
+    void setFindings(std::shared_ptr<const CaptureFindings> findings);
     /// How bad the worst is that the row's frame is marked with, by the findings or by its own bytes.
     std::optional<Severity> severityAt(int row) const;
 
@@ -125,6 +125,13 @@ private:
     QString timeText(const FrameSummary& summary, int row) const;
     QString addressText(const Address& address) const;
     QString problemText(int row) const;
+    /// What a row is marked with by the findings.
+    struct Mark {
+        Finding finding;
+        const ExpertFinding* whole; ///< that the frame is evidence of; null where it is one of many more
+    };
+    std::vector<Mark> marksAt(int row) const;
+    bool isMuted(int row, Finding finding) const;
     const ExpertFinding* findingOn(std::uint32_t frame, Finding finding) const;
 
     FrameStore* store_ = nullptr;
@@ -132,7 +139,7 @@ private:
     std::shared_ptr<const FrameMatches> matches_;
     std::unique_ptr<FrameRowLoader> loader_;
     std::uint32_t rows_ = 0;
-    std::shared_ptr<const AnalysisResult> findings_;
+    std::shared_ptr<const CaptureFindings> findings_;
     std::vector<std::vector<const ExpertFinding*>> findingsByKind_; ///< there are a thousand of a kind at most
     std::vector<bool> marks_;                                       ///< by frame, as far as one is marked
     TimeFormat timeFormat_ = TimeFormat::sinceFirst;

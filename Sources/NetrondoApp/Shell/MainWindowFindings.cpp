@@ -79,9 +79,9 @@ void MainWindow::takeFindings()
     undo_->setEnabled(expert_->mutes().canUndo());
     redo_->setEnabled(expert_->mutes().canRedo());
     auto* const dock = findChild<QDockWidget*>(QStringLiteral("findingsDock"));
-    const auto count = findings ? findings->summary().findings.size() - findings->table().muted : 0;
+    const auto count = findings ? findings->list().size() - findings->table().muted : 0;
     dock->setWindowTitle(count ? tr("Findings (%1)").arg(count) : tr("Findings"));
-    decode_->frames()->setFindings(findings ? findings->result() : nullptr);
+    decode_->frames()->setFindings(findings);
     if (session_->talks())
         circle_->show(request());
 }

@@ -6,7 +6,6 @@
 #include "Models/Text.h"
 
 #include <QObject>
-#include <QStringList>
 #include <QUrl>
 #include <cmath>
 
@@ -92,10 +91,10 @@ QString FindingText::full(const CaptureFindings& findings, std::uint32_t index)
     html += QStringLiteral("<p style='margin-top:0'><b>%1</b> · %2 · %3 · %4</p>")
                 .arg(severityWord(finding.severity), escaped(inWords(kind.layer)), escaped(kind.id),
                      QObject::tr("%1 % sure").arg(std::lround(100 * finding.confidence)));
-    if (const auto* const mute = findings.muteOf(index))
+    if (finding.muted)
         html += QStringLiteral("<p><b>%1</b> %2</p>")
                     .arg(QObject::tr("Muted:"),
-                         mute->reason.empty() ? QObject::tr("no reason was given") : escaped(mute->reason));
+                         finding.muted->empty() ? QObject::tr("no reason was given") : escaped(*finding.muted));
     html += heading(QObject::tr("What happened"))
         + QStringLiteral("%1 %2").arg(escaped(ExpertText::whatHappened(finding)), numbers(finding));
     QStringList hosts;
@@ -109,6 +108,10 @@ QString FindingText::full(const CaptureFindings& findings, std::uint32_t index)
     }
     if (!hosts.isEmpty())
         html += QStringLiteral("<br>%1 %2").arg(QObject::tr("Hosts:"), hosts.join(QStringLiteral(", ")));
+    if (finding.conversations > 1)
+        html += QStringLiteral("<br>%1").arg(
+            QObject::tr("One trouble of %1, told once as that of the %2.")
+                .arg(asQt(counted(finding.conversations, "conversation", "conversations")), asQt(finding.scope())));
     html += heading(QObject::tr("Why it is reported")) + escaped(ExpertText::whyItFired(finding));
     if (!finding.symptoms.empty()) {
         QStringList symptoms;
@@ -134,9 +137,8 @@ QString FindingText::overview(const CaptureFindings& findings)
         html += QStringLiteral("<p>%1</p>")
                     .arg(QObject::tr("%1 muted.").arg(asQt(counted(table.muted, "finding is", "findings are"))));
     html += QStringLiteral("<p>%1</p>").arg(account(summary).toHtmlEscaped());
-    for (const auto* const lines : {&summary.remarks, &summary.cutOff})
-        for (const auto& line : *lines)
-            html += QStringLiteral("<p>%1</p>").arg(escaped(line));
+    for (const auto& line : caveats(summary))
+        html += QStringLiteral("<p>%1</p>").arg(line.toHtmlEscaped());
     if (!said.isEmpty())
         html += QStringLiteral("<p>%1</p>").arg(QObject::tr("Choose a finding to read about it."));
     return html;
@@ -144,7 +146,7 @@ QString FindingText::overview(const CaptureFindings& findings)
 
 QString FindingText::nothing(const CaptureFindings& findings)
 {
-    const auto all = findings.summary().findings.size();
+    const auto all = findings.list().size();
     if (all == 0)
         return QObject::tr("Nothing is wrong in this capture, as far as it shows.\n\n%1").arg(lookedAt(findings));
     if (findings.table().muted == all)
@@ -166,6 +168,16 @@ QString FindingText::account(const CaptureExpertSummary& summary)
     if (!reasons.isEmpty())
         text += QStringLiteral(": ") + reasons.join(QStringLiteral(", "));
     return text;
+}
+
+QStringList FindingText::caveats(const CaptureExpertSummary& summary)
+{
+    QStringList lines;
+    for (const auto& line : summary.remarks)
+        lines << asQt(line);
+    for (const auto& line : summary.cutOff)
+        lines << QObject::tr("Cut off: %1.").arg(asQt(line));
+    return lines;
 }
 
 Selected FindingText::selected(const QUrl& url)

@@ -4,6 +4,7 @@
 #include "Models/Selection.h"
 
 #include <QString>
+#include <QStringList>
 #include <cstdint>
 
 class QUrl;
@@ -22,6 +23,8 @@ QString overview(const CaptureFindings& findings);
 QString nothing(const CaptureFindings& findings);
 /// "2,100 frames read = 2,000 analysed + 100 left out: 60 not IP, 40 EtherType 0x88cc".
 QString account(const CaptureExpertSummary& summary);
+/// A line each: what the analysis could not take as it is, and what was left out to keep memory bounded.
+QStringList caveats(const CaptureExpertSummary& summary);
 /// What a `select:` link is about.
 Selected selected(const QUrl& link);
 } // namespace FindingText

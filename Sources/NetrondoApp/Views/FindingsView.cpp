@@ -378,7 +378,7 @@ void FindingsView::take(const std::shared_ptr<const CaptureFindings>& findings)
     showEmptiness();
     showAccount();
     const bool areOther =
-        !before || !findings || before->result() != findings->result() || before->marks() != findings->marks();
+        !before || !findings || before->result() != findings->result() || before->mutes() != findings->mutes();
     if (areOther)
         emit findingsChanged();
 }
@@ -519,7 +519,15 @@ void FindingsView::showAccount()
     const auto& table = findings()->table();
     if (table.muted > 0)
         withMuted_->setText(tr("Muted: %1").arg(asQt(units::grouped(table.muted))));
-    account_->setText(FindingText::account(findings()->summary()));
+    constexpr qsizetype most = 4; // of hundreds, in a capture that was made to be hostile
+    auto lines = FindingText::caveats(findings()->summary());
+    account_->setToolTip(lines.join(QLatin1Char('\n')));
+    if (const auto more = lines.size() - most; more > 0) {
+        lines.resize(most);
+        lines << tr("and %1 more, with no finding chosen").arg(more);
+    }
+    lines.prepend(FindingText::account(findings()->summary()));
+    account_->setText(lines.join(QLatin1Char('\n')));
 }
 
 void FindingsView::showMenu(const QPoint& point)

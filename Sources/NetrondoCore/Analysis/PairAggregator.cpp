@@ -386,7 +386,7 @@ AnalysisResult PairAggregator::State::resultFrom(std::shared_ptr<ConversationTab
     finished->sumUp();
     auto findings = expertScanner.begin(); // a growing capture asks again: the findings so far are not used up
     expertScanner.scanTransport(*finished, findings);
-    expertScanner.emitArpFindings(findings);
+    expertScanner.emitArpFindings(*finished, findings);
 
     AnalysisResult result;
     result.expertSummary = expertScanner.summary(std::move(findings));

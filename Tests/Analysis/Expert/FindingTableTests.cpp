@@ -30,10 +30,9 @@ std::vector<ExpertFinding> some()
 }
 
 /// The groups of a table: "title: id id | title: id".
-std::string dump(const std::vector<ExpertFinding>& list, const FindingWish& wish,
-                 const std::vector<ExpertMute>& mutes = {})
+std::string dump(const std::vector<ExpertFinding>& list, const FindingWish& wish)
 {
-    const auto table = arrange(list, mutes, wish, words);
+    const auto table = arrange(list, wish, words);
     std::string text;
     std::size_t count = 0;
     for (const auto& group : table.groups) {
@@ -44,7 +43,6 @@ std::string dump(const std::vector<ExpertFinding>& list, const FindingWish& wish
         count += group.findings.size();
     }
     EXPECT_EQ(table.shown, count);
-    EXPECT_EQ(table.mutes.size(), list.size());
     return text;
 }
 
@@ -109,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FindingTable, IsOrderedByTitlesAsTheyRead)
 {
     const auto list = some();
-    const auto table = arrange(list, {}, {.order = FindingWish::Order::title}, words);
+    const auto table = arrange(list, {.order = FindingWish::Order::title}, words);
     const auto& rows = table.groups.at(0).findings;
     ASSERT_EQ(rows.size(), list.size());
     for (std::size_t i = 1; i < rows.size(); ++i)
@@ -118,21 +116,18 @@ TEST(FindingTable, IsOrderedByTitlesAsTheyRead)
 
 TEST(FindingTable, LeavesMutedFindingsOutUnlessTheyAreWanted)
 {
-    const std::vector<ExpertMute> mutes{{Finding::none, at("10.0.0.9"), {}, "an old printer"}};
-    EXPECT_EQ(dump(some(), {}, mutes), "arp.dupip cap.time dns.slow cap.offload");
-    EXPECT_EQ(dump(some(), {.withMuted = true}, mutes), "tcp.zerowin arp.dupip tcp.rst cap.time dns.slow cap.offload");
-    const auto list = some();
-    const auto table = arrange(list, mutes, {}, words);
+    auto list = some();
+    applyMutes(list, std::vector<ExpertMute>{{Finding::none, at("10.0.0.9"), {}, "an old printer"}});
+    EXPECT_EQ(dump(list, {}), "arp.dupip cap.time dns.slow cap.offload");
+    EXPECT_EQ(dump(list, {.withMuted = true}), "tcp.zerowin arp.dupip tcp.rst cap.time dns.slow cap.offload");
+    const auto table = arrange(list, {}, words);
     EXPECT_EQ(table.muted, 2u);
     EXPECT_EQ(table.counts, (std::array<std::size_t, 4>{1, 2, 0, 1}));
-    ASSERT_TRUE(table.mutes[0]);
-    EXPECT_EQ(table.mutes[0]->reason, "an old printer");
-    EXPECT_FALSE(table.mutes[1]);
 }
 
 TEST(FindingMarks, AreTheWorstThatIsSaidOfAHostOrConversationAndNotMuted)
 {
-    const auto marks = marksOf(some(), {});
+    const auto marks = marksOf(some());
     ASSERT_TRUE(marks.find(at("10.0.0.1"), at("10.0.0.9")));
     EXPECT_EQ(marks.find(at("10.0.0.9"), at("10.0.0.1")), marks.find(at("10.0.0.1"), at("10.0.0.9")));
     EXPECT_EQ(marks.find(at("10.0.0.9"), at("10.0.0.1"))->severity, Severity::error);
@@ -142,16 +137,35 @@ TEST(FindingMarks, AreTheWorstThatIsSaidOfAHostOrConversationAndNotMuted)
     EXPECT_FALSE(marks.find(at("10.0.0.1")));
     EXPECT_EQ(marks.marks.size(), 4u);
     const std::vector<ExpertMute> mutes{{Finding::tcpZerowin, {}, {}, ""}, {Finding::arpDupip, {}, {}, ""}};
-    const auto left = marksOf(some(), mutes);
+    auto list = some();
+    applyMutes(list, mutes);
+    const auto left = marksOf(list);
     EXPECT_EQ(left.find(at("10.0.0.1"), at("10.0.0.9"))->severity, Severity::warning);
     EXPECT_FALSE(left.find(at("10.0.0.7")));
 }
 
 TEST(FindingMarks, KnowAHostThatStandsSecondOrTwice)
 {
-    const auto marks = marksOf(findings({"tcp.rst note - 10.0.0.4", "tcp.rst error 10.0.0.5 10.0.0.5"}), {});
+    const auto marks = marksOf(findings({"tcp.rst note - 10.0.0.4", "tcp.rst error 10.0.0.5 10.0.0.5"}));
     EXPECT_TRUE(marks.find(at("10.0.0.4")));
     EXPECT_TRUE(marks.find(at("10.0.0.5")));
+}
+
+TEST(MutedMarks, AreOfMutedFindingsAndTheirSymptomsBetweenTheirHosts)
+{
+    auto list = findings({"tcp.retx.endpoint warning 10.0.0.1 10.0.0.9", "tcp.rst note 10.0.0.2 10.0.0.9",
+                          "arp.dupip error 10.0.0.7", "cap.time note"});
+    list[0].symptoms = {{Finding::tcpDupack, 3}};
+    EXPECT_FALSE(MutedMarks(list).have(Finding::tcpDupack, at("10.0.0.1"), at("10.0.0.9")));
+    for (const auto which : {0u, 2u, 3u})
+        list[which].muted = "";
+    const MutedMarks muted(list);
+    EXPECT_TRUE(muted.have(Finding::tcpRetxEndpoint, at("10.0.0.1"), at("10.0.0.9")));
+    EXPECT_TRUE(muted.have(Finding::tcpDupack, at("10.0.0.9"), at("10.0.0.1"))) << "whichever way";
+    EXPECT_FALSE(muted.have(Finding::tcpDupack, at("10.0.0.2"), at("10.0.0.9")));
+    EXPECT_FALSE(muted.have(Finding::tcpRst, at("10.0.0.2"), at("10.0.0.9")));
+    EXPECT_TRUE(muted.have(Finding::arpDupip, at("10.0.0.3"), at("10.0.0.7"))) << "of one host, with anybody";
+    EXPECT_TRUE(muted.have(Finding::capTime, at("10.0.0.3"), at("10.0.0.4"))) << "of the capture, everywhere";
 }
 
 } // namespace netrondo::test

@@ -549,6 +549,133 @@ TEST(ArpFindings, AGatewaysAddressThatFlipsAgainAndAgainIsSpoofed)
     EXPECT_FALSE(flips(true, 1)) << "it moved";
 }
 
+TEST(ArpFindings, AGatewayIsAlsoWhoCarriesThePacketsOfManyHosts)
+{
+    const auto flips = [](int carried) {
+        Trouble capture;
+        for (int i = 1; i <= carried; ++i)
+            capture.add(ethernet(ipv4({.source = fmt::format("192.0.2.{}", i), .destination = "10.0.0.1"},
+                                      udp({.destinationPort = 9})),
+                                 {.source = "02:00:00:00:00:0a"}),
+                        0.1 * i);
+        for (int i = 1; i <= 6; ++i)
+            capture.add(arpFrame(2, 0x0a0000fe, 0x0a000001, i % 2 ? "02:00:00:00:00:0b" : "02:00:00:00:00:0a"), i);
+        return capture.all();
+    };
+    EXPECT_THAT(flips(6), testing::Contains("arp.spoof error"));
+    EXPECT_THAT(flips(6), Not(testing::Contains("arp.dupip error")));
+    EXPECT_THAT(flips(2), testing::Contains("arp.dupip error")) << "a host with two addresses";
+}
+
+TEST(LinkFindings, AStationSeenAtSeveralCapturePointsDoesNotHop)
+{
+    Trouble capture;
+    for (std::uint16_t i = 0; i < 12; ++i)
+        capture.add(ethernet(ipv4({.identification = i}, udp({.destinationPort = 9}, std::string(40, 'x'))),
+                             {.tags = i % 2 ? "81000014" : "81000015"}),
+                    i, i % 2);
+    EXPECT_FALSE(capture.found("eth.macflap"));
+}
+
+TEST(TcpFindings, AServiceThatRefusesUnderBothItsAddressesIsToldOnce)
+{
+    const auto attempt = [](Trouble& capture, double seconds, bool isVersion6) {
+        const auto frame = [&](bool isAnswer, const TcpFields& fields) {
+            const EthernetFields link{.source = isAnswer ? "02:00:00:00:00:02" : "02:00:00:00:00:01",
+                                      .destination = isAnswer ? "02:00:00:00:00:01" : "02:00:00:00:00:02"};
+            if (isVersion6)
+                return ethernet(ipv6({.source = isAnswer ? "2001:db8::2" : "2001:db8::1",
+                                      .destination = isAnswer ? "2001:db8::1" : "2001:db8::2"},
+                                     tcp(fields)),
+                                link);
+            return ethernet(
+                ipv4({.source = isAnswer ? "10.0.0.2" : "10.0.0.1", .destination = isAnswer ? "10.0.0.1" : "10.0.0.2"},
+                     tcp(fields)),
+                link);
+        };
+        capture.add(frame(false, {.seq = 7, .flags = syn}), seconds);
+        capture.add(frame(true, {.sourcePort = 80, .destinationPort = 51000, .ack = 8, .flags = rst | ack}),
+                    seconds + 0.01);
+    };
+    Trouble atOnce, later;
+    attempt(atOnce, 0, true);
+    attempt(atOnce, 0.02, false);
+    EXPECT_THAT(atOnce.all(), ElementsAre("tcp.refused warning"));
+    EXPECT_THAT(atOnce.found("tcp.refused")->evidence, ElementsAre(2, 4));
+    EXPECT_THAT(ExpertText::whatHappened(*atOnce.found("tcp.refused")), HasSubstr("It refuses under 10.0.0.2 too."));
+    attempt(later, 0, true);
+    attempt(later, 30, false);
+    EXPECT_THAT(later.all(), ElementsAre("tcp.refused warning", "tcp.refused warning"));
+}
+
+TEST(TcpFindings, AResetLongAfterTheRequestRefusesNothing)
+{
+    const auto answered = [](double seconds) {
+        Trouble capture;
+        TcpTalk(capture)
+            .client(0, {.seq = 99, .flags = syn})
+            .server(seconds, {.ack = 100, .flags = rst | ack, .window = 0});
+        return capture.found("tcp.refused") != nullptr;
+    };
+    EXPECT_TRUE(answered(2.9));
+    EXPECT_FALSE(answered(3.1));
+}
+
+TEST(ApplicationFindings, AFailureThatAForwarderPassesOnIsToldOfItsClient)
+{
+    const auto answer = [](std::string_view from, std::string_view to, std::uint16_t id) {
+        return ethernet(ipv4({.source = from, .destination = to, .identification = id},
+                             udp({.sourcePort = 53, .destinationPort = 5300}, asText(dns("8182", id)))));
+    };
+    Trouble capture;
+    capture.add(answer("198.51.100.1", "192.0.2.1", 5), 0);     // outside the translation of addresses
+    capture.add(answer("198.51.100.1", "10.0.0.53", 5), 0.001); // inside it
+    EXPECT_THAT(capture.all(), ElementsAre("dns.rcode warning"));
+    capture.add(answer("10.0.0.53", "10.0.0.1", 6), 0.002);
+    ASSERT_THAT(capture.all(), ElementsAre("dns.rcode warning"));
+    EXPECT_THAT(capture.found("dns.rcode")->evidence, ElementsAre(3));
+    EXPECT_EQ(capture.found("dns.rcode")->hosts[0].text(), "10.0.0.1");
+    capture.add(answer("198.51.100.1", "10.0.0.53", 7), 60); // nobody waits for this one
+    const auto& findings = capture.summary().findings;
+    ASSERT_EQ(findings.size(), 2u);
+    EXPECT_THAT(findings[1].evidence, ElementsAre(4));
+    EXPECT_EQ(findings[1].firstFrame, 4u);
+}
+
+TEST(ApplicationFindings, NamesAndPasswordsInBase64AreInTheClear)
+{
+    const auto says = [](std::uint16_t port, std::string_view line) {
+        Trouble capture;
+        capture.add(ethernet(ipv4({}, tcp({.destinationPort = port, .seq = 1, .flags = ack}, line))), 0);
+        return capture.found("app.cleartext") != nullptr;
+    };
+    EXPECT_TRUE(says(143, "A002 AUTHENTICATE PLAIN AGEAYg==\r\n"));
+    EXPECT_TRUE(says(143, "a login anna secret\r\n"));
+    EXPECT_FALSE(says(143, "A002 AUTHENTICATE GSSAPI\r\n"));
+    EXPECT_TRUE(says(110, "AUTH PLAIN\r\n"));
+    EXPECT_TRUE(says(110, "auth login\r\n"));
+    EXPECT_FALSE(says(110, "AUTH CRAM-MD5\r\n"));
+    EXPECT_TRUE(says(587, "AUTH PLAIN AGEAYg==\r\n"));
+    EXPECT_FALSE(says(587, "AUTH\r\n"));
+}
+
+TEST(ApplicationFindings, TwoServersThatOfferAddressesOnOneNetworkAreNamed)
+{
+    const auto offer = [](std::string_view server) {
+        ByteVector message(240);
+        message[0] = 2, message[1] = 1, message[2] = 6;
+        std::ranges::copy(hex("63825363"), message.begin() + 236);
+        for (const auto byte : hex(fmt::format("350102 3604{} ff", server)))
+            message.push_back(byte);
+        return ethernet(ipv4({.source = "10.0.0.9"}, udp({.sourcePort = 67, .destinationPort = 68}, asText(message))));
+    };
+    Trouble capture;
+    capture.add(offer("0a000009"), 0).add(offer("0a000063"), 1);
+    ASSERT_THAT(capture.all(), ElementsAre("dhcp.fail warning"));
+    EXPECT_EQ(ExpertText::whatHappened(*capture.found("dhcp.fail")),
+              "10.0.0.9 and 10.0.0.99 both offer addresses on one network, first frame 2.");
+}
+
 TEST(LinkFindings, LargeFramesThatNobodyAnswersInKindAreTooLarge)
 {
     const auto exchange = [](bool isMutual) {

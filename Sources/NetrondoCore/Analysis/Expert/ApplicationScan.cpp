@@ -46,6 +46,20 @@ bool contains(Bytes payload, std::string_view text)
     return asText(payload.first(std::min(payload.size(), searched))).find(text) != std::string_view::npos;
 }
 
+/// A login whose name and password follow in Base64 (RFC 4616); the verb is of the protocol (RFC 3501, 4954, 5034).
+bool isPlainLogin(Bytes command, std::string_view verb)
+{
+    const auto mechanism = slice(command, verb.size());
+    return startsWith(command, verb) && (startsWith(mechanism, "PLAIN") || startsWith(mechanism, "LOGIN"));
+}
+
+/// Behind the first word and its space.
+std::size_t wordEnd(Bytes text)
+{
+    const auto space = std::find(text.begin(), text.end(), ' ');
+    return static_cast<std::size_t>(space - text.begin()) + (space != text.end());
+}
+
 /// The question's name for a person, from the start of the name; compression does not occur there.
 std::string nameOf(Bytes message, std::size_t at)
 {
@@ -281,6 +295,8 @@ void ApplicationScan::scanDns(Bytes message, const Address& source, const Addres
         : code == 4              ? "“not implemented”"
         : code == 5              ? "“refused”"
                                  : "an error";
+    if (isToldAlready({question, {client, server, 0}, client, id, static_cast<std::uint8_t>(code), at}, log))
+        return;
     unknownNames_ += code == nameError;
     auto& finding = log.record(Finding::dnsRcode, {client, server, 0}, at);
     finding.measured = static_cast<double>(finding.count);
@@ -290,6 +306,26 @@ void ApplicationScan::scanDns(Bytes message, const Address& source, const Addres
     if (code != nameError)
         finding.severity = Severity::warning;
     enumerate(finding.detail, fmt::format("{} for {}", what, name));
+}
+
+/// Whether the failure is another's answer seen again on the other side of an address translation. One that a forwarder
+/// passes on is told of its own client, and taken back where it was counted before.
+bool ApplicationScan::isToldAlready(const Failure& failure, FindingLog& log)
+{
+    constexpr double translating = 0.02, forwarding = 5; // seconds
+    auto& last = failures_[failure.question % failures_.size()];
+    const auto passed = failure.at.seconds - last.at.seconds;
+    if (last.question == failure.question && last.code == failure.code && passed < forwarding) {
+        if (last.subject.b == failure.subject.b && last.subject.a != failure.subject.a && last.id == failure.id
+            && passed < translating) {
+            last.asker = failure.asker;
+            return true;
+        }
+        if (failure.subject.b == last.subject.a || failure.subject.b == last.asker)
+            log.takeBack(Finding::dnsRcode, last.subject, last.at.frame);
+    }
+    last = failure;
+    return false;
 }
 
 void ApplicationScan::scanDhcp(Bytes message, const FrameSight& sight, ArpScan& arp, FindingLog& log)
@@ -322,7 +358,10 @@ void ApplicationScan::scanDhcp(Bytes message, const FrameSight& sight, ArpScan& 
         auto& finding = log.record(Finding::dhcpFail, {client, {}, 0}, at);
         finding.measured = static_cast<double>(finding.count);
         finding.threshold = preferences_.discovers;
-        enumerate(finding.detail, what);
+        if (finding.detail.empty())
+            finding.detail = client.text() + " gets no address: " + std::string(what);
+        else
+            enumerate(finding.detail, what);
     };
     switch (type) {
     case discover:
@@ -349,8 +388,10 @@ void ApplicationScan::scanDhcp(Bytes message, const FrameSight& sight, ArpScan& 
             auto& finding =
                 log.record(Finding::dhcpFail, {Address::ipv4(other.server), Address::ipv4(server), 0}, sight.at);
             finding.measured = static_cast<double>(finding.count);
+            finding.threshold = preferences_.discovers;
             finding.severity = Severity::warning;
-            finding.detail = "two servers offer addresses on one network";
+            finding.detail = fmt::format("{} and {} both offer addresses on one network",
+                                         Address::ipv4(other.server).text(), Address::ipv4(server).text());
         }
         if (!isKnown && offerers_.size() < 64)
             offerers_.push_back({segment, server, sight.at});
@@ -654,16 +695,18 @@ void ApplicationScan::scanLogin(const Talk& talk)
         break;
     }
     case pop3Port:
-        if (!talk.fromServer && startsWith(payload, "PASS "))
+        if (!talk.fromServer && (startsWith(payload, "PASS ") || isPlainLogin(payload, "AUTH ")))
             what = "a POP3 password";
         break;
     case imapPort:
-        if (!talk.fromServer && (contains(payload, " LOGIN ") || contains(payload, " login ")))
+        if (!talk.fromServer
+            && (contains(payload, " LOGIN ") || contains(payload, " login ")
+                || isPlainLogin(slice(payload, wordEnd(payload)), "AUTHENTICATE ")))
             what = "an IMAP password";
         break;
     case smtpPort:
     case submissionPort:
-        if (!talk.fromServer && (startsWith(payload, "AUTH PLAIN ") || startsWith(payload, "AUTH LOGIN")))
+        if (!talk.fromServer && isPlainLogin(payload, "AUTH "))
             what = "an SMTP password";
         break;
     case telnetPort:

@@ -33,6 +33,15 @@ private:
         Sighting at;
         bool isPending = false;
     };
+    /// An answer that tells of a failure. A forwarder passes it on to whoever asked it: that is the same failure.
+    struct Failure {
+        std::uint64_t question = 0;
+        Subject subject; ///< it is counted under
+        Address asker;   ///< the same client behind an address translation
+        std::uint16_t id = 0;
+        std::uint8_t code = 0;
+        Sighting at;
+    };
     /// How long a name server takes: answers by time, four steps to the doubling, in microseconds.
     struct Delays {
         std::array<std::uint32_t, 128> steps{};
@@ -76,6 +85,7 @@ private:
 
     void scanDns(Bytes message, const Address& source, const Address& destination, bool isAnswer, const Sighting& at,
                  FindingLog& log);
+    bool isToldAlready(const Failure& failure, FindingLog& log);
     void reportUnanswered(const Query& query, double now, FindingLog& log) const;
     void scanDhcp(Bytes message, const FrameSight& sight, ArpScan& arp, FindingLog& log);
     void scanHttp(const Talk& talk);
@@ -97,7 +107,8 @@ private:
 
     const ExpertPreferences& preferences_;
     std::array<Query, 512> queries_{};
-    std::array<Query, 64> truncated_{}; ///< answers that did not fit, to be asked for again over TCP
+    std::array<Query, 64> truncated_{};  ///< answers that did not fit, to be asked for again over TCP
+    std::array<Failure, 64> failures_{}; ///< by question
     BoundedTable<Address, Delays> delays_{1024};
     std::array<Request, 512> requests_{};
     std::array<Flight, 64> flights_{};

@@ -1,8 +1,11 @@
 // The rules about ARP.
 #include "Analysis/Expert/ArpScan.h"
 
+#include "Analysis/Model/ConversationTable.h"
+
 #include <algorithm>
 #include <fmt/format.h>
+#include <map>
 
 namespace netrondo {
 namespace {
@@ -91,6 +94,7 @@ void ArpScan::scanClaim(std::uint64_t mac, std::uint32_t ip, const FrameSight& s
         const bool isReturn = claim->before == mac;
         claim->returns += isReturn;
         const auto flips = isReturn ? claim->flips.add(sight.at.seconds, 60) : 0;
+        claim->mostFlips = std::max(claim->mostFlips, flips);
         const auto finding =
             claim->isGateway && flips >= preferences_.spoofFlips ? Finding::arpSpoof : Finding::arpDupip;
         const Subject subject{address, {}, 0};
@@ -156,7 +160,7 @@ void ArpScan::scanRequest(std::uint32_t sender, std::uint32_t target, const Fram
     scan.threshold = preferences_.arpTargets;
 }
 
-void ArpScan::finish(FindingLog& log, double end) const
+void ArpScan::finish(const ConversationTable& table, FindingLog& log, double end) const
 {
     constexpr double patience = 3;
     for (const auto& [key, question] : questions_.entries()) {
@@ -182,6 +186,54 @@ void ArpScan::finish(FindingLog& log, double end) const
             finding->confidence = 0.3;
         }
     }
+    finishConflicts(table, log);
+}
+
+/// Those that carry the packets of many hosts which are not theirs.
+std::set<std::uint64_t> ArpScan::routersAmong(const std::set<std::uint64_t>& macs, const ConversationTable& table) const
+{
+    constexpr std::size_t many = 5;
+    std::map<std::uint64_t, std::set<Address>> carried;
+    for (std::uint32_t i = 0; i < table.conversations.size(); ++i) {
+        const auto& conversation = table.conversations[i];
+        if (conversation.hostKind != Address::Kind::ipv4)
+            continue;
+        for (const int direction : {0, 1}) {
+            for (const int end : {0, 1}) {
+                if (conversation.otherKinds[direction][end] != Address::Kind::mac)
+                    continue;
+                const auto mac =
+                    table.addresses.address(Address::Kind::mac, conversation.origins[direction].others[end]).low;
+                if (!macs.contains(mac))
+                    continue;
+                const auto host = table.addresses.address(Address::Kind::ipv4, conversation.hosts[direction ^ end]);
+                const auto* claim = claims_.find(host);
+                if (!claim || (claim->mac != mac && claim->before != mac))
+                    carried[mac].insert(host);
+            }
+        }
+    }
+    std::set<std::uint64_t> routers;
+    for (const auto& [mac, hosts] : carried) {
+        if (hosts.size() >= many)
+            routers.insert(mac);
+    }
+    return routers;
+}
+
+void ArpScan::finishConflicts(const ConversationTable& table, FindingLog& log) const
+{
+    if (!log.has(Finding::arpDupip))
+        return;
+    std::set<std::uint64_t> rivals;
+    for (const auto& record : log.records()) {
+        const auto* claim = record.finding == Finding::arpDupip ? claims_.find(record.hosts[0]) : nullptr;
+        if (claim && claim->mostFlips >= preferences_.spoofFlips) {
+            rivals.insert(claim->mac);
+            rivals.insert(claim->before);
+        }
+    }
+    const auto routers = rivals.empty() ? rivals : routersAmong(rivals, table);
     for (auto& record : log.records()) {
         if (record.finding != Finding::arpDupip)
             continue;
@@ -189,7 +241,14 @@ void ArpScan::finish(FindingLog& log, double end) const
         const auto* newer = announcers_.find(Address::mac(claim->mac));
         const auto* older = announcers_.find(Address::mac(claim->before));
         record.count = 2;
-        if ((newer && newer->answered >= proxyAnswers) || (older && older->answered >= proxyAnswers)) {
+        if (claim->mostFlips >= preferences_.spoofFlips
+            && (routers.contains(claim->mac) || routers.contains(claim->before))) {
+            record.finding = Finding::arpSpoof;
+            record.confidence = usualConfidence(Finding::arpSpoof);
+            record.count = record.evidence.size();
+            record.measured = claim->mostFlips;
+            record.threshold = preferences_.spoofFlips;
+        } else if ((newer && newer->answered >= proxyAnswers) || (older && older->answered >= proxyAnswers)) {
             record.severity = Severity::note;
             record.detail += "; one of them answers for many addresses, as a proxy does";
         } else if (claim->returns == 0) {

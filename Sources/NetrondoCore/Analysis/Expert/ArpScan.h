@@ -6,9 +6,12 @@
 
 #include <array>
 #include <cstdint>
+#include <set>
 #include <vector>
 
 namespace netrondo {
+
+class ConversationTable;
 
 /// One host asking for another.
 struct ArpQuestion {
@@ -27,7 +30,7 @@ public:
     void scan(const FrameSight& sight, FindingLog& log);
     /// A DHCP server says that this is the way out.
     void learnGateway(const Address& router);
-    void finish(FindingLog& log, double end) const;
+    void finish(const ConversationTable& table, FindingLog& log, double end) const;
     /// What was left out, in words.
     void tellCutOff(std::vector<std::string>& lines) const;
 
@@ -39,7 +42,8 @@ private:
     struct Claim {
         std::uint64_t mac = 0, before = 0; ///< `before`: the station that claimed it until then
         Sighting at;
-        std::uint32_t returns = 0; ///< how often the address went back to the station before
+        std::uint32_t returns = 0;   ///< how often the address went back to the station before
+        std::uint32_t mostFlips = 0; ///< the same within a minute
         BurstCount flips, unsolicited;
         bool isGateway = false;
         double lastSeen = -1e300; ///< when the station last sent ARP for it
@@ -61,6 +65,8 @@ private:
     };
 
     void scanClaim(std::uint64_t mac, std::uint32_t ip, const FrameSight& sight, FindingLog& log);
+    std::set<std::uint64_t> routersAmong(const std::set<std::uint64_t>& macs, const ConversationTable& table) const;
+    void finishConflicts(const ConversationTable& table, FindingLog& log) const;
     void scanRequest(std::uint32_t sender, std::uint32_t target, const FrameSight& sight, FindingLog& log);
 
     const ExpertPreferences& preferences_;

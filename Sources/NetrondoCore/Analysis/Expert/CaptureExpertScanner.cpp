@@ -16,6 +16,8 @@ namespace netrondo {
 namespace {
 
 constexpr std::size_t maxSkipReasons = 64;
+// Stand for EtherTypes where there is none.
+constexpr std::uint16_t isLength = 1, noPacket = 2;
 
 bool isAnalysed(LinkType type)
 {
@@ -46,6 +48,8 @@ std::string typeInWords(std::uint16_t type)
                                    : nullptr;
     if (type == 0)
         return "too short for an EtherType";
+    if (type == noPacket)
+        return "no IP packet where the link has one";
     if (type < firstType)
         return "IEEE 802.3 with LLC";
     return name ? fmt::format("EtherType 0x{:04x} ({})", type, name) : fmt::format("EtherType 0x{:04x}", type);
@@ -167,13 +171,13 @@ void CaptureExpertScanner::skip(const FrameSight& sight, FrameSkip why)
     ++skippedFrames_;
     const bool isLinkType = why == FrameSkip::unclassified && !isAnalysed(sight.frame.linkType);
     const bool hasNumber = why == FrameSkip::unclassified || why == FrameSkip::notIp;
-    const Skipped key{why,
-                      isLinkType,
-                      isLinkType      ? static_cast<std::uint16_t>(sight.frame.linkType)
-                          : hasNumber ? static_cast<std::uint16_t>(type < etherType::firstType && type ? 1 : type)
-                                      : std::uint16_t{0},
-                      1,
-                      {frames_, last_}};
+    const bool isBare = sight.frame.linkType == LinkType::null || sight.frame.linkType == LinkType::raw;
+    const auto number = isLinkType                 ? static_cast<std::uint16_t>(sight.frame.linkType)
+        : !hasNumber                               ? std::uint16_t{0}
+        : isBare                                   ? noPacket
+        : type != 0 && type < etherType::firstType ? isLength
+                                                   : type;
+    const Skipped key{why, isLinkType, number, 1, {frames_, last_}};
     const auto known = std::find_if(skipped_.begin(), skipped_.end(), [&](const Skipped& other) {
         return other.why == key.why && other.isLinkType == key.isLinkType && other.number == key.number;
     });
@@ -222,9 +226,9 @@ void CaptureExpertScanner::scanTransport(const ConversationTable& table, Finding
     ip_->finishTransport(table, findings);
 }
 
-void CaptureExpertScanner::emitArpFindings(FindingLog& findings) const
+void CaptureExpertScanner::emitArpFindings(const ConversationTable& table, FindingLog& findings) const
 {
-    arp_->finish(findings, last_);
+    arp_->finish(table, findings, last_);
 }
 
 bool CaptureExpertScanner::isTimeCoarse() const
@@ -267,7 +271,7 @@ void CaptureExpertScanner::finishCapture(FindingLog& findings) const
     }
     for (const auto& skipped : skipped_) {
         if (skipped.why != FrameSkip::unclassified
-            || (!skipped.isLinkType && (skipped.number == 1 || isKnownType(skipped.number))))
+            || (!skipped.isLinkType && skipped.number != noPacket && isKnownType(skipped.number)))
             continue;
         auto& finding = findings.record(Finding::capUnanalysed, {}, skipped.first);
         finding.count += skipped.frames - 1;
@@ -350,39 +354,22 @@ CaptureExpertSummary CaptureExpertScanner::summary(FindingLog&& findings) const
     application_->finish(findings, last_);
     finishCapture(findings);
 
+    auto& records = findings.records();
+    std::erase_if(records, [](const auto& record) { return record.count == 0; });
+    for (auto& record : records) {
+        std::ranges::sort(record.evidence);
+        record.evidence.erase(std::ranges::unique(record.evidence).begin(), record.evidence.end());
+    }
     CaptureExpertSummary summary;
-    auto& list = summary.findings;
-    list = std::move(findings.records());
-    std::erase_if(list, [](const auto& finding) { return finding.count == 0; });
-    applyMutes(list, preferences_.mutes); // what is muted stays by itself
-    rollUp(list);
-    const bool isCut = std::ranges::any_of(
-        list, [](const auto& finding) { return finding.finding == Finding::capTruncated && finding.count; });
-    const bool missesFrames = std::any_of(list.begin(), list.end(), [](const auto& finding) {
-        return finding.finding == Finding::capLoss || finding.finding == Finding::capOneway;
-    });
-    for (auto& finding : list) {
-        std::sort(finding.evidence.begin(), finding.evidence.end());
-        finding.evidence.erase(std::unique(finding.evidence.begin(), finding.evidence.end()), finding.evidence.end());
-        const auto layer = finding.kind().layer;
-        if (missesFrames && layer == ExpertLayer::transport) { // what looks lost may only be missing here
-            finding.confidence /= 2;
-            finding.caveat = "The capture misses frames.";
-        }
-        if (isCut && layer == ExpertLayer::application)
-            finding.caveat = "Limited by snap length.";
-        if (marks_ == FrameMarks::kept) {
+    summary.findings = diagnose(records, preferences_.mutes);
+    if (marks_ == FrameMarks::kept) { // for a window, which also diagnoses anew when something is muted
+        for (const auto& finding : summary.findings) {
             for (const auto frame : finding.evidence)
                 findings.annotate(frame, finding.finding);
         }
-    }
-    std::stable_sort(list.begin(), list.end(), [](const auto& a, const auto& b) {
-        return std::tuple(b.severity, b.confidence, b.count, a.finding, a.firstFrame)
-            < std::tuple(a.severity, a.confidence, a.count, b.finding, b.firstFrame);
-    });
-    applyMutes(list, preferences_.mutes);
-    if (marks_ == FrameMarks::kept)
         summary.annotations = std::make_shared<const std::vector<FrameAnnotation>>(findings.takeAnnotations());
+        summary.records = std::make_shared<const std::vector<ExpertFinding>>(std::move(records));
+    }
     summary.remarks = remarks();
     summary.cutOff = findings.cutOff();
     link_->tellCutOff(summary.cutOff);

@@ -71,7 +71,7 @@ public:
     FindingLog begin() const { return log_; }
     /// What only whole conversations show.
     void scanTransport(const ConversationTable& table, FindingLog& findings) const;
-    void emitArpFindings(FindingLog& findings) const;
+    void emitArpFindings(const ConversationTable& table, FindingLog& findings) const;
     CaptureExpertSummary summary(FindingLog&& findings) const;
 
     /// The findings of the newest frame so far.

@@ -106,6 +106,41 @@ std::string_view ExpertFinding::scope() const
     return hosts[0] && hosts[1] ? "conversation" : hosts[0] || hosts[1] ? "host" : "network";
 }
 
+void ExpertFinding::addSymptom(const Symptom& symptom)
+{
+    const auto known = std::ranges::find(symptoms, symptom.finding, &Symptom::finding);
+    if (known == symptoms.end())
+        symptoms.push_back(symptom);
+    else
+        known->count += symptom.count;
+}
+
+void ExpertFinding::absorb(ExpertFinding& other)
+{
+    count += other.count;
+    severity = std::max(severity, other.severity);
+    confidence = std::max(confidence, other.confidence);
+    if (other.measured > measured) {
+        measured = other.measured;
+        threshold = other.threshold;
+    }
+    if (other.firstFrame < firstFrame) {
+        firstFrame = other.firstFrame;
+        firstSeconds = other.firstSeconds;
+    }
+    if (other.lastFrame > lastFrame) {
+        lastFrame = other.lastFrame;
+        lastSeconds = other.lastSeconds;
+    }
+    evidence.insert(evidence.end(), other.evidence.begin(), other.evidence.end());
+    std::ranges::sort(evidence);
+    evidence.erase(std::ranges::unique(evidence).begin(), evidence.end());
+    evidence.resize(std::min(evidence.size(), maxEvidence));
+    for (const auto& symptom : other.symptoms)
+        addSymptom(symptom);
+    other.count = 0;
+}
+
 std::string ExpertText::title(const ExpertFinding& finding)
 {
     return filled(finding.kind().title, finding);

@@ -49,6 +49,9 @@ struct ExpertFinding {
     /// "conversation", "host" or "network": whose trouble it is.
     std::string_view scope() const;
     const FindingKind& kind() const { return kindOf(finding); }
+    void addSymptom(const Symptom& symptom);
+    /// Adds what another finding of the same kind saw, which then counts no more.
+    void absorb(ExpertFinding& other);
     /// A finding of another analysis with the same identity is the same one.
     bool isAbout(const ExpertFinding& other) const
     {
@@ -85,6 +88,9 @@ struct FrameAccounting {
 
 struct CaptureExpertSummary {
     std::vector<ExpertFinding> findings; ///< what hurts most first
+    /// What the scans reported, of which `diagnose` makes the findings: anew where other mutes hold. Not part of the
+    /// JSON; none unless the marks of frames were to be kept.
+    std::shared_ptr<const std::vector<ExpertFinding>> records;
     FrameAccounting accounting;
     std::vector<std::string> remarks; ///< plain lines on what the analysis could not take as it is
     std::vector<std::string> cutOff;  ///< what was left out to keep memory bounded

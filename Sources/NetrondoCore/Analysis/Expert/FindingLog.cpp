@@ -103,6 +103,27 @@ ExpertFinding& FindingLog::record(Finding finding, const Subject& subject, const
     return record;
 }
 
+void FindingLog::takeBack(Finding finding, const Subject& subject, std::uint32_t frame)
+{
+    auto* record = find(finding, subject);
+    if (!record || record->count == 0)
+        return;
+    auto& evidence = record->evidence;
+    std::erase(evidence, frame);
+    if (--record->count == 0 || evidence.empty()) { // the next sighting begins anew
+        record->count = 0;
+        record->firstFrame = ~std::uint64_t{0};
+        record->lastFrame = 0;
+        record->detail.clear();
+        evidence.clear();
+        return;
+    }
+    if (record->firstFrame == frame)
+        record->firstFrame = evidence.front();
+    if (record->lastFrame == frame)
+        record->lastFrame = evidence.back();
+}
+
 ExpertFinding& FindingLog::report(Finding finding, const Subject& subject, const Sighting& sighting)
 {
     annotate(sighting.frame, finding);

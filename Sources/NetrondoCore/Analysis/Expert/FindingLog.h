@@ -51,6 +51,8 @@ public:
     ExpertFinding* find(Finding finding, const Subject& subject);
     /// Takes a record back: what it was counted for turned out to be harmless. The list keeps its order.
     static void withdraw(ExpertFinding& record) { record.count = 0; }
+    /// Takes one sighting back, and the record with its last one.
+    void takeBack(Finding finding, const Subject& subject, std::uint32_t frame);
     bool has(Finding finding) const { return counts_[static_cast<std::size_t>(finding)] > 0; }
     /// Records in the order in which they were made; those with the count 0 were withdrawn.
     std::vector<ExpertFinding>& records() { return records_; }

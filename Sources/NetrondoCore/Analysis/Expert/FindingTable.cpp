@@ -131,6 +131,13 @@ std::pair<Address, Address> ordered(const Address& a, const Address& b)
     return b && b < a ? std::pair(b, a) : std::pair(a, b);
 }
 
+/// The hosts it is about: two in order, or one and none, or none at all.
+std::pair<Address, Address> endsOf(const ExpertFinding& finding)
+{
+    const auto a = finding.hosts[0] ? finding.hosts[0] : finding.hosts[1];
+    return ordered(a, finding.hosts[1] == a ? Address{} : finding.hosts[1]);
+}
+
 } // namespace
 
 std::string_view inWords(ExpertLayer layer)
@@ -140,22 +147,18 @@ std::string_view inWords(ExpertLayer layer)
     return words[static_cast<std::size_t>(layer)];
 }
 
-FindingTable arrange(std::span<const ExpertFinding> findings, std::span<const ExpertMute> mutes,
-                     const FindingWish& wish, const HostWords& words)
+FindingTable arrange(std::span<const ExpertFinding> findings, const FindingWish& wish, const HostWords& words)
 {
     FindingTable table;
     const auto wanted = wordsIn(wish.text);
     std::map<GroupKey, std::size_t> groupOf;
-    table.mutes.reserve(findings.size());
     for (std::uint32_t i = 0; i < findings.size(); ++i) {
         const auto& finding = findings[i];
-        const auto* const mute = muteOf(finding, mutes);
-        table.mutes.push_back(mute);
-        if (mute)
+        if (finding.muted)
             ++table.muted;
         else
             ++table.counts[static_cast<std::size_t>(finding.severity)];
-        if ((mute && !wish.withMuted) || finding.severity < wish.least
+        if ((finding.muted && !wish.withMuted) || finding.severity < wish.least
             || (wish.layer && finding.kind().layer != *wish.layer) || !isAbout(finding, wish.host, wish.peer)
             || !holdsAll(finding, wanted, words))
             continue;
@@ -184,20 +187,39 @@ const FindingMarks::Mark* FindingMarks::find(const Address& host, const Address&
     return at == marks.end() ? nullptr : &at->second;
 }
 
-FindingMarks marksOf(std::span<const ExpertFinding> findings, std::span<const ExpertMute> mutes)
+FindingMarks marksOf(std::span<const ExpertFinding> findings)
 {
     FindingMarks result;
     for (std::uint32_t i = 0; i < findings.size(); ++i) {
         const auto& finding = findings[i];
-        const auto a = finding.hosts[0] ? finding.hosts[0] : finding.hosts[1];
-        const auto b = finding.hosts[1] == a ? Address{} : finding.hosts[1];
-        if (!a || muteOf(finding, mutes))
+        const auto ends = endsOf(finding);
+        if (!ends.first || finding.muted)
             continue;
-        auto& mark = result.marks[ordered(a, b)];
+        auto& mark = result.marks[ends];
         mark.severity = std::max(mark.severity, finding.severity);
         mark.findings.push_back(i);
     }
     return result;
+}
+
+MutedMarks::MutedMarks(std::span<const ExpertFinding> findings)
+{
+    for (const auto& finding : findings) {
+        if (!finding.muted)
+            continue;
+        const auto ends = endsOf(finding);
+        marks_.insert({finding.finding, ends});
+        for (const auto& symptom : finding.symptoms)
+            marks_.insert({symptom.finding, ends});
+    }
+}
+
+bool MutedMarks::have(Finding finding, const Address& source, const Address& destination) const
+{
+    if (marks_.empty())
+        return false;
+    const auto has = [&](const Address& a, const Address& b) { return marks_.contains({finding, ordered(a, b)}); };
+    return has(source, destination) || has(source, {}) || has(destination, {}) || has({}, {});
 }
 
 } // namespace netrondo

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -48,17 +49,15 @@ struct FindingGroup {
 struct FindingTable {
     std::vector<FindingGroup> groups; ///< those without findings are left out
     std::size_t shown = 0;
-    std::size_t muted = 0;                ///< of all findings
-    std::array<std::size_t, 4> counts{};  ///< of all findings that are not muted, by severity
-    std::vector<const ExpertMute*> mutes; ///< by finding, null for those that are not muted
+    std::size_t muted = 0;               ///< of all findings
+    std::array<std::size_t, 4> counts{}; ///< of all findings that are not muted, by severity
 };
 
 /// How a host reads: its name and address.
 using HostWords = std::function<std::string(const Address&)>;
 
-/// Work for the background: a hostile capture has tens of thousands of findings. The mutes must outlive the table.
-FindingTable arrange(std::span<const ExpertFinding> findings, std::span<const ExpertMute> mutes,
-                     const FindingWish& wish, const HostWords& words);
+/// Work for the background: a hostile capture has tens of thousands of findings.
+FindingTable arrange(std::span<const ExpertFinding> findings, const FindingWish& wish, const HostWords& words);
 
 /// The worst that is said, and not muted, of each host and of each conversation.
 struct FindingMarks {
@@ -75,6 +74,24 @@ struct FindingMarks {
     friend bool operator==(const FindingMarks&, const FindingMarks&) = default;
 };
 
-FindingMarks marksOf(std::span<const ExpertFinding> findings, std::span<const ExpertMute> mutes);
+FindingMarks marksOf(std::span<const ExpertFinding> findings);
+
+/// What marks on frames are said of muted findings and their symptoms alone.
+class MutedMarks {
+public:
+    MutedMarks() = default;
+    explicit MutedMarks(std::span<const ExpertFinding> findings);
+
+    /// Whether this is muted on frames between these two.
+    bool have(Finding finding, const Address& source, const Address& destination) const;
+
+private:
+    struct Mark {
+        Finding finding;
+        std::pair<Address, Address> hosts; ///< as in `FindingMarks`
+        friend auto operator<=>(const Mark&, const Mark&) = default;
+    };
+    std::set<Mark> marks_;
+};
 
 } // namespace netrondo

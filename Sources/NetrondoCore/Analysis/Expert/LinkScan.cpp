@@ -162,6 +162,9 @@ void LinkScan::scanVlan(const FrameSight& sight, Station& source, FindingLog& lo
     const auto vlan = vlanOf(sight.data());
     const auto ip = sight.source();
     auto& place = rare(source);
+    const auto interface = sight.frame.interfaceID;
+    if (place.vlan && place.interface != interface) // a capture at several points sees every station at several places
+        return;
     // A router has one MAC address in many VLANs, but not one IP address.
     if (vlan && place.vlan && vlan != place.vlan && place.lastIp == ip && !isSharedByRouters(sight.sourceMac())) {
         const auto moves = place.moves.add(sight.at.seconds, 10);
@@ -175,6 +178,7 @@ void LinkScan::scanVlan(const FrameSight& sight, Station& source, FindingLog& lo
     }
     if (vlan) {
         place.vlan = vlan;
+        place.interface = interface;
         place.lastIp = ip;
     }
 }

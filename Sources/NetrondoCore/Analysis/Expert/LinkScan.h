@@ -43,8 +43,9 @@ private:
         std::uint32_t rare = 0; ///< number of its `Rare`, 0 for none
     };
     struct Rare {
-        std::uint16_t vlan = 0; ///< of the last frame that carried a tag
-        Address lastIp;         ///< its sender then
+        std::uint16_t vlan = 0;     ///< of the last frame that carried a tag
+        std::int64_t interface = 0; ///< where that was captured
+        Address lastIp;             ///< its sender then
         BurstCount moves, pauses;
         std::uint32_t identityRequests = 0; ///< EAP, since the station’s last answer
     };

@@ -10,10 +10,9 @@
 namespace netrondo {
 namespace {
 
-/// When a symptom belongs to a diagnosis.
+/// When a symptom belongs to a diagnosis: of the same service where both name one, and …
 enum class Same : std::uint8_t {
-    conversation, ///< the same two hosts, whichever way, and the same service where both name one
-    pair,         ///< the same two hosts, whichever way
+    conversation, ///< the same two hosts, whichever way
     sender,       ///< the same {a}
     target,       ///< the same {b}
     exactly,      ///< the same {a} and {b}
@@ -22,9 +21,17 @@ enum class Same : std::uint8_t {
     anything,
 };
 
+/// How much of a symptom a diagnosis explains.
+enum class Explains : std::uint8_t {
+    all,
+    notes, ///< not what is worse than a note
+    fewer, ///< not what was seen more often than the diagnosis itself
+};
+
 struct Rule {
     Finding symptom, diagnosis;
     Same same;
+    Explains explains = Explains::all;
 };
 
 // In this order: what explains most comes first.
@@ -33,21 +40,22 @@ constexpr Rule rules[] = {
     {Finding::arpNoreply, Finding::arpScan, Same::sender},
     {Finding::arpNoreply, Finding::icmpUnreach, Same::target},
     {Finding::arpDupip, Finding::arpSpoof, Same::sender},
-    {Finding::tcpRefused, Finding::scanPort, Same::pair},
+    {Finding::tcpRefused, Finding::scanPort, Same::conversation},
     {Finding::tcpRefused, Finding::scanHost, Same::sender},
-    {Finding::tcpSynNoanswer, Finding::scanPort, Same::pair},
+    {Finding::tcpSynNoanswer, Finding::scanPort, Same::conversation},
     {Finding::tcpSynNoanswer, Finding::scanHost, Same::sender},
     {Finding::tcpHalfopen, Finding::scanPort, Same::target},
-    {Finding::tcpRst, Finding::scanPort, Same::pair},
-    {Finding::tcpBadflags, Finding::scanPort, Same::pair},
+    {Finding::tcpRst, Finding::scanPort, Same::conversation},
+    {Finding::tcpBadflags, Finding::scanPort, Same::conversation},
     {Finding::ipTtlExpired, Finding::ipLoop, Same::target},
-    {Finding::ipTtlLow, Finding::ipLoop, Same::pair},
+    {Finding::ipTtlLow, Finding::ipLoop, Same::conversation},
     {Finding::icmpEcho, Finding::ipLoop, Same::target},
     {Finding::icmpEcho, Finding::icmpUnreach, Same::target},
     {Finding::tcpOptions, Finding::icmpUnreach, Same::target},
     {Finding::ipApipa, Finding::dhcpFail, Same::station},
     {Finding::tcpRetxInfra, Finding::capDupes, Same::anything},
     {Finding::tcpSpurious, Finding::tcpRetxInfra, Same::conversation},
+    {Finding::tcpSpurious, Finding::tcpOoo, Same::conversation, Explains::fewer},
     {Finding::tcpAckedUnseen, Finding::capTruncated, Same::anything},
     {Finding::tcpAckedUnseen, Finding::capLoss, Same::anything},
     {Finding::tcpAckedUnseen, Finding::capOneway, Same::anything},
@@ -56,7 +64,8 @@ constexpr Rule rules[] = {
     {Finding::tcpWinfull, Finding::tcpZerowin, Same::conversation},
     {Finding::tcpKeepalive, Finding::tcpZerowin, Same::conversation},
     {Finding::tcpRto, Finding::tcpZerowin, Same::conversation},
-    {Finding::tcpRto, Finding::ipBlackhole, Same::pair},
+    {Finding::tcpRetxEndpoint, Finding::tcpZerowin, Same::conversation, Explains::notes},
+    {Finding::tcpRto, Finding::ipBlackhole, Same::conversation},
     {Finding::tcpFastretx, Finding::tcpOoo, Same::conversation},
     {Finding::tcpDupack, Finding::tcpOoo, Same::conversation},
     {Finding::tcpFastretx, Finding::tcpRetxEndpoint, Same::conversation},
@@ -66,11 +75,13 @@ constexpr Rule rules[] = {
     {Finding::tcpDupack, Finding::tcpRto, Same::conversation},
     {Finding::tcpDupack, Finding::tcpSpurious, Same::conversation},
     {Finding::tcpDupack, Finding::tcpRetxInfra, Same::conversation},
-    {Finding::tcpRetxEndpoint, Finding::ipBlackhole, Same::pair},
+    {Finding::tcpRetxEndpoint, Finding::ipBlackhole, Same::conversation},
     {Finding::dnsNoreply, Finding::icmpUnreach, Same::target},
     {Finding::dnsSlow, Finding::dnsNoreply, Same::target},
     {Finding::icmpUnreach, Finding::dnsNoreply, Same::itself},
     {Finding::tlsAlert, Finding::tlsCert, Same::exactly},
+    {Finding::tcpRst, Finding::tlsCert, Same::conversation, Explains::notes},
+    {Finding::tcpRst, Finding::tlsAlert, Same::conversation, Explains::notes},
 };
 
 bool samePair(const ExpertFinding& a, const ExpertFinding& b)
@@ -80,10 +91,10 @@ bool samePair(const ExpertFinding& a, const ExpertFinding& b)
 
 bool belongs(const ExpertFinding& symptom, const ExpertFinding& diagnosis, Same same)
 {
+    if (symptom.port && diagnosis.port && symptom.port != diagnosis.port)
+        return false;
     switch (same) {
-    case Same::conversation:
-        return samePair(symptom, diagnosis) && (symptom.port == diagnosis.port || !symptom.port || !diagnosis.port);
-    case Same::pair: return samePair(symptom, diagnosis);
+    case Same::conversation: return samePair(symptom, diagnosis);
     case Same::sender: return symptom.hosts[0] == diagnosis.hosts[0];
     case Same::target: return symptom.hosts[1] == diagnosis.hosts[1];
     case Same::exactly: return symptom.hosts == diagnosis.hosts;
@@ -94,24 +105,47 @@ bool belongs(const ExpertFinding& symptom, const ExpertFinding& diagnosis, Same 
     return false;
 }
 
-void explain(std::vector<ExpertFinding>& findings, Finding symptom, Finding diagnosis, Same same)
+bool isExplained(const ExpertFinding& symptom, const ExpertFinding& diagnosis, Explains explains)
 {
-    for (auto& explained : findings) {
-        if (explained.finding != symptom || explained.count == 0)
+    switch (explains) {
+    case Explains::all: return true;
+    case Explains::notes: return symptom.severity <= Severity::note;
+    case Explains::fewer: return symptom.count <= diagnosis.count;
+    }
+    return false;
+}
+
+void becomeSymptom(ExpertFinding& finding, ExpertFinding& diagnosis)
+{
+    diagnosis.addSymptom({finding.finding, finding.count});
+    for (const auto& symptom : finding.symptoms)
+        diagnosis.addSymptom(symptom);
+    finding.count = 0;
+}
+
+/// What is muted does not speak for a diagnosis that is not; a muted diagnosis takes its symptoms along.
+bool mayExplain(const ExpertFinding& diagnosis, const ExpertFinding& symptom)
+{
+    return diagnosis.muted || !symptom.muted;
+}
+
+/// Findings by their kind: there are a thousand of each at most, and tens of thousands in all.
+using ByKind = std::array<std::vector<ExpertFinding*>, static_cast<std::size_t>(Finding::count)>;
+
+void explain(const ByKind& findings, const Rule& rule)
+{
+    for (auto* symptom : findings[static_cast<std::size_t>(rule.symptom)]) {
+        if (symptom->count == 0)
             continue;
-        const auto by = std::find_if(findings.begin(), findings.end(), [&](const auto& other) {
-            return other.finding == diagnosis && other.count && &other != &explained && belongs(explained, other, same);
-        });
-        if (by == findings.end())
-            continue;
-        const auto known = std::find_if(by->symptoms.begin(), by->symptoms.end(),
-                                        [&](const auto& one) { return one.finding == symptom; });
-        if (known == by->symptoms.end())
-            by->symptoms.push_back({symptom, explained.count});
-        else
-            known->count += explained.count;
-        by->symptoms.insert(by->symptoms.end(), explained.symptoms.begin(), explained.symptoms.end());
-        explained.count = 0;
+        ExpertFinding* by = nullptr;
+        for (auto* other : findings[static_cast<std::size_t>(rule.diagnosis)]) {
+            const bool isBetter = !by || (by->muted && !other->muted);
+            if (isBetter && other->count && mayExplain(*other, *symptom) && belongs(*symptom, *other, rule.same)
+                && isExplained(*symptom, *other, rule.explains))
+                by = other;
+        }
+        if (by)
+            becomeSymptom(*symptom, *by);
     }
 }
 
@@ -121,53 +155,27 @@ void explainTimeouts(std::vector<ExpertFinding>& findings)
     for (auto& timeout : findings) {
         if (timeout.finding != Finding::tcpRto || timeout.count == 0)
             continue;
+        const bool isLost = timeout.severity == Severity::error;
+        if (isLost) { // when the other side is back it resets what it no longer knows
+            for (auto& reset : findings) {
+                if (reset.finding == Finding::tcpRst && reset.count && reset.severity <= Severity::note
+                    && mayExplain(timeout, reset) && belongs(reset, timeout, Same::conversation))
+                    becomeSymptom(reset, timeout);
+            }
+        }
         for (auto& resent : findings) {
             if (resent.finding != Finding::tcpRetxEndpoint || resent.count == 0
                 || !belongs(resent, timeout, Same::conversation))
                 continue;
-            const bool isLost = timeout.severity == Severity::error;
             auto& symptom = isLost ? resent : timeout;
             auto& diagnosis = isLost ? timeout : resent;
-            diagnosis.symptoms.push_back({symptom.finding, symptom.count});
-            diagnosis.symptoms.insert(diagnosis.symptoms.end(), symptom.symptoms.begin(), symptom.symptoms.end());
+            if (!mayExplain(diagnosis, symptom))
+                continue;
             diagnosis.severity = std::max(diagnosis.severity, symptom.severity);
-            symptom.count = 0;
+            becomeSymptom(symptom, diagnosis);
             break;
         }
     }
-}
-
-/// Adds what another finding of the same kind saw.
-void absorb(ExpertFinding& into, ExpertFinding& other)
-{
-    into.count += other.count;
-    into.severity = std::max(into.severity, other.severity);
-    into.confidence = std::max(into.confidence, other.confidence);
-    if (other.measured > into.measured) {
-        into.measured = other.measured;
-        into.threshold = other.threshold;
-    }
-    if (other.firstFrame < into.firstFrame) {
-        into.firstFrame = other.firstFrame;
-        into.firstSeconds = other.firstSeconds;
-    }
-    if (other.lastFrame > into.lastFrame) {
-        into.lastFrame = other.lastFrame;
-        into.lastSeconds = other.lastSeconds;
-    }
-    auto& evidence = into.evidence;
-    evidence.insert(evidence.end(), other.evidence.begin(), other.evidence.end());
-    std::ranges::sort(evidence);
-    evidence.erase(std::ranges::unique(evidence).begin(), evidence.end());
-    evidence.resize(std::min(evidence.size(), ExpertFinding::maxEvidence));
-    for (const auto& symptom : other.symptoms) {
-        const auto known = std::ranges::find(into.symptoms, symptom.finding, &ExpertFinding::Symptom::finding);
-        if (known == into.symptoms.end())
-            into.symptoms.push_back(symptom);
-        else
-            known->count += symptom.count;
-    }
-    other.count = 0;
 }
 
 /// Where addresses are translated, a capture at several points sees one event twice, under two names of a host. Only
@@ -192,13 +200,31 @@ void foldTranslated(std::vector<ExpertFinding>& findings)
             if (other.finding != first.finding || other.firstSeconds - first.firstSeconds > atOnce)
                 break;
             const bool sharesAHost = (first.hosts[0] == other.hosts[0]) != (first.hosts[1] == other.hosts[1]);
-            if (!other.count || !sharesAHost || other.port != first.port || other.count != first.count
-                || other.detail != first.detail || std::abs(other.lastSeconds - first.lastSeconds) > atOnce)
+            if (!other.count || !sharesAHost || other.muted != first.muted || other.port != first.port
+                || other.count != first.count || other.detail != first.detail
+                || std::abs(other.lastSeconds - first.lastSeconds) > atOnce)
                 continue;
             const auto count = first.count;
-            absorb(first, other);
+            first.absorb(other);
             first.count = count; // the same events
         }
+    }
+}
+
+/// What the path does to both directions is one trouble: it is told of the one that showed it first.
+void foldDirections(std::vector<ExpertFinding>& findings)
+{
+    for (auto first = findings.begin(); first != findings.end(); ++first) {
+        if (first->finding != Finding::ipFrag || !first->count)
+            continue;
+        const auto other = std::find_if(first + 1, findings.end(), [&](const auto& one) {
+            return one.finding == first->finding && one.count && one.severity == first->severity
+                && one.muted == first->muted && one.hosts[0] == first->hosts[1] && one.hosts[1] == first->hosts[0];
+        });
+        if (other == findings.end())
+            continue;
+        first->absorb(*other);
+        first->measured = static_cast<double>(first->count);
     }
 }
 
@@ -223,27 +249,24 @@ void explainCopies(std::vector<ExpertFinding>& findings)
         }
     }
     for (auto& finding : findings) {
-        if (finding.finding == Finding::capDupes && loop && circling * 2 >= finding.count) {
-            loop->symptoms.push_back({finding.finding, finding.count});
-            finding.count = 0;
+        if (finding.finding == Finding::capDupes && loop && circling * 2 >= finding.count
+            && mayExplain(*loop, finding)) {
+            becomeSymptom(finding, *loop);
         }
     }
 }
 
-/// One trouble of many conversations is told once, as that of what they have in common.
+/// One trouble of many is told once, as that of what they have in common.
 template <typename Key>
-void gather(std::vector<ExpertFinding>& findings, std::size_t least, std::array<bool, 2> keeps, Key keyOf)
+void gather(std::vector<ExpertFinding*> order, std::size_t least, std::array<bool, 2> keeps, Key keyOf)
 {
-    std::vector<ExpertFinding*> order;
-    for (auto& finding : findings) {
-        const bool isOfTwo = finding.hosts[0] && finding.hosts[1] && finding.hosts[0] != finding.hosts[1];
-        if (finding.count && !finding.muted && isOfTwo && finding.kind().layer >= ExpertLayer::network)
-            order.push_back(&finding);
-    }
-    std::ranges::stable_sort(order, [&](const auto* a, const auto* b) { return keyOf(*a) < keyOf(*b); });
+    const auto key = [&](const ExpertFinding* finding) {
+        return std::pair(finding->muted.has_value(), keyOf(*finding));
+    };
+    std::ranges::stable_sort(order, [&](const auto* a, const auto* b) { return key(a) < key(b); });
     for (std::size_t from = 0; from < order.size();) {
         auto to = from + 1;
-        while (to < order.size() && keyOf(*order[to]) == keyOf(*order[from]))
+        while (to < order.size() && key(order[to]) == key(order[from]))
             ++to;
         const std::span group(order.data() + from, to - from);
         from = to;
@@ -253,7 +276,7 @@ void gather(std::vector<ExpertFinding>& findings, std::size_t least, std::array<
         for (auto* other : group.subspan(1)) {
             if (other->port != whole.port)
                 whole.port = 0;
-            absorb(whole, *other);
+            whole.absorb(*other);
         }
         whole.conversations = static_cast<std::uint32_t>(group.size());
         for (const auto side : {0u, 1u}) {
@@ -263,42 +286,110 @@ void gather(std::vector<ExpertFinding>& findings, std::size_t least, std::array<
     }
 }
 
+/// The same of conversations. What is muted is told of its own one only.
+template <typename Key>
+void gatherConversations(std::vector<ExpertFinding>& findings, std::size_t least, std::array<bool, 2> keeps, Key keyOf)
+{
+    std::vector<ExpertFinding*> order;
+    for (auto& finding : findings) {
+        const bool isOfTwo = finding.hosts[0] && finding.hosts[1] && finding.hosts[0] != finding.hosts[1];
+        const bool isTold = !finding.muted || (keeps[0] && keeps[1]);
+        if (finding.count && isTold && isOfTwo && finding.kind().layer >= ExpertLayer::network)
+            order.push_back(&finding);
+    }
+    gather(std::move(order), least, keeps, keyOf);
+}
+
+/// The same of hosts: what one does on many ports, and what very many do.
+void gatherHosts(std::vector<ExpertFinding>& findings, std::size_t services, std::size_t hosts)
+{
+    const auto single = [&] {
+        std::vector<ExpertFinding*> order;
+        for (auto& finding : findings) {
+            if (finding.count && !finding.muted && finding.scope() == "host")
+                order.push_back(&finding);
+        }
+        return order;
+    };
+    const auto before = single();
+    gather(before, services, {true, true},
+           [](const ExpertFinding& finding) { return std::tuple(finding.finding, finding.hosts); });
+    for (auto* finding : before)
+        finding->conversations = 1; // several ports of a host are one host
+    gather(single(), hosts, {false, false}, [](const ExpertFinding& finding) { return finding.finding; });
+}
+
 void gatherByScope(std::vector<ExpertFinding>& findings)
 {
     constexpr std::size_t ofAHost = 5, ofMany = 10, ofTheNetwork = 20;
+    gatherHosts(findings, ofAHost, ofTheNetwork);
     const auto service = [](const ExpertFinding& finding) { return isOfThePath(finding.finding) ? 0 : finding.port; };
-    gather(findings, 2, {true, true},
-           [&](const ExpertFinding& finding) { return std::tuple(finding.finding, finding.hosts, service(finding)); });
-    for (auto& finding : findings)
-        finding.conversations = 1; // several connections of two hosts are one conversation
-    gather(findings, ofAHost, {true, false}, [&](const ExpertFinding& finding) {
+    gatherConversations(findings, 2, {true, true}, [&](const ExpertFinding& finding) {
+        return std::tuple(finding.finding, finding.hosts, service(finding));
+    });
+    for (auto& finding : findings) {
+        if (finding.scope() == "conversation")
+            finding.conversations = 1; // several connections of two hosts are one
+    }
+    gatherConversations(findings, ofAHost, {true, false}, [&](const ExpertFinding& finding) {
         return std::tuple(finding.finding, finding.hosts[0], service(finding));
     });
-    gather(findings, ofAHost, {false, true}, [&](const ExpertFinding& finding) {
+    gatherConversations(findings, ofAHost, {false, true}, [&](const ExpertFinding& finding) {
         return std::tuple(finding.finding, finding.hosts[1], service(finding));
     });
     // The network does not ask for services: where so many fail they have that in common.
     for (const auto keeps : {std::array{true, false}, std::array{false, true}}) {
-        gather(findings, ofMany, keeps, [&](const ExpertFinding& finding) {
+        gatherConversations(findings, ofMany, keeps, [&](const ExpertFinding& finding) {
             const auto part = finding.kind().layer == ExpertLayer::application ? finding.port : 0;
             return std::tuple(finding.finding, finding.hosts[keeps[0] ? 0 : 1], part);
         });
     }
-    gather(findings, ofTheNetwork, {false, false},
-           [&](const ExpertFinding& finding) { return std::tuple(finding.finding, service(finding)); });
+    gatherConversations(findings, ofTheNetwork, {false, false},
+                        [&](const ExpertFinding& finding) { return std::tuple(finding.finding, service(finding)); });
+}
+
+void rollUp(std::vector<ExpertFinding>& findings)
+{
+    ByKind byKind;
+    for (auto& finding : findings)
+        byKind[static_cast<std::size_t>(finding.finding)].push_back(&finding);
+    for (const auto& rule : rules)
+        explain(byKind, rule);
+    explainTimeouts(findings);
+    explainCopies(findings);
+    foldTranslated(findings);
+    foldDirections(findings);
+    gatherByScope(findings);
+    std::erase_if(findings, [](const auto& finding) { return finding.count == 0; });
+}
+
+bool has(std::span<const ExpertFinding> findings, Finding wanted)
+{
+    return std::ranges::find(findings, wanted, &ExpertFinding::finding) != findings.end();
 }
 
 } // namespace
 
-void rollUp(std::vector<ExpertFinding>& findings)
+std::vector<ExpertFinding> diagnose(std::vector<ExpertFinding> findings, std::span<const ExpertMute> mutes)
 {
-    for (const auto& [symptom, diagnosis, same] : rules)
-        explain(findings, symptom, diagnosis, same);
-    explainTimeouts(findings);
-    explainCopies(findings);
-    foldTranslated(findings);
-    gatherByScope(findings);
-    std::erase_if(findings, [](const auto& finding) { return finding.count == 0; });
+    const bool isCut = has(findings, Finding::capTruncated);
+    const bool missesFrames = has(findings, Finding::capLoss) || has(findings, Finding::capOneway);
+    applyMutes(findings, mutes);
+    rollUp(findings);
+    for (auto& finding : findings) {
+        const auto layer = finding.kind().layer;
+        if (missesFrames && layer == ExpertLayer::transport) { // what looks lost may only be missing here
+            finding.confidence /= 2;
+            finding.caveat = "The capture misses frames.";
+        }
+        if (isCut && layer == ExpertLayer::application)
+            finding.caveat = "Limited by snap length.";
+    }
+    std::stable_sort(findings.begin(), findings.end(), [](const auto& a, const auto& b) {
+        return std::tuple(b.severity, b.confidence, b.count, a.finding, a.firstFrame)
+            < std::tuple(a.severity, a.confidence, a.count, b.finding, b.firstFrame);
+    });
+    return findings;
 }
 
 } // namespace netrondo

@@ -209,6 +209,8 @@ void TcpScan::scanReset(const Context& at)
     const auto flags = facts.flags;
     if (flags & tcpFlag::ack && connection.is(Connection::synSeen) && !connection.is(Connection::synAckSeen)
         && at.sight.sender != connection.client && facts.ack == connection.isn + 1) {
+        if (seconds(since(at.now, connection.lastSyn)) > preferences_.synSeconds)
+            return; // whoever clears up later does not answer for the service
         connection.state |= Connection::refused;
         auto& finding = at.log.report(Finding::tcpRefused, reversed(at), at.sight.at);
         finding.measured = static_cast<double>(finding.count);
@@ -337,7 +339,10 @@ void TcpScan::scanData(const Context& at)
     constexpr auto resent =
         tcpEvent::endpointRetransmission | tcpEvent::spuriousRetransmission | tcpEvent::infrastructureRetransmission;
     if (at.sight.events & resent) [[unlikely]] {
-        scanResent(at, true);
+        // The tracker goes on with the numbers of an earlier connection over the same ports; here they began anew.
+        const bool isNew = me.knows(Side::sent) && !isAfter(me.nextSeq, facts.seq);
+        if (!isNew)
+            scanResent(at, true);
     } else if (at.sight.events & tcpEvent::applicationRetransmission) [[unlikely]] {
         constexpr std::size_t small = 64; // keystrokes, keep-alives and the like repeat by nature
         if (facts.payload.size() >= small && server(facts, at.sight.sender) != at.sight.sender)
@@ -891,6 +896,7 @@ void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) co
         return std::tuple(one->port, one->clientMac, one->serverMac, one->seconds);
     };
     const auto service = [](const Opening* one) { return std::tuple(one->port, one->server, one->seconds); };
+    constexpr double atOnce = 3;
     std::ranges::sort(byMachines, {}, machines);
     std::ranges::sort(byService, {}, service);
     for (const auto& refused : openings) {
@@ -898,7 +904,6 @@ void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) co
             refused.succeeded ? nullptr : log.find(Finding::tcpRefused, {refused.client, refused.server, refused.port});
         if (!record || record->severity == Severity::note)
             continue;
-        constexpr double atOnce = 3;
         bool isGotAround = false;
         constexpr int tried = 16; // addresses of one machine
         auto other = std::ranges::lower_bound(byMachines, machines(&refused), {}, machines);
@@ -921,6 +926,25 @@ void TcpScan::finishRefusals(const ConversationTable& table, FindingLog& log) co
         }
         if (isGotAround || (after && !before))
             record->severity = Severity::note;
+    }
+    // A client that is refused under one address tries the other kind at once: the same refusal of the same service.
+    std::vector<const Opening*> refusals;
+    for (const auto& opening : openings) {
+        if (!opening.succeeded && opening.clientMac)
+            refusals.push_back(&opening);
+    }
+    std::ranges::sort(refusals, {}, machines);
+    for (std::size_t i = 1; i < refusals.size(); ++i) {
+        const auto &first = *refusals[i - 1], &second = *refusals[i];
+        if (first.port != second.port || first.clientMac != second.clientMac || first.serverMac != second.serverMac
+            || first.server.kind == second.server.kind || second.seconds - first.seconds >= atOnce)
+            continue;
+        auto* told = log.find(Finding::tcpRefused, {first.client, first.server, first.port});
+        auto* same = log.find(Finding::tcpRefused, {second.client, second.server, second.port});
+        if (!told || !same || !told->count || !same->count)
+            continue;
+        told->absorb(*same);
+        told->detail = fmt::format("It refuses under {} too.", second.server.text());
     }
 }
 
@@ -1009,7 +1033,6 @@ void TcpScan::finishScans(const ConversationTable& table, double end, FindingLog
             record->count = failed;
             record->measured = static_cast<double>(most);
             record->threshold = wanted;
-            record->detail = fmt::format("{}", group.front().port);
         }
     };
     const auto order = [&](auto less) { std::sort(attempts.begin(), attempts.end(), less); };
