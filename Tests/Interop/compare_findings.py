@@ -85,7 +85,7 @@ def explain(event, isOurs, row, seen, isRead):
     """Why only one of the two marks a frame; nothing where it is not known."""
     flags, length, seq = number(row["tcp.flags"]), number(row["tcp.len"]), number(row["tcp.seq_raw"])
     if not isRead:
-        return "of a link or a format that is not followed here (802.11, NULL with a family header, old Sniffer files)"
+        return "of a link or a format that is not followed here (802.11, NULL with a family header, what needs another library)"
     if event == "sent again":
         same = [piece for piece in seen.mine(row) if piece[0] == seq]
         if isOurs:

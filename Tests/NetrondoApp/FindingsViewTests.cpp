@@ -24,6 +24,7 @@
 #include <QToolButton>
 #include <QTreeView>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 
 namespace netrondo::test {
@@ -400,6 +401,59 @@ TEST_F(FindingsViewTest, FramesAreMarkedWithTheWorstOfTheirFindings)
     EXPECT_TRUE(cell.data(FrameListModel::problemRole).toString().contains(severityWord(finding->severity)))
         << cell.data(FrameListModel::problemRole).toString().toStdString();
     EXPECT_TRUE(cell.data(Qt::AccessibleTextRole).toString().contains(QStringLiteral("problem")));
+}
+
+TEST_F(FindingsViewTest, FramesOfWhatIsMutedCarryNoMarkUntilThatIsTakenBack)
+{
+    open(trouble());
+    part<QDockWidget>("framesDock").show();
+    auto& frames = *part<DecodeView>().frames();
+    const auto read = static_cast<int>(findings().summary().accounting.read);
+    ASSERT_TRUE(eventually([&] { return frames.rowCount() == read; }));
+    const auto lost = *std::ranges::find(all(), Finding::tcpRetxEndpoint, &ExpertFinding::finding);
+    const auto marked = [&] {
+        return std::ranges::count_if(
+            lost.evidence, [&](auto frame) { return frames.severityAt(static_cast<int>(frame) - 1).has_value(); });
+    };
+    const auto evidence = static_cast<std::ptrdiff_t>(lost.evidence.size());
+    EXPECT_EQ(marked(), evidence);
+    mute({Finding::none, lost.hosts[0], lost.hosts[1], "a bad cable"});
+    EXPECT_EQ(marked(), 0);
+    part<ExpertSettings>().undo();
+    settle();
+    EXPECT_EQ(marked(), evidence);
+}
+
+TEST_F(FindingsViewTest, WhatIsMutedCountsForNoFindingOfTheNetwork)
+{
+    PcapBytes forged;
+    for (int i = 1; i <= 21; ++i)
+        forged.frame(udpFrame({.source = fmt::format("127.0.0.{}", i), .destinationPort = 9}, "x"));
+    const TempFile file(forged, "forged.pcap");
+    open(file);
+    const auto hosts = [&] {
+        const auto martian = std::ranges::find_if(
+            all(), [](const auto& one) { return one.finding == Finding::ipMartian && !one.muted; });
+        return martian == all().end() ? 0u : martian->conversations;
+    };
+    ASSERT_EQ(hosts(), 21u);
+    mute({Finding::none, *Address::parse("127.0.0.3"), {}, "a test machine"});
+    EXPECT_EQ(hosts(), 20u);
+    EXPECT_EQ(findings().table().muted, 1u);
+    part<ExpertSettings>().undo();
+    settle();
+    EXPECT_EQ(hosts(), 21u);
+    EXPECT_EQ(findings().table().muted, 0u);
+}
+
+TEST_F(FindingsViewTest, WhatTheAnalysisCouldNotTakeIsSaidInALineEach)
+{
+    open(QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/office.pcapng"));
+    const auto lines = part<QLabel>("findingsAccount").text().split(QLatin1Char('\n'));
+    const auto& remarks = findings().summary().remarks;
+    ASSERT_FALSE(remarks.empty());
+    ASSERT_EQ(lines.size(), static_cast<qsizetype>(1 + remarks.size()));
+    EXPECT_EQ(lines[1], asQt(remarks[0]));
 }
 
 TEST_F(FindingsViewTest, EveryControlHasANameForThoseWhoCannotSeeIt)
