@@ -403,27 +403,6 @@ TEST_F(FindingsViewTest, FramesAreMarkedWithTheWorstOfTheirFindings)
     EXPECT_TRUE(cell.data(Qt::AccessibleTextRole).toString().contains(QStringLiteral("problem")));
 }
 
-TEST_F(FindingsViewTest, FramesOfWhatIsMutedCarryNoMarkUntilThatIsTakenBack)
-{
-    open(trouble());
-    part<QDockWidget>("framesDock").show();
-    auto& frames = *part<DecodeView>().frames();
-    const auto read = static_cast<int>(findings().summary().accounting.read);
-    ASSERT_TRUE(eventually([&] { return frames.rowCount() == read; }));
-    const auto lost = *std::ranges::find(all(), Finding::tcpRetxEndpoint, &ExpertFinding::finding);
-    const auto marked = [&] {
-        return std::ranges::count_if(
-            lost.evidence, [&](auto frame) { return frames.severityAt(static_cast<int>(frame) - 1).has_value(); });
-    };
-    const auto evidence = static_cast<std::ptrdiff_t>(lost.evidence.size());
-    EXPECT_EQ(marked(), evidence);
-    mute({Finding::none, lost.hosts[0], lost.hosts[1], "a bad cable"});
-    EXPECT_EQ(marked(), 0);
-    part<ExpertSettings>().undo();
-    settle();
-    EXPECT_EQ(marked(), evidence);
-}
-
 TEST_F(FindingsViewTest, WhatIsMutedCountsForNoFindingOfTheNetwork)
 {
     PcapBytes forged;

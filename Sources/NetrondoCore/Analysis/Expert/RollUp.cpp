@@ -306,7 +306,8 @@ void gatherHosts(std::vector<ExpertFinding>& findings, std::size_t services, std
     const auto single = [&] {
         std::vector<ExpertFinding*> order;
         for (auto& finding : findings) {
-            if (finding.count && !finding.muted && finding.scope() == "host")
+            if (finding.count && !finding.muted && finding.scope() == "host"
+                && finding.kind().layer >= ExpertLayer::network) // stations are looked for one by one
                 order.push_back(&finding);
         }
         return order;
