@@ -52,7 +52,7 @@ int analyze(const Settings& settings)
     const auto filter = DisplayFilter::compileOptional(settings.filter);
     if (!filter)
         return fail(filter.error());
-    auto reader = CaptureFile::open(settings.file);
+    auto reader = openCapture(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
     const auto choice = choiceOf(*filter, (*reader)->isNanosecond());

@@ -87,7 +87,7 @@ std::vector<std::string> wordsForTheApplication(const Settings& settings)
 
 int printLayout(const Settings& settings, const std::optional<DisplayFilter>& filter)
 {
-    auto reader = CaptureFile::open(settings.file);
+    auto reader = openCapture(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
     const auto choice = choiceOf(filter, (*reader)->isNanosecond());

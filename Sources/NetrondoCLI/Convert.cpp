@@ -1,11 +1,11 @@
 // `netrondo convert`: copies frames into a pcap or pcapng file.
-#include "Capture/CaptureFile.h"
 #include "Capture/CaptureWriter.h"
 #include "Capture/CopyCapture.h"
 #include "FilterOption.h"
 #include "Interruption.h"
 #include "Options.h"
 #include "Outcome.h"
+#include "Progress.h"
 #include "Subcommands.h"
 
 #include <cerrno>
@@ -32,7 +32,7 @@ int convert(const Wishes& wishes)
     const auto filter = DisplayFilter::compileOptional(wishes.filter);
     if (!filter)
         return fail(filter.error());
-    const auto reader = CaptureFile::open(wishes.in);
+    const auto reader = openCapture(wishes.in);
     if (!reader)
         return fail(wishes.in, reader.error());
     const Interruption interruption;

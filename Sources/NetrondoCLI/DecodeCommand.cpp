@@ -1,13 +1,13 @@
 // `netrondo decode`: the packet list of a capture as text, or its decode trees as JSON Lines.
 #include "Analysis/Expert/TcpHistory.h"
 #include "Base/Json.h"
-#include "Capture/CaptureFile.h"
 #include "Dissection/Decode/PacketList.h"
 #include "Dissection/Decode/Render.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "FilterOption.h"
 #include "Options.h"
 #include "Outcome.h"
+#include "Progress.h"
 #include "Subcommands.h"
 
 #include <array>
@@ -78,7 +78,7 @@ int run(const Wishes& wishes)
     const auto filter = DisplayFilter::compileOptional(wishes.filter);
     if (!filter)
         return fail(filter.error());
-    const auto reader = CaptureFile::open(wishes.file);
+    const auto reader = openCapture(wishes.file);
     if (!reader)
         return fail(wishes.file, reader.error());
     TextOutput out(STDOUT_FILENO);

@@ -90,7 +90,7 @@ int run(const Settings& settings)
         }
         preferences = *std::move(loaded);
     }
-    auto reader = CaptureFile::open(settings.file);
+    auto reader = openCapture(settings.file);
     if (!reader)
         return fail(settings.file, reader.error());
     auto result = [&] {

@@ -1,8 +1,8 @@
 // Reads frames and writes lines until either side has had enough.
 #include "FrameLines.h"
 
-#include "Capture/CaptureFile.h"
 #include "Outcome.h"
+#include "Progress.h"
 #include "Subcommands.h"
 
 #include <unistd.h>
@@ -11,7 +11,7 @@ namespace netrondo::cli {
 
 int printFrameLines(const std::string& file, const std::function<void(JsonWriter&, const CaptureFrame&)>& writeLine)
 {
-    const auto reader = CaptureFile::open(file);
+    const auto reader = openCapture(file);
     if (!reader)
         return fail(file, reader.error());
     TextOutput out(STDOUT_FILENO);

@@ -2,6 +2,7 @@
 #include "Progress.h"
 
 #include "Base/Units.h"
+#include "Capture/CaptureFile.h"
 #include "Terminal.h"
 
 #include <algorithm>
@@ -57,10 +58,19 @@ Progress::~Progress()
 
 void Progress::show(std::uint64_t frames, CaptureReading::Position position)
 {
+    draw(fmt::format("{} frames", grouped(frames)), position);
+}
+
+void Progress::showInflating(CaptureReading::Position position)
+{
+    draw("inflating", position);
+}
+
+void Progress::draw(std::string line, CaptureReading::Position position)
+{
     if (!terminal_ || Clock::now() < due_)
         return;
     due_ = Clock::now() + interval;
-    auto line = fmt::format("{} frames", grouped(frames));
     if (position.size > 0) {
         const auto done = std::min(1.0, static_cast<double>(position.offset) / static_cast<double>(position.size));
         const auto width = std::min<std::size_t>(40, screenWidth(STDERR_FILENO) / 2);
@@ -70,6 +80,15 @@ void Progress::show(std::uint64_t frames, CaptureReading::Position position)
     }
     put(fmt::format("{}{}", eraseLine, line));
     drawn = 1;
+}
+
+CaptureResult<std::unique_ptr<CaptureReading>> openCapture(const std::string& file)
+{
+    Progress progress;
+    return CaptureFile::open(file, [&](CaptureReading::Position position) {
+        progress.showInflating(position);
+        return true;
+    });
 }
 
 } // namespace netrondo::cli

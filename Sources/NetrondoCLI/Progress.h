@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
+#include <string>
 
 namespace netrondo::cli {
 
@@ -18,12 +20,18 @@ public:
 
     /// So many frames are read, so much of the source.
     void show(std::uint64_t frames, CaptureReading::Position position);
+    void showInflating(CaptureReading::Position position);
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    void draw(std::string line, CaptureReading::Position position);
+
     bool terminal_;
     Clock::time_point due_;
 };
+
+/// Opens a capture; the bar is there while a compressed one is inflated.
+CaptureResult<std::unique_ptr<CaptureReading>> openCapture(const std::string& file);
 
 } // namespace netrondo::cli

@@ -6,9 +6,12 @@
 #include "Support/Gzip.h"
 #include "Support/Readers.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <random>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -173,6 +176,38 @@ TEST(CaptureFile, GzipThatIsCutYieldsTheFramesBeforeTheCut)
     ASSERT_GT(cut.size(), 10);
     ASSERT_LT(cut.size(), whole.size());
     EXPECT_TRUE(std::ranges::equal(cut, std::span(whole).first(cut.size())));
+}
+
+TEST(CaptureFile, InflatingTellsHowFarItHasCome)
+{
+    std::vector<std::uint8_t> noise(1'000'000); // which does not shrink
+    std::minstd_rand random(1);
+    std::ranges::generate(noise, [&] { return static_cast<std::uint8_t>(random() >> 8); });
+    PcapBytes bytes;
+    for (std::size_t at = 0; at < noise.size(); at += 1000)
+        bytes.frame(Bytes(noise).subspan(at, 1000));
+    const auto packed = gzipped(bytes);
+    std::vector<std::uint64_t> offsets;
+    const auto reader = CaptureFile::open(TempFile(packed), [&](CaptureReading::Position position) {
+        EXPECT_EQ(position.size, packed.size());
+        offsets.push_back(position.offset);
+        return true;
+    });
+    ASSERT_TRUE(reader);
+    ASSERT_GT(offsets.size(), 10);
+    EXPECT_TRUE(std::ranges::is_sorted(offsets));
+    EXPECT_LT(offsets.front(), packed.size() / 2);
+    EXPECT_EQ(offsets.back(), packed.size());
+}
+
+TEST(CaptureFile, InflatingEndsWhenItIsCancelled)
+{
+    int asked = 0;
+    const auto reader = CaptureFile::open(TempFile(gzipped(std::vector<std::uint8_t>(10'000'000))),
+                                          [&](CaptureReading::Position) { return ++asked < 3; });
+    ASSERT_FALSE(reader);
+    EXPECT_EQ(reader.error(), CaptureError::system(ECANCELED));
+    EXPECT_EQ(asked, 3);
 }
 
 TEST(CaptureFile, GzipThatIsCorruptYieldsNothing)

@@ -249,7 +249,12 @@ std::shared_ptr<CaptureSession::Outcome> CaptureSession::analyze(const Wanted& w
     auto outcome = std::make_shared<Outcome>();
     outcome->wanted = wanted;
     outcome->reading = reading;
-    const auto reader = CaptureFile::open(wanted.path.toStdString());
+    const auto inflating = [&](CaptureReading::Position position) {
+        reading->offset = position.offset;
+        reading->size = position.size;
+        return !reading->stop;
+    };
+    const auto reader = CaptureFile::open(wanted.path.toStdString(), inflating);
     if (!reader) {
         outcome->error = reader.error();
         return outcome;

@@ -43,7 +43,7 @@ struct Unwrapped {
 
 /// Inflates into a temporary file. It loses its name before the first byte is written, so that nothing stays on disk
 /// however the program ends; closing the handle frees its space.
-CaptureResult<Unwrapped> inflated(FileHandle packed)
+CaptureResult<Unwrapped> inflated(FileHandle packed, const Inflating& inflating)
 {
     const auto folder = temporaryFolder();
     const auto place = fmt::format("the temporary directory {} (TMPDIR can name another)", folder);
@@ -54,21 +54,22 @@ CaptureResult<Unwrapped> inflated(FileHandle packed)
     FileHandle file(descriptor);
     if (::unlink(path.c_str()) < 0)
         return std::unexpected(CaptureError::system(errno));
-    NR_TRY(const auto hasSecondMember, GzipCodec::decompress(packed, descriptor, place));
+    const auto goesOn = [&, size = packed.size()] { return !inflating || inflating({packed.offset(), size}); };
+    NR_TRY(const auto hasSecondMember, GzipCodec::decompress(packed, descriptor, place, goesOn));
     if (::lseek(descriptor, 0, SEEK_SET) < 0)
         return std::unexpected(CaptureError::system(errno));
     return Unwrapped{std::move(file), hasSecondMember};
 }
 
 /// The file, or what is in it when it is compressed.
-CaptureResult<Unwrapped> unwrappedHandle(const std::filesystem::path& path)
+CaptureResult<Unwrapped> unwrappedHandle(const std::filesystem::path& path, const Inflating& inflating)
 {
     NR_TRY(auto handle, FileHandle::open(path));
     NR_TRY(const auto start, handle.peek(4));
     if (start.size() < 2)
         return std::unexpected(CaptureError::fileTooSmall());
     if (GzipCodec::is(start))
-        return inflated(std::move(handle));
+        return inflated(std::move(handle), inflating);
     return Unwrapped{std::move(handle)};
 }
 } // namespace
@@ -106,9 +107,9 @@ CaptureResult<std::unique_ptr<CaptureReading>> readerOf(FileHandle handle)
 }
 
 /// By a reader of our own.
-CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem::path& path)
+CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem::path& path, const Inflating& inflating)
 {
-    NR_TRY(auto file, unwrappedHandle(path));
+    NR_TRY(auto file, unwrappedHandle(path, inflating));
     NR_TRY(auto reader, readerOf(std::move(file.handle)));
     if (file.hasSecondMember)
         reader->setSecondMember();
@@ -116,9 +117,9 @@ CaptureResult<std::unique_ptr<CaptureReading>> openNative(const std::filesystem:
 }
 } // namespace
 
-CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path)
+CaptureResult<std::unique_ptr<CaptureReading>> open(const std::filesystem::path& path, const Inflating& inflating)
 {
-    auto reader = openNative(path);
+    auto reader = openNative(path, inflating);
     if (reader || reader.error() != CaptureError::unsupportedFormat() || !WiretapReader::isAvailable())
         return reader;
     return WiretapReader::open(path);

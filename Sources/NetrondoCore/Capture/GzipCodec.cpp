@@ -106,9 +106,11 @@ CaptureError cannotInflateInto(std::string_view place, int errorNumber)
         fmt::format("cannot inflate into {}: {}", place, CaptureError::system(errorNumber).payload));
 }
 
-CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place)
+CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place, const std::function<bool()>& goesOn)
 {
     return inflateMember(from, step, [&](Bytes piece) -> CaptureResult<std::size_t> {
+        if (!goesOn())
+            return std::unexpected(CaptureError::system(ECANCELED));
         while (!piece.empty()) {
             const auto written = ::write(to, piece.data(), piece.size());
             if (written < 0 && errno != EINTR)
@@ -127,7 +129,7 @@ CaptureResult<void> decompress(const std::filesystem::path& from, const std::fil
     if (output < 0)
         return std::unexpected(cannotInflateInto(place, errno));
     CaptureResult<void> result;
-    if (const auto inflated = decompress(input, output, place); !inflated)
+    if (const auto inflated = decompress(input, output, place, [] { return true; }); !inflated)
         result = std::unexpected(inflated.error());
     if (::close(output) < 0 && result)
         result = std::unexpected(cannotInflateInto(place, errno));
