@@ -69,12 +69,12 @@ inline void writers(Bytes input)
     if (input.empty())
         return;
     const auto source = input.subspan(1);
-    switch (input[0] % 4) {
-    case 0: return roundTrip<PcapReader, PcapReader>(source, CaptureFormat::pcap);
-    case 1: return roundTrip<PcapReader, PcapNgReader>(source, CaptureFormat::pcapng);
-    case 2: return roundTrip<PcapNgReader, PcapReader>(source, CaptureFormat::pcap);
-    default: return roundTrip<PcapNgReader, PcapNgReader>(source, CaptureFormat::pcapng);
-    }
+    const bool isPcap = input[0] / 2 % 2 == 0, becomesPcap = input[0] % 2 == 0;
+    if (becomesPcap)
+        (isPcap ? roundTrip<PcapReader, PcapReader> : roundTrip<PcapNgReader, PcapReader>)(source, CaptureFormat::pcap);
+    else
+        (isPcap ? roundTrip<PcapReader, PcapNgReader> : roundTrip<PcapNgReader, PcapNgReader>)(source,
+                                                                                               CaptureFormat::pcapng);
 }
 
 } // namespace netrondo::fuzz

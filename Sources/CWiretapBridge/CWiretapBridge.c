@@ -71,9 +71,9 @@ int nr_wtap_available(void)
     return module != NULL;
 }
 
-nr_wtap* nr_wtap_open(const char* path, int* is_unknown, char error[NR_WTAP_ERROR_SIZE])
+nr_wtap* nr_wtap_open(const char* path, int* unknown, char error[NR_WTAP_ERROR_SIZE])
 {
-    return module->open(path, is_unknown, error);
+    return module->open(path, unknown, error);
 }
 
 uint16_t nr_wtap_link(nr_wtap* file)

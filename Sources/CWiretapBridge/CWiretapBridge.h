@@ -25,9 +25,9 @@ typedef struct nr_wtap_frame {
 /* Non-zero when the library could be loaded. */
 int nr_wtap_available(void);
 
-/* Opens a file, compressed or not. NULL with `is_unknown` set for a file of no format with frames that it knows, else
+/* Opens a file, compressed or not. NULL with `unknown` set for a file of no format with frames that it knows, else
    with a message. Only to be called where the library is available. */
-nr_wtap* nr_wtap_open(const char* path, int* is_unknown, char error[NR_WTAP_ERROR_SIZE]);
+nr_wtap* nr_wtap_open(const char* path, int* unknown, char error[NR_WTAP_ERROR_SIZE]);
 /* The link type of all frames, 65535 when they differ or have no registered one. */
 uint16_t nr_wtap_link(nr_wtap* file);
 /* 1 with the next frame, whose bytes are good until the next call; 0 at the end; -1 with a message. */

@@ -82,22 +82,22 @@ static uint16_t link_of(int number)
     return no_link;
 }
 
-static nr_wtap* open_file(const char* path, int* is_unknown, char error[NR_WTAP_ERROR_SIZE])
+static nr_wtap* open_file(const char* path, int* unknown, char error[NR_WTAP_ERROR_SIZE])
 {
     pthread_once(&once, initialise);
     int code = 0;
     gchar* detail = NULL;
-    *is_unknown = 0;
+    *unknown = 0;
     wtap* file = wtap_open_offline(path, WTAP_TYPE_AUTO, &code, &detail, FALSE);
     if (!file) {
-        *is_unknown = code == WTAP_ERR_FILE_UNKNOWN_FORMAT;
+        *unknown = code == WTAP_ERR_FILE_UNKNOWN_FORMAT;
         say(error, code, detail);
         return NULL;
     }
     const int encapsulation = wtap_file_encap(file);
     if (encapsulation != WTAP_ENCAP_PER_PACKET && encapsulation != WTAP_ENCAP_ERF
         && link_of(encapsulation) == no_link) {
-        *is_unknown = 1;
+        *unknown = 1;
         wtap_close(file);
         return NULL;
     }

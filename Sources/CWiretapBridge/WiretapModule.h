@@ -10,7 +10,7 @@
 
 typedef struct nr_wtap_module_table {
     int version;
-    nr_wtap* (*open)(const char* path, int* is_unknown, char error[NR_WTAP_ERROR_SIZE]);
+    nr_wtap* (*open)(const char* path, int* unknown, char error[NR_WTAP_ERROR_SIZE]);
     uint16_t (*link)(nr_wtap* file);
     int (*next)(nr_wtap* file, nr_wtap_frame* frame, char error[NR_WTAP_ERROR_SIZE]);
     uint64_t (*offset)(nr_wtap* file);

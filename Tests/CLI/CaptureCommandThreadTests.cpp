@@ -25,7 +25,7 @@ const auto web = ethernet(ipv4({}, tcp({.destinationPort = 80}, "data")));
 class Traffic {
 public:
     explicit Traffic(const Cable& cable, std::chrono::microseconds pause = 1ms)
-        : thread_([&cable, pause](std::stop_token stop) {
+        : thread_([&cable, pause](const std::stop_token& stop) {
             while (!stop.stop_requested())
                 cable.send(web, 1, pause);
         })

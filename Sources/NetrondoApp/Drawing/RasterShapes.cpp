@@ -58,7 +58,7 @@ void fillDisc(const Canvas& canvas, double x, double y, double radius, const Sce
             const double across = column + 0.5 - x;
             const double away = std::sqrt(across * across + down * down);
             if (const double covered = std::clamp(radius + 0.5 - away, 0.0, 1.0); covered > 0)
-                blend(pixels[column], lanes, static_cast<std::uint32_t>(covered * alpha + 0.5));
+                blend(pixels[column], lanes, static_cast<std::uint32_t>(std::lround(covered * alpha)));
         }
     }
 }

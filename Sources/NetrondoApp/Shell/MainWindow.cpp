@@ -68,7 +68,7 @@ QString samplePath()
         return QDir::cleanPath(installed);
     auto folder = programs;
     for (int i = 0; i < 5 && folder.cdUp(); ++i)
-        if (const auto sample = folder.filePath(QStringLiteral("Samples/office.pcapng")); QFileInfo::exists(sample))
+        if (auto sample = folder.filePath(QStringLiteral("Samples/office.pcapng")); QFileInfo::exists(sample))
             return sample;
     return {};
 }

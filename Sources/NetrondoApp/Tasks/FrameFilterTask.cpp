@@ -19,11 +19,11 @@ struct FrameFilterTask::Shared {
     std::atomic<bool> isComplete = false;
     std::optional<CaptureError> error; ///< written before `isComplete`
 
-    std::optional<CaptureError> search(std::stop_token stop, const FrameIndex& index,
+    std::optional<CaptureError> search(const std::stop_token& stop, const FrameIndex& index,
                                        const std::function<bool()>& isWhole, const DisplayFilter& filter);
 };
 
-std::optional<CaptureError> FrameFilterTask::Shared::search(std::stop_token stop, const FrameIndex& index,
+std::optional<CaptureError> FrameFilterTask::Shared::search(const std::stop_token& stop, const FrameIndex& index,
                                                             const std::function<bool()>& isWhole,
                                                             const DisplayFilter& filter)
 {
@@ -57,8 +57,8 @@ FrameFilterTask::FrameFilterTask(const FrameStore& store, DisplayFilter filter, 
     connect(&timer_, &QTimer::timeout, this, &FrameFilterTask::look);
     timer_.start(lookEvery);
     worker_ = std::jthread([shared = shared_, index = store.index(), isWhole = store.completionTest(),
-                            filter = std::move(filter)](std::stop_token stop) {
-        shared->error = shared->search(std::move(stop), *index, isWhole, filter);
+                            filter = std::move(filter)](const std::stop_token& stop) {
+        shared->error = shared->search(stop, *index, isWhole, filter);
         shared->isComplete = true;
     });
 }

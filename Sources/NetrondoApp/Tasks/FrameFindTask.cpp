@@ -50,11 +50,11 @@ struct FrameFindTask::Shared {
     CaptureResult<std::optional<std::uint32_t>> result; ///< written before `isComplete`
     bool wrapped = false;
 
-    CaptureResult<std::optional<std::uint32_t>> find(std::stop_token stop, const Among& among,
+    CaptureResult<std::optional<std::uint32_t>> find(const std::stop_token& stop, const Among& among,
                                                      const FrameSearch& search, std::int64_t from, Direction direction);
 };
 
-CaptureResult<std::optional<std::uint32_t>> FrameFindTask::Shared::find(std::stop_token stop, const Among& among,
+CaptureResult<std::optional<std::uint32_t>> FrameFindTask::Shared::find(const std::stop_token& stop, const Among& among,
                                                                         const FrameSearch& search, std::int64_t from,
                                                                         Direction direction)
 {
@@ -86,8 +86,8 @@ FrameFindTask::FrameFindTask(Among among, FrameSearch search, std::int64_t fromR
     connect(&timer_, &QTimer::timeout, this, &FrameFindTask::look);
     timer_.start(lookEvery);
     worker_ = std::jthread([shared = shared_, among = std::move(among), search = std::move(search), fromRow,
-                            direction](std::stop_token stop) {
-        shared->result = shared->find(std::move(stop), among, search, fromRow, direction);
+                            direction](const std::stop_token& stop) {
+        shared->result = shared->find(stop, among, search, fromRow, direction);
         shared->isComplete = true;
     });
 }

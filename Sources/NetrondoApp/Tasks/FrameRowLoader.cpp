@@ -20,7 +20,7 @@ FrameRowLoader::FrameRowLoader(std::shared_ptr<const FrameIndex> index, FrameSto
                                QObject* parent)
     : QObject(parent), rules_(std::make_shared<const Rules>()), ordered_(std::move(ordered))
 {
-    worker_ = std::jthread([this, index = std::move(index)](std::stop_token stop) { run(std::move(stop), index); });
+    worker_ = std::jthread([this, index = std::move(index)](const std::stop_token& stop) { run(stop, index); });
 }
 
 FrameRowLoader::~FrameRowLoader() = default;
@@ -70,7 +70,7 @@ void FrameRowLoader::requestDetail(std::uint32_t frame)
     wake_.notify_one();
 }
 
-void FrameRowLoader::run(std::stop_token stop, const std::shared_ptr<const FrameIndex>& index)
+void FrameRowLoader::run(const std::stop_token& stop, const std::shared_ptr<const FrameIndex>& index)
 {
     auto decoder = IndexedDecoder::open(index);
     if (!decoder)

@@ -74,7 +74,7 @@ signals:
     void detailFailed(quint32 frame, const QString& sentence);
 
 private:
-    void run(std::stop_token stop, const std::shared_ptr<const FrameIndex>& index);
+    void run(const std::stop_token& stop, const std::shared_ptr<const FrameIndex>& index);
     FramePage load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules);
     void loadDetail(IndexedDecoder& decoder, std::uint32_t frame);
 

@@ -29,8 +29,8 @@ struct FrameStore::Shared {
     std::optional<CaptureError> error;
     std::atomic<bool> isComplete = false;
 
-    void read(std::stop_token stop, const std::filesystem::path& path, Reading reading);
-    void follow(std::stop_token stop);
+    void read(const std::stop_token& stop, const std::filesystem::path& path, Reading reading);
+    void follow(const std::stop_token& stop);
     void learnNames(const CaptureFrame& frame);
 };
 
@@ -43,7 +43,7 @@ void FrameStore::Shared::learnNames(const CaptureFrame& frame)
     names.harvest(facts);
 }
 
-void FrameStore::Shared::read(std::stop_token stop, const std::filesystem::path& path, Reading reading)
+void FrameStore::Shared::read(const std::stop_token& stop, const std::filesystem::path& path, Reading reading)
 {
     auto opened = FrameIndex::open(path);
     auto failure = opened ? std::optional<CaptureError>() : opened.error();
@@ -66,7 +66,7 @@ void FrameStore::Shared::read(std::stop_token stop, const std::filesystem::path&
     isComplete = true;
 }
 
-void FrameStore::Shared::follow(std::stop_token stop)
+void FrameStore::Shared::follow(const std::stop_token& stop)
 {
     std::optional<FrameFetcher> fetcher;
     const auto ordered = std::make_shared<PacketDecoder>(true, PacketDecoder::Keep::contexts);
@@ -109,10 +109,10 @@ FrameStore::FrameStore(const QString& path, Reading reading, QObject* parent)
 {
     connect(&timer_, &QTimer::timeout, this, &FrameStore::look);
     timer_.start(lookEvery);
-    reader_ = std::jthread([shared = shared_, file = path.toStdString(), reading](std::stop_token stop) {
-        shared->read(std::move(stop), file, reading);
+    reader_ = std::jthread([shared = shared_, file = path.toStdString(), reading](const std::stop_token& stop) {
+        shared->read(stop, file, reading);
     });
-    follower_ = std::jthread([shared = shared_](std::stop_token stop) { shared->follow(std::move(stop)); });
+    follower_ = std::jthread([shared = shared_](const std::stop_token& stop) { shared->follow(stop); });
 }
 
 FrameStore::~FrameStore()

@@ -266,7 +266,7 @@ Selected CircleView::at(const QPointF& point) const
 {
     if (!picture_)
         return {};
-    if (const auto what = picture_->badgeAt(point))
+    if (auto what = picture_->badgeAt(point))
         return what;
     if (const auto node = picture_->nodeAt(point))
         return picture_->whatOf(picture_->nodes()[*node]);

@@ -24,7 +24,7 @@ CaptureResult<std::shared_ptr<FrameIndex>> FrameIndex::of(std::unique_ptr<Captur
     return std::shared_ptr<FrameIndex>(new FrameIndex(std::move(reader)));
 }
 
-CaptureResult<void> FrameIndex::extend(std::stop_token stop, const Watch& watch)
+CaptureResult<void> FrameIndex::extend(const std::stop_token& stop, const Watch& watch)
 {
     std::array<CaptureFrame, 256> frames;
     while (!stop.stop_requested()) {

@@ -30,7 +30,7 @@ public:
 
     /// Reads on to the present end of the capture, or until it is told to stop. The frames before an error stay; the
     /// end of a file in the middle of a record is none, since the rest may still be on its way (`isCut` tells).
-    CaptureResult<void> extend(std::stop_token stop = {}, const Watch& watch = {});
+    CaptureResult<void> extend(const std::stop_token& stop = {}, const Watch& watch = {});
 
     std::uint32_t count() const { return entries_.size(); }
     /// Capture time in nanoseconds since 1970, whatever unit the file counts in.

@@ -77,7 +77,7 @@ std::filesystem::path LiveCapture::programPath()
     namespace fs = std::filesystem;
     std::error_code unknown;
     const auto folder = fs::read_symlink("/proc/self/exe", unknown).parent_path();
-    const auto installed = folder.parent_path() / "libexec" / "netrondo" / programName;
+    auto installed = folder.parent_path() / "libexec" / "netrondo" / programName;
     for (const auto& built : {folder.parent_path() / "NetrondoCapture" / programName,
                               folder.parent_path() / "Sources" / "NetrondoCapture" / programName})
         if (::access(built.c_str(), X_OK) == 0)

@@ -186,7 +186,7 @@ std::string Builder::untagged() const
 
 std::string Builder::expression() const
 {
-    const auto text = untagged();
+    auto text = untagged();
     if (!vlan_)
         return text;
     return text.empty() ? *vlan_ : fmt::format("{} and {}", *vlan_, closed(text));

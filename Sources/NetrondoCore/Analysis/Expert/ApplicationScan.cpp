@@ -342,7 +342,7 @@ void ApplicationScan::scanDhcp(Bytes message, const FrameSight& sight, ArpScan& 
             continue;
         }
         const auto value = slice(message, at + 2, message[at + 1]);
-        if (message[at] == 53 && value.size() >= 1)
+        if (message[at] == 53 && !value.empty())
             type = value[0];
         else if (message[at] == 54 && value.size() >= 4)
             server = load::be32(value.data());

@@ -33,8 +33,8 @@ std::optional<double> timeOf(const Der& element)
     // Days since 1970 of a Gregorian date, counting years from March.
     const int month = parts[1], y = year - (month <= 2), era = y / 400;
     const int yearOfEra = y - era * 400, dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + parts[2] - 1;
-    const double days = era * 146097.0 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
-    return days * 86400 + parts[3] * 3600 + parts[4] * 60 + parts[5];
+    const int days = era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
+    return days * 86400.0 + parts[3] * 3600 + parts[4] * 60 + parts[5];
 }
 
 bool is(Bytes bytes, std::string_view wanted)

@@ -437,7 +437,7 @@ void LinkScan::scanCdp(Bytes packet, const FrameSight& sight)
             return;
         if (type == 0x000a && value.size() >= 2)
             known->nativeVlan = load::be16(value.data());
-        else if (type == 0x000b && value.size() >= 1)
+        else if (type == 0x000b && !value.empty())
             known->fullDuplex = value[0] != 0;
         else if (type == 0x0011 && value.size() >= 4)
             known->mtu = load::be32(value.data());

@@ -66,7 +66,7 @@ std::string compared(std::string_view name, std::string_view value)
 std::string ifItSelects(const DecodedFrame& frame, std::string text)
 {
     const auto filter = DisplayFilter::compile(text);
-    return filter && filter->matches(frame) ? text : std::string();
+    return filter && filter->matches(frame) ? std::move(text) : std::string();
 }
 
 /// Whether a text joined by "and", or put behind "not", needs parentheses.
@@ -155,7 +155,7 @@ std::string joined(std::string_view present, std::string_view added, Joint joint
     const auto filter = DisplayFilter::compileOptional(present);
     const bool isEmpty = filter && !*filter;
     const bool negates = joint == Joint::replaceByNot || joint == Joint::andNot || joint == Joint::orNot;
-    const auto term = negates ? fmt::format("not {}", tight(added, true)) : std::string(added);
+    auto term = negates ? fmt::format("not {}", tight(added, true)) : std::string(added);
     if (isEmpty || joint == Joint::replace || joint == Joint::replaceByNot)
         return term;
     if (joint == Joint::or_ || joint == Joint::orNot)
