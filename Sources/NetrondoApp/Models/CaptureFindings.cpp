@@ -19,7 +19,7 @@ CaptureFindings::CaptureFindings(std::shared_ptr<const TalkTable> talks, std::ve
     , list_(mutes_.empty() ? summary().findings : diagnosed_)
     , table_(arrange(list_, wish_, [this](const Address& host) { return hostWords(host); }))
     , marks_(marksOf(list_))
-    , mutedMarks_(list_)
+    , mutedMarks_(list_, mutes_)
 { }
 
 std::string CaptureFindings::hostWords(const Address& host) const

@@ -109,7 +109,7 @@ CaptureError cannotInflateInto(std::string_view place, int errorNumber)
 CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place, const std::function<bool()>& goesOn)
 {
     return inflateMember(from, step, [&](Bytes piece) -> CaptureResult<std::size_t> {
-        if (!goesOn())
+        if (goesOn && !goesOn())
             return std::unexpected(CaptureError::system(ECANCELED));
         while (!piece.empty()) {
             const auto written = ::write(to, piece.data(), piece.size());
@@ -129,7 +129,7 @@ CaptureResult<void> decompress(const std::filesystem::path& from, const std::fil
     if (output < 0)
         return std::unexpected(cannotInflateInto(place, errno));
     CaptureResult<void> result;
-    if (const auto inflated = decompress(input, output, place, [] { return true; }); !inflated)
+    if (const auto inflated = decompress(input, output, place); !inflated)
         result = std::unexpected(inflated.error());
     if (::close(output) < 0 && result)
         result = std::unexpected(cannotInflateInto(place, errno));

@@ -22,7 +22,8 @@ CaptureResult<void> decompress(const std::filesystem::path& from, const std::fil
 /// The same between open files; `place` says where the output lies, for the error when it cannot be written. Tells
 /// whether another member follows. `goesOn` is asked now and then, and ends it by saying no: an error of the system's
 /// for what was cancelled.
-CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place, const std::function<bool()>& goesOn);
+CaptureResult<bool> decompress(FileHandle& from, int to, std::string_view place,
+                               const std::function<bool()>& goesOn = {});
 
 /// The error for output that cannot be created or written at `place`, with the operating system's reason.
 CaptureError cannotInflateInto(std::string_view place, int errorNumber);

@@ -156,16 +156,25 @@ TEST(MutedMarks, AreOfMutedFindingsAndTheirSymptomsBetweenTheirHosts)
     auto list = findings({"tcp.retx.endpoint warning 10.0.0.1 10.0.0.9", "tcp.rst note 10.0.0.2 10.0.0.9",
                           "arp.dupip error 10.0.0.7", "cap.time note"});
     list[0].symptoms = {{Finding::tcpDupack, 3}};
-    EXPECT_FALSE(MutedMarks(list).have(Finding::tcpDupack, at("10.0.0.1"), at("10.0.0.9")));
-    for (const auto which : {0u, 2u, 3u})
-        list[which].muted = "";
-    const MutedMarks muted(list);
+    const std::vector<ExpertMute> mutes = {{Finding::tcpRetxEndpoint, at("10.0.0.1"), at("10.0.0.9"), ""},
+                                           {Finding::none, at("10.0.0.7"), {}, ""},
+                                           {Finding::capTime, {}, {}, ""}};
+    EXPECT_FALSE(MutedMarks(list, {}).have(Finding::tcpDupack, at("10.0.0.1"), at("10.0.0.9")));
+    applyMutes(list, mutes);
+    const MutedMarks muted(list, mutes);
     EXPECT_TRUE(muted.have(Finding::tcpRetxEndpoint, at("10.0.0.1"), at("10.0.0.9")));
     EXPECT_TRUE(muted.have(Finding::tcpDupack, at("10.0.0.9"), at("10.0.0.1"))) << "whichever way";
     EXPECT_FALSE(muted.have(Finding::tcpDupack, at("10.0.0.2"), at("10.0.0.9")));
     EXPECT_FALSE(muted.have(Finding::tcpRst, at("10.0.0.2"), at("10.0.0.9")));
     EXPECT_TRUE(muted.have(Finding::arpDupip, at("10.0.0.3"), at("10.0.0.7"))) << "of one host, with anybody";
     EXPECT_TRUE(muted.have(Finding::capTime, at("10.0.0.3"), at("10.0.0.4"))) << "of the capture, everywhere";
+}
+
+TEST(MutedMarks, AreAlsoOfWhatBecameNoFinding)
+{
+    const MutedMarks muted({}, {{Finding::none, at("10.0.0.1"), at("10.0.0.9"), ""}});
+    EXPECT_TRUE(muted.have(Finding::tcpOoo, at("10.0.0.9"), at("10.0.0.1")));
+    EXPECT_FALSE(muted.have(Finding::tcpOoo, at("10.0.0.2"), at("10.0.0.9")));
 }
 
 } // namespace netrondo::test

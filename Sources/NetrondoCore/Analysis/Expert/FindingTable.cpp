@@ -202,7 +202,8 @@ FindingMarks marksOf(std::span<const ExpertFinding> findings)
     return result;
 }
 
-MutedMarks::MutedMarks(std::span<const ExpertFinding> findings)
+MutedMarks::MutedMarks(std::span<const ExpertFinding> findings, std::vector<ExpertMute> mutes)
+    : mutes_(std::move(mutes))
 {
     for (const auto& finding : findings) {
         if (!finding.muted)
@@ -216,8 +217,13 @@ MutedMarks::MutedMarks(std::span<const ExpertFinding> findings)
 
 bool MutedMarks::have(Finding finding, const Address& source, const Address& destination) const
 {
-    if (marks_.empty())
+    if (mutes_.empty())
         return false;
+    ExpertFinding between;
+    between.finding = finding;
+    between.hosts = {source, destination};
+    if (muteOf(between, mutes_))
+        return true;
     const auto has = [&](const Address& a, const Address& b) { return marks_.contains({finding, ordered(a, b)}); };
     return has(source, destination) || has(source, {}) || has(destination, {}) || has({}, {});
 }

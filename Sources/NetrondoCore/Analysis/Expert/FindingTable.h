@@ -76,11 +76,12 @@ struct FindingMarks {
 
 FindingMarks marksOf(std::span<const ExpertFinding> findings);
 
-/// What marks on frames are said of muted findings and their symptoms alone.
+/// What marks on frames are said of muted findings and their symptoms alone, or would be: a frame is marked when it
+/// comes, and what is made of it in the end may be no finding.
 class MutedMarks {
 public:
     MutedMarks() = default;
-    explicit MutedMarks(std::span<const ExpertFinding> findings);
+    MutedMarks(std::span<const ExpertFinding> findings, std::vector<ExpertMute> mutes);
 
     /// Whether this is muted on frames between these two.
     bool have(Finding finding, const Address& source, const Address& destination) const;
@@ -92,6 +93,7 @@ private:
         friend auto operator<=>(const Mark&, const Mark&) = default;
     };
     std::set<Mark> marks_;
+    std::vector<ExpertMute> mutes_;
 };
 
 } // namespace netrondo
