@@ -528,11 +528,11 @@ protected:
         control().capture(options);
         ASSERT_TRUE(eventually([&] { return session().isFollowing(); })) << message().toStdString();
     }
-    void send(int count = 1) const { cable_->send(web, count); }
+    void send(int count = 1) const { cable_->send(web_, count); }
     const Cable& cable() const { return *cable_; }
 
 private:
-    const std::vector<std::uint8_t> web = tcpFrame({}, "data");
+    const std::vector<std::uint8_t> web_ = tcpFrame({}, "data");
     std::optional<Cable> cable_;
 };
 

@@ -23,7 +23,7 @@ inline std::string printed(const std::string& command)
 
 inline bool isInstalled(const std::string& program)
 {
-    return printed("command -v " + program + " || true") != "";
+    return !printed("command -v " + program + " || true").empty();
 }
 
 } // namespace netrondo::test
