@@ -5,6 +5,7 @@
 #include "Support/Frames.h"
 #include "Support/Network.h"
 #include "Support/Readers.h"
+#include "Support/WaitFor.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -42,23 +43,16 @@ std::vector<std::string> capture(std::vector<std::string> more)
     return words;
 }
 
-void waitFor(auto condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + 30s;
-    while (!condition()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "it takes too long";
-        std::this_thread::sleep_for(5ms);
+class CaptureCommandOnCable : public CableTest {
+protected:
+    /// Sends thirty frames to a command that writes into this file, and waits until they are there.
+    void recordThirty(const std::filesystem::path& file)
+    {
+        waitFor([&] { return sizeOf(file) > 0; }); // it listens
+        cable().send(web, 30);
+        waitFor([&] { return readFile(file).frames.size() == 30; });
     }
-}
-
-std::uintmax_t sizeOf(const std::filesystem::path& path)
-{
-    std::error_code none;
-    const auto size = std::filesystem::file_size(path, none);
-    return none ? 0 : size;
-}
-
-class CaptureCommandOnCable : public CableTest { };
+};
 class InterfacesCommandOnCable : public CableTest { };
 
 TEST_F(CaptureCommandOnCable, WritesSoManyFrames)
@@ -182,9 +176,7 @@ TEST_F(CaptureCommandOnCable, AnInterfaceThatGoesDownIsToldAndKeepsWhatWasCaptur
 {
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcap").string()}));
-    waitFor([&] { return sizeOf(folder / "a.pcap") == 24; }); // it listens
-    cable().send(web, 30);
-    waitFor([&] { return sizeOf(folder / "a.pcap") > 2000; });
+    recordThirty(folder / "a.pcap");
     cable().takeDown();
     const auto run = process.end();
     EXPECT_EQ(run.status, 1);
@@ -198,9 +190,7 @@ TEST_F(CaptureCommandOnCable, AnInterfaceThatVanishesIsToldAndKeepsWhatWasCaptur
 {
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcap").string()}));
-    waitFor([&] { return sizeOf(folder / "a.pcap") == 24; });
-    cable().send(web, 30);
-    waitFor([&] { return sizeOf(folder / "a.pcap") > 2000; });
+    recordThirty(folder / "a.pcap");
     cable().remove();
     const auto run = process.end();
     EXPECT_EQ(run.status, 1);
@@ -212,9 +202,7 @@ TEST_F(CaptureCommandOnCable, ACaptureProgramThatIsKilledIsToldAndKeepsWhatWasCa
 {
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcapng").string()}));
-    waitFor([&] { return sizeOf(folder / "a.pcapng") > 0; });
-    cable().send(web, 30);
-    waitFor([&] { return sizeOf(folder / "a.pcapng") > 2000; });
+    recordThirty(folder / "a.pcapng");
     const auto program = childOf(process.id());
     ASSERT_GT(program, 0);
     ::kill(program, SIGKILL);
@@ -229,9 +217,7 @@ TEST_F(CaptureCommandOnCable, WhatWasCapturedIsKeptWhenItIsKilledItself)
 {
     const TempFolder folder;
     Process process(capture({"-w", (folder / "a.pcap").string()}));
-    waitFor([&] { return sizeOf(folder / "a.pcap") == 24; });
-    cable().send(web, 30);
-    waitFor([&] { return sizeOf(folder / "a.pcap") > 30 * web.size(); });
+    recordThirty(folder / "a.pcap");
     const auto program = childOf(process.id());
     process.signal(SIGKILL);
     process.end();

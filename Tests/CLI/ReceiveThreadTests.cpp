@@ -5,6 +5,7 @@
 #include "Support/Programs.h"
 #include "Support/Readers.h"
 #include "Support/Server.h"
+#include "Support/WaitFor.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -59,8 +60,7 @@ TEST(ReceiveCommand, AResetIsAFailureThatKeepsWhatWasReceived)
     Process process({"receive", addressOf(server), "-w", (folder / "a.pcap").string()});
     server.accept();
     server.send(PcapBytes().frame(web));
-    while (!std::filesystem::exists(folder / "a.pcap") || std::filesystem::file_size(folder / "a.pcap") < 40)
-        std::this_thread::yield();
+    waitFor([&] { return sizeOf(folder / "a.pcap") >= 24 + 16 + web.size(); });
     server.reset();
     const auto run = process.end();
     EXPECT_EQ(run.status, 1);
@@ -93,8 +93,7 @@ TEST(ReceiveCommand, APeerThatStallsIsWaitedForAndCanBeInterrupted)
     server.accept();
     server.send(PcapBytes().frame(web));
     server.send(std::vector<std::uint8_t>(8)); // half the header of a record
-    while (!std::filesystem::exists(folder / "a.pcap") || std::filesystem::file_size(folder / "a.pcap") < 40)
-        std::this_thread::yield();
+    waitFor([&] { return sizeOf(folder / "a.pcap") >= 24 + 16 + web.size(); });
     process.signal(SIGINT);
     const auto run = process.end();
     EXPECT_EQ(run.status, 0) << run.errors;
@@ -129,8 +128,7 @@ TEST(ReceiveCommand, ConnectsAgainWhenItIsAskedTo)
         server.send(PcapBytes().frame(web));
         server.hangUp();
     }
-    while (std::filesystem::file_size(folder / "a.pcap") < 24 + 2 * (16 + web.size()))
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    waitFor([&] { return sizeOf(folder / "a.pcap") >= 24 + 2 * (16 + web.size()); });
     process.signal(SIGINT);
     EXPECT_EQ(process.end().status, 0);
     EXPECT_EQ(readFile(folder / "a.pcap").frames.size(), 2u);
