@@ -4,9 +4,11 @@
 #include "Base/Bytes.h"
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -27,7 +29,7 @@ public:
             isIpv4 ? reinterpret_cast<const sockaddr*>(&ipv4) : reinterpret_cast<const sockaddr*>(&ipv6);
         socklen_t size = isIpv4 ? sizeof ipv4 : sizeof ipv6;
         if (socket_ < 0 || ::bind(socket_, address, size) < 0 || ::listen(socket_, 5) < 0)
-            throw std::runtime_error("no server on this machine");
+            throw std::system_error(errno, std::generic_category(), "no server on this machine");
         sockaddr_storage bound{};
         size = sizeof bound;
         ::getsockname(socket_, reinterpret_cast<sockaddr*>(&bound), &size);
