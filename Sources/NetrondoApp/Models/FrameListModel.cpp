@@ -333,11 +333,11 @@ std::optional<Severity> FrameListModel::severityAt(int row) const
     const auto* decoded = this->row(row);
     if (!decoded || decoded->expert == Expert::none)
         return worst;
-    // What the bytes alone say has a severity of its own only where the catalogue knows it as well.
     const auto known = findingOf(expertId(decoded->expert));
-    if (known == Finding::none)
-        return std::max(worst, std::optional(Severity::warning));
-    return isMuted(row, known) ? worst : std::max(worst, std::optional(kindOf(known).severity));
+    if (isMuted(row, known))
+        return worst;
+    // What the bytes alone say has a severity of its own only where the catalogue knows it as well.
+    return std::max(worst, std::optional(known == Finding::none ? Severity::warning : kindOf(known).severity));
 }
 
 QString FrameListModel::problemText(int row) const

@@ -49,7 +49,7 @@ void FindingLog::annotate(std::uint32_t frame, Finding finding)
     if (annotations_.empty())
         annotations_.reserve(marks_ == FrameMarks::kept ? room : 1);
     else if (marks_ == FrameMarks::none && annotations_.back().frame != frame)
-        annotations_.clear();
+        annotations_.clear(); // while a capture is read, only the newest frame's marks are asked for
     if (annotations_.empty() || annotations_.back().frame != frame)
         annotations_.push_back({frame, {finding}});
     else

@@ -208,10 +208,8 @@ MutedMarks::MutedMarks(std::span<const ExpertFinding> findings, std::vector<Expe
     for (const auto& finding : findings) {
         if (!finding.muted)
             continue;
-        const auto ends = endsOf(finding);
-        marks_.insert({finding.finding, ends});
         for (const auto& symptom : finding.symptoms)
-            marks_.insert({symptom.finding, ends});
+            symptoms_.insert({symptom.finding, endsOf(finding)});
     }
 }
 
@@ -224,7 +222,7 @@ bool MutedMarks::have(Finding finding, const Address& source, const Address& des
     between.hosts = {source, destination};
     if (muteOf(between, mutes_))
         return true;
-    const auto has = [&](const Address& a, const Address& b) { return marks_.contains({finding, ordered(a, b)}); };
+    const auto has = [&](const Address& a, const Address& b) { return symptoms_.contains({finding, ordered(a, b)}); };
     return has(source, destination) || has(source, {}) || has(destination, {}) || has({}, {});
 }
 

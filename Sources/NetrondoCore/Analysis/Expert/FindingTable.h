@@ -92,8 +92,8 @@ private:
         std::pair<Address, Address> hosts; ///< as in `FindingMarks`
         friend auto operator<=>(const Mark&, const Mark&) = default;
     };
-    std::set<Mark> marks_;
     std::vector<ExpertMute> mutes_;
+    std::set<Mark> symptoms_; ///< of muted findings
 };
 
 } // namespace netrondo
