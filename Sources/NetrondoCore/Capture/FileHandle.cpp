@@ -1,5 +1,5 @@
-// Reading through a window: one large read(2), then views into it. A mapping would save the copy, but a file that
-// shrinks under a mapping kills the process.
+// Reading through a window: one large read, then views into it. A mapping would save the copy, but a file that shrinks
+// under a mapping kills the process; so a large file is copied by a second processor where there is one.
 #include "Capture/FileHandle.h"
 
 #include <algorithm>
@@ -40,6 +40,7 @@ FileHandle::FileHandle(int descriptor) : descriptor_(descriptor)
 
 FileHandle::~FileHandle()
 {
+    ahead_.reset(); // it reads from the descriptor
     if (descriptor_ >= 0)
         ::close(descriptor_);
 }
@@ -54,7 +55,7 @@ CaptureResult<FileHandle> FileHandle::again() const
         return std::unexpected(CaptureError::system(errno));
     FileHandle handle(descriptor);
     ::posix_fadvise(descriptor, 0, 0, POSIX_FADV_NORMAL);
-    handle.readAhead_ = shortReadAhead;
+    handle.pieceSize_ = shortPiece;
     return handle;
 }
 
@@ -63,12 +64,14 @@ FileHandle::FileHandle(FileHandle&& other) noexcept
     , comesInPieces_(other.comesInPieces_)
     , longestPiece_(other.longestPiece_)
     , seekable_(other.seekable_)
-    , readAhead_(other.readAhead_)
+    , pieceSize_(other.pieceSize_)
     , windowOffset_(other.windowOffset_)
+    , first_(std::exchange(other.first_, 0))
     , begin_(std::exchange(other.begin_, 0))
     , end_(std::exchange(other.end_, 0))
     , capacity_(std::exchange(other.capacity_, 0))
     , window_(std::move(other.window_))
+    , ahead_(std::move(other.ahead_))
 { }
 
 FileHandle& FileHandle::operator=(FileHandle&& other) noexcept
@@ -110,15 +113,22 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
     if (wanted > longestPiece_)
         return std::unexpected(CaptureError::io(
             fmt::format("a record of {} bytes cannot be one: the stream is damaged or out of step", wanted)));
+    while (takeAhead())
+        if (end_ - begin_ >= wanted)
+            return true;
     if (begin_ > 0) {
         std::memmove(window_.get(), window_.get() + begin_, end_ - begin_);
         windowOffset_ += begin_;
         end_ -= std::exchange(begin_, 0);
+        first_ = 0;
     }
     while (end_ < wanted) {
         if (end_ == capacity_ && !grow())
             return std::unexpected(CaptureError::io("a record of the capture does not fit in memory"));
-        const auto got = ::read(descriptor_, window_.get() + end_, std::min(capacity_ - end_, readAhead_));
+        const auto room = std::min(capacity_ - end_, pieceSize_);
+        const auto got = seekable_
+            ? ::pread(descriptor_, window_.get() + end_, room, static_cast<off_t>(windowOffset_ + end_))
+            : ::read(descriptor_, window_.get() + end_, room);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0 && errno == EAGAIN) {
@@ -135,13 +145,46 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
             return false;
         end_ += static_cast<std::size_t>(got);
     }
+    readAhead();
+    return true;
+}
+
+/// Has the rest of a large file read ahead, once a window of it was read.
+void FileHandle::readAhead()
+{
+    if (seekable_ && !ahead_ && pieceSize_ == ReadAhead::pieceSize && windowOffset_ > 0
+        && size() > windowOffset_ + end_ + worthReadingAhead && std::thread::hardware_concurrency() > 1)
+        ahead_ = std::make_unique<ReadAhead>(descriptor_, windowOffset_ + end_);
+}
+
+/// Puts the next piece that was read ahead behind what is left of the window. False where there is none, or where the
+/// two do not fit into one buffer.
+bool FileHandle::takeAhead()
+{
+    if (!ahead_)
+        return false;
+    const auto left = end_ - begin_;
+    auto piece = left <= ReadAhead::headroom ? ahead_->take() : ReadAhead::Piece();
+    if (piece.size == 0) {
+        ahead_.reset();
+        return false;
+    }
+    auto* const behindRest = piece.buffer.get() + ReadAhead::headroom;
+    std::memcpy(behindRest - left, window_.get() + begin_, left);
+    windowOffset_ += end_ - ReadAhead::headroom; // may be before the file: what is before `first_` is not looked at
+    first_ = begin_ = ReadAhead::headroom - left;
+    end_ = ReadAhead::headroom + piece.size;
+    capacity_ = ReadAhead::bufferSize;
+    ahead_->reuse(std::exchange(window_, std::move(piece.buffer)));
     return true;
 }
 
 /// Doubles the window; it is full of bytes that did arrive, so that no length in a file decides about memory alone.
 bool FileHandle::grow()
 {
-    const auto capacity = std::max(readAhead_, 2 * capacity_);
+    const auto capacity = std::max(2 * pieceSize_, 2 * capacity_);
+    static_assert(2 * ReadAhead::pieceSize >= ReadAhead::bufferSize,
+                  "a window is handed to the thread that reads ahead");
     std::unique_ptr<std::uint8_t[]> window(new (std::nothrow) std::uint8_t[capacity]);
     if (!window)
         return false;
@@ -154,14 +197,15 @@ bool FileHandle::grow()
 
 CaptureResult<std::uint64_t> FileHandle::seek(std::uint64_t offset)
 {
-    if (offset >= windowOffset_ && offset - windowOffset_ <= end_) {
+    if (offset - windowOffset_ >= first_ && offset - windowOffset_ <= end_) {
         begin_ = static_cast<std::size_t>(offset - windowOffset_);
         return offset;
     }
     if (::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) < 0)
         return std::unexpected(CaptureError::system(errno));
+    ahead_.reset();
     windowOffset_ = offset;
-    begin_ = end_ = 0;
+    first_ = begin_ = end_ = 0;
     return offset;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Base/Bytes.h"
 #include "Capture/CaptureError.h"
+#include "Capture/ReadAhead.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -53,24 +54,28 @@ public:
     bool isSeekable() const { return seekable_; }
 
 private:
-    /// Bytes read ahead in one piece: large enough that the calls do not count, small enough to stay in the cache.
-    static constexpr std::size_t readAhead = 512 * 1024;
-    /// The same where the next piece wanted is probably elsewhere.
-    static constexpr std::size_t shortReadAhead = 32 * 1024;
+    /// Bytes read in one piece where the next one wanted is probably elsewhere; `ReadAhead::pieceSize` otherwise.
+    static constexpr std::size_t shortPiece = 32 * 1024;
+    /// Below so many bytes to come a thread costs more than it gains.
+    static constexpr std::uint64_t worthReadingAhead = 8 * ReadAhead::pieceSize;
 
     CaptureResult<bool> fill(std::uint64_t wanted);
+    bool takeAhead();
+    void readAhead();
     bool grow();
 
     int descriptor_ = -1;
     bool comesInPieces_ = false;
     std::uint64_t longestPiece_ = std::numeric_limits<std::uint64_t>::max();
     bool seekable_ = false;
-    std::size_t readAhead_ = readAhead;
+    std::size_t pieceSize_ = ReadAhead::pieceSize;
     std::uint64_t windowOffset_ = 0; ///< file offset of window_[0]
+    std::size_t first_ = 0;          ///< where data begins in the window
     std::size_t begin_ = 0;          ///< current place in the window
-    std::size_t end_ = 0;            ///< bytes of the window that hold data
+    std::size_t end_ = 0;            ///< where data ends in the window
     std::size_t capacity_ = 0;
     std::unique_ptr<std::uint8_t[]> window_;
+    std::unique_ptr<ReadAhead> ahead_; ///< reads from the window's end on, while a large file is read in order
 };
 
 } // namespace netrondo
