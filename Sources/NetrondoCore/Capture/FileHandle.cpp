@@ -152,9 +152,15 @@ CaptureResult<bool> FileHandle::fill(std::uint64_t wanted)
 /// Has the rest of a large file read ahead, once a window of it was read.
 void FileHandle::readAhead()
 {
-    if (seekable_ && !ahead_ && pieceSize_ == ReadAhead::pieceSize && windowOffset_ > 0
-        && size() > windowOffset_ + end_ + worthReadingAhead && std::thread::hardware_concurrency() > 1)
+    const bool isWorthIt = seekable_ && !ahead_ && pieceSize_ == ReadAhead::pieceSize && windowOffset_ > 0
+        && size() > windowOffset_ + end_ + worthReadingAhead && std::thread::hardware_concurrency() > 1;
+    if (!isWorthIt)
+        return;
+    try {
         ahead_ = std::make_unique<ReadAhead>(descriptor_, windowOffset_ + end_);
+    } catch (const std::exception&) {
+        // No thread, or no memory for it, to be had: the file is read without.
+    }
 }
 
 /// Puts the next piece that was read ahead behind what is left of the window. False where there is none, or where the
