@@ -6,6 +6,7 @@
 #include "Outcome.h"
 #include "Subcommands.h"
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <unistd.h>
@@ -34,13 +35,16 @@ int tree(const std::string& text)
     return filter ? print(*filter) : fail(filter.error());
 }
 
-/// The text that a part of the command takes. One that begins with "-" looks like an option, and is taken all the same.
+/// The text that a part of the command takes. One that begins with "-" looks like an option, and is taken all the same,
+/// with "--" before it or without.
 void addText(CLI::App& app, const char* name, const char* description, const std::shared_ptr<std::string>& text)
 {
     auto* option = app.add_option(name, *text, description)->type_name("");
     app.allow_extras();
     app.callback([&app, option, text] {
         auto extras = app.remaining();
+        if (const auto mark = std::ranges::find(extras, "--"); mark != extras.end())
+            extras.erase(mark);
         if (option->empty() && extras.empty())
             throw CLI::RequiredError(option->get_name());
         if (option->empty()) {

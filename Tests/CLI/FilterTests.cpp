@@ -59,6 +59,16 @@ TEST(FilterCommand, CheckOfAGoodFilterSaysNothing)
     EXPECT_EQ(run.output + run.errors, "");
 }
 
+TEST(FilterCommand, TwoHyphensEndTheOptions)
+{
+    EXPECT_EQ(netrondo({"filter", "check", "--", "tcp"}).status, 0);
+    EXPECT_EQ(netrondo({"filter", "tree", "--", "tcp"}).output, "{\"present\":\"tcp\"}\n");
+    for (const auto* text : {"-1", "--"})
+        EXPECT_EQ(netrondo({"filter", "check", "--", text}).errors, "Expected a field or protocol\n");
+    EXPECT_THAT(netrondo({"filter", "check", "--"}).errors, HasSubstr("EXPR"));
+    EXPECT_EQ(netrondo({"filter", "check", "--", "tcp", "udp"}).status, 2);
+}
+
 TEST(FilterCommand, TreeIsALineOfJson)
 {
     const auto run = netrondo({"filter", "tree", "tcp !arp or ip.addr = 10.0.0.1"});
