@@ -1,6 +1,7 @@
 // The circle of a whole analysis, as a layout and as a page.
 #include "Circle/CirclePicture.h"
 
+#include "Base/Units.h"
 #include "Circle/ScenePage.h"
 
 #include <algorithm>
@@ -9,44 +10,8 @@
 
 namespace netrondo {
 namespace {
-
-/// "12,345".
-std::string grouped(std::uint64_t number)
-{
-    auto digits = std::to_string(number);
-    for (auto at = digits.size(); at > 3; at -= 3)
-        digits.insert(at - 3, 1, ',');
-    return digits;
-}
-
-std::string counted(std::uint64_t number, std::string_view what)
-{
-    return fmt::format("{} {}{}", grouped(number), what, number == 1 ? "" : "s");
-}
-
-/// "4.2 MB": decimal units, as links are rated.
-std::string bytesText(std::uint64_t count)
-{
-    constexpr const char* units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
-    if (count < 1000)
-        return counted(count, "byte");
-    double number = static_cast<double>(count) / 1000;
-    std::size_t unit = 0;
-    while (number >= 999.5 && unit + 1 < std::size(units))
-        number /= 1000, ++unit;
-    return fmt::format("{:.{}f} {}", number, number < 9.95 ? 1 : 0, units[unit]);
-}
-
-std::string durationText(double seconds)
-{
-    if (seconds < 1)
-        return fmt::format("{:.0f} ms", seconds * 1000);
-    if (seconds < 120)
-        return fmt::format("{:.1f} s", seconds);
-    if (seconds < 7200)
-        return fmt::format("{:.0f} min", seconds / 60);
-    return fmt::format("{:.1f} h", seconds / 3600);
-}
+using units::counted;
+using units::grouped;
 
 std::uint64_t conversationsIn(const PairList& pairs)
 {
@@ -64,11 +29,12 @@ std::string subtitleOf(const AnalysisResult& result, const CircleRequest& reques
     const auto all = conversationsIn(result.pairs);
     const auto shown =
         request.limit ? std::min(all, static_cast<std::uint64_t>(std::max<std::int64_t>(*request.limit, 0))) : all;
-    auto text = counted(hosts, "host") + " · ";
-    text += shown < all ? fmt::format("the {} largest of {}", grouped(shown), counted(all, "conversation"))
-                        : counted(all, "conversation");
-    text += fmt::format(" · {} · {} · {}", counted(result.totalPackets, "packet"), bytesText(result.totalBytes),
-                        durationText(result.durationSeconds));
+    auto text = counted(hosts, "host", "hosts") + " · ";
+    if (shown < all)
+        text += fmt::format("the {} largest of ", grouped(shown));
+    text += counted(all, "conversation", "conversations");
+    text += fmt::format(" · {} · {} · {}", counted(result.totalPackets, "packet", "packets"),
+                        units::bytes(result.totalBytes), units::timeSpan(result.durationSeconds));
     if (unlabelled)
         text += fmt::format(" · {} without room for a label", grouped(unlabelled));
     return text;
