@@ -3,6 +3,7 @@
 #include "Base/Json.h"
 #include "Support/Allocations.h"
 #include "Support/Frames.h"
+#include "Support/NameMessages.h"
 
 #include <gtest/gtest.h>
 
@@ -85,6 +86,28 @@ TEST(PairList, SummarisesWithTheScoreAndWhetherThereIsSomethingToSay)
         const auto summary = result.pairs.summary(i);
         EXPECT_EQ(summary.tcpScore, quality ? quality->score() : std::nullopt) << i;
         EXPECT_EQ(summary.hasTcpComplaints, i == 0) << i;
+    }
+}
+
+TEST(PairList, SummarisesWithTheTimesProtocolAndNamesOfTheWholeRecord)
+{
+    Analysis analysis;
+    analysis.add(request({.seq = 1}, "x"), 1.5).add(reply({.sourcePort = 80, .destinationPort = 51000}, "y"), 2);
+    analysis.add(ethernet(ipv4({.destination = "10.0.0.3"}, udp({.sourcePort = 40000, .destinationPort = 40001}))), 3);
+    analysis.add(ethernet(ipv4({.destination = "10.0.0.4"}, tcp({.sourcePort = 443, .destinationPort = 40001}))), 4.25);
+    analysis.add(ethernet(ipv4({.source = "10.0.0.53"}, udp({.sourcePort = 53, .destinationPort = 51000},
+                                                            DnsMessage().question("web.example").a("web.example",
+                                                                                                   "10.0.0.4")))));
+    const auto result = analysis.result();
+    ASSERT_EQ(result.pairs.size(), 5u);
+    for (std::size_t i = 0; i < result.pairs.size(); ++i) {
+        const auto pair = result.pairs[i];
+        const auto summary = result.pairs.summary(i);
+        EXPECT_EQ(summary.firstSeen, pair.firstSeenSeconds) << pair.id();
+        EXPECT_EQ(summary.lastSeen, pair.lastSeenSeconds) << pair.id();
+        EXPECT_EQ(result.pairs.topProtocol(i), pair.topProtocol) << pair.id();
+        EXPECT_EQ(result.pairs.hostName(summary.source), pair.resolvedSrc.value_or("")) << pair.id();
+        EXPECT_EQ(result.pairs.hostName(summary.destination), pair.resolvedDst.value_or("")) << pair.id();
     }
 }
 

@@ -15,19 +15,18 @@ auto ends(const TalkRow& talk)
     return std::minmax(talk.hosts[0], talk.hosts[1]);
 }
 
-void takeDirection(TalkRow& talk, int side, const CommPair& pair)
+void takeDirection(TalkRow& talk, int side, const PairList::Summary& pair, std::string_view protocol)
 {
     talk.bytes[side] = pair.byteCount;
     talk.packets[side] = pair.packetCount;
     // One direction may have seen nothing but bare acknowledgements.
     if (talk.protocol.empty() || PortServices::isTransportOnly(talk.protocol))
-        talk.protocol = pair.topProtocol;
-    const auto first = pair.firstSeenSeconds.value_or(0), last = pair.lastSeenSeconds.value_or(first);
+        talk.protocol = protocol;
     const bool isFirst = talk.pairs[1 - side] == TalkRow::none;
-    talk.first = isFirst ? first : std::min(talk.first, first);
-    talk.last = isFirst ? last : std::max(talk.last, last);
-    if (pair.tcpQuality)
-        talk.score = pair.tcpQuality->score().value_or(-1);
+    talk.first = isFirst ? pair.firstSeen : std::min(talk.first, pair.firstSeen);
+    talk.last = isFirst ? pair.lastSeen : std::max(talk.last, pair.lastSeen);
+    if (pair.tcpScore)
+        talk.score = *pair.tcpScore;
 }
 
 void spokeFirst(TalkRow& talk, int side)
@@ -47,41 +46,38 @@ TalkTable::TalkTable(std::shared_ptr<const AnalysisResult> result) : result_(std
     boost::unordered_flat_map<Address, std::uint32_t, AddressHash> hostOf;
     boost::unordered_flat_map<std::uint32_t, std::uint32_t> talkOf;
     std::vector<double> starts; // of the first direction of each talk
-    const auto hostIndex = [&](const Address& address, const std::string& text,
-                               const std::optional<std::string>& name) {
+    const auto hostIndex = [&](const Address& address) {
         const auto [at, added] = hostOf.try_emplace(address, static_cast<std::uint32_t>(hosts_.size()));
         if (added)
-            hosts_.push_back({address, text, name.value_or(std::string()), 0, 0, 0, 0});
+            hosts_.push_back({address, address.text(), std::string(result_->pairs.hostName(address)), 0, 0, 0, 0});
         return at->second;
     };
-    CommPair pair;
     for (std::uint32_t i = 0; i < result_->pairs.size(); ++i) {
-        const auto summary = result_->pairs.summary(i);
-        result_->pairs.read(i, pair);
-        const auto source = hostIndex(summary.source, pair.srcAddr, pair.resolvedSrc);
-        const auto destination = hostIndex(summary.destination, pair.dstAddr, pair.resolvedDst);
+        const auto pair = result_->pairs.summary(i);
+        const auto protocol = result_->pairs.topProtocol(i);
+        const auto source = hostIndex(pair.source), destination = hostIndex(pair.destination);
         hosts_[source].sentBytes += pair.byteCount;
         hosts_[destination].receivedBytes += pair.byteCount;
         hosts_[source].packets += pair.packetCount;
         if (source != destination)
             hosts_[destination].packets += pair.packetCount;
 
-        const auto [at, isNew] = talkOf.try_emplace(summary.conversation, static_cast<std::uint32_t>(talks_.size()));
+        const auto [at, isNew] = talkOf.try_emplace(pair.conversation, static_cast<std::uint32_t>(talks_.size()));
         if (isNew) {
             auto& talk = talks_.emplace_back();
             talk.hosts[0] = source;
             talk.hosts[1] = destination;
             talk.pairs[0] = i;
-            takeDirection(talk, 0, pair);
-            starts.push_back(pair.firstSeenSeconds.value_or(0));
+            takeDirection(talk, 0, pair, protocol);
+            starts.push_back(pair.firstSeen);
             ++hosts_[source].peers;
             if (source != destination)
                 ++hosts_[destination].peers;
         } else {
             auto& talk = talks_[at->second];
             talk.pairs[1] = i;
-            takeDirection(talk, 1, pair);
-            spokeFirst(talk, pair.firstSeenSeconds.value_or(0) < starts[at->second] ? 1 : 0);
+            takeDirection(talk, 1, pair, protocol);
+            spokeFirst(talk, pair.firstSeen < starts[at->second] ? 1 : 0);
         }
     }
 

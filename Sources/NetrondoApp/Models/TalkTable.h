@@ -46,7 +46,7 @@ struct ProtocolRow {
     std::uint64_t talks = 0, bytes = 0, packets = 0;
 };
 
-/// Immutable once made; making it reads every pair once, which is work for the background.
+/// Immutable once made; making it looks at every pair once, which is work for the background.
 class TalkTable {
 public:
     TalkTable() = default;

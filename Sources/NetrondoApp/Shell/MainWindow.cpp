@@ -154,6 +154,10 @@ void MainWindow::buildCentre()
 
     circle_ = new CircleView(selection_);
     connect(circle_, &CircleView::menuWanted, this, &MainWindow::showMenu);
+    connect(circle_, &CircleView::pictureChanged, this, [this] {
+        if (!fillings_.empty())
+            fillTimer_.start(0, this);
+    });
     connect(circle_, &CircleView::hoveredChanged, this, [this] {
         hoverText_->setText(circle_->describe(circle_->hovered()).replace(QLatin1Char('\n'), QStringLiteral("  ·  ")));
     });
@@ -494,8 +498,10 @@ void MainWindow::takeTable()
                  [this] { hosts_->setTable(session_->talks()); },
                  [this] { protocols_->setTable(session_->talks()); },
                  [this] { findings_->show(session_->talks()); }};
+    // And the picture before them: on a machine with few processors it would wait for them.
+    constexpr int patience = 100; // milliseconds; a picture that is long in coming does not hold them up
     if (talks)
-        return fillTimer_.start(0, this);
+        return fillTimer_.start(patience, this);
     while (!fillings_.empty()) // nothing is filled at once
         fillNextPanel();
 }
@@ -506,6 +512,8 @@ void MainWindow::fillNextPanel()
     fillings_.pop_front();
     if (fillings_.empty())
         fillTimer_.stop();
+    else
+        fillTimer_.start(0, this);
     fill();
 }
 

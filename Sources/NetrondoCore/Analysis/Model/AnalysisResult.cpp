@@ -41,7 +41,19 @@ PairList::Summary PairList::summary(std::size_t index) const
             .conversation = number / 2,
             .hasTcp = totals.hasTcp,
             .tcpScore = totals.tcpScore == PairTotals::noScore ? std::nullopt : std::optional<int>(totals.tcpScore),
-            .hasTcpComplaints = totals.hasTcpComplaints};
+            .hasTcpComplaints = totals.hasTcpComplaints,
+            .firstSeen = table_->firstSeen(number),
+            .lastSeen = totals.lastSeen};
+}
+
+std::string_view PairList::topProtocol(std::size_t index) const
+{
+    return text(table_->topProtocol(order_[index]));
+}
+
+std::string_view PairList::hostName(const Address& host) const
+{
+    return table_->names.name(host);
 }
 
 std::vector<CommPair> PairList::all() const

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace netrondo {
@@ -41,8 +42,13 @@ public:
         bool hasTcp = false;
         std::optional<int> tcpScore;   ///< of the TCP of both directions, as `tcpQuality` has it
         bool hasTcpComplaints = false; ///< likewise: there is something to say of it
+        double firstSeen = 0, lastSeen = 0; ///< seconds
     };
     Summary summary(std::size_t index) const;
+    /// The pair's `topProtocol`, without the rest of the record.
+    std::string_view topProtocol(std::size_t index) const;
+    /// The name that the capture tells of a host; empty when it tells none.
+    std::string_view hostName(const Address& host) const;
 
     class Iterator {
     public:

@@ -313,6 +313,16 @@ void ConversationTable::readPorts(std::uint32_t pairNumber, CommPair& into) cons
     }
 }
 
+ProtocolName ConversationTable::topProtocol(std::uint32_t pairNumber) const
+{
+    const auto top = pair(pairNumber).topProtocol;
+    if (!PortServices::isTransportOnly(top))
+        return top;
+    CommPair ports;
+    readPorts(pairNumber, ports);
+    return PortServices::dominantAppProtocol(ports.dstPorts).value_or(top);
+}
+
 void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) const
 {
     into.tcpQualityByPort.clear();
@@ -376,7 +386,7 @@ void ConversationTable::read(std::uint32_t pairNumber, CommPair& into) const
     into.byteCount = totals.bytes;
     into.category = totals.category;
     into.isMAC = row.hostKind == Address::Kind::mac;
-    into.firstSeenSeconds = origin.firstSeen;
+    into.firstSeenSeconds = firstSeen(pairNumber);
     into.lastSeenSeconds = totals.lastSeen;
     readPorts(pairNumber, into);
     auto top = totals.topProtocol;

@@ -70,6 +70,9 @@ public:
     const PairTotals& pair(std::uint32_t number) const { return totals_[number]; }
     Address source(std::uint32_t number) const { return host(number / 2, number & 1); }
     Address destination(std::uint32_t number) const { return host(number / 2, 1 - (number & 1)); }
+    double firstSeen(std::uint32_t number) const { return conversations[number / 2].origins[number & 1].firstSeen; }
+    /// The one of `pair`, or where that says no more than how bytes were carried, what its ports are known for.
+    ProtocolName topProtocol(std::uint32_t pairNumber) const;
     /// The sessions of a conversation, in the order in which they appeared.
     std::span<const std::uint32_t> sessionsOf(ConversationId conversation) const;
     /// The numbers of all pairs, in the order of the texts "{source}->{destination}".
