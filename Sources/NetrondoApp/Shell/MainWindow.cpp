@@ -423,11 +423,6 @@ void MainWindow::connectSession()
         const auto title = live_->titleOf(path);
         setWindowTitle(QStringLiteral("%1 – Netrondo").arg(title.isEmpty() ? QFileInfo(path).fileName() : title));
         setWindowFilePath(title.isEmpty() ? path : QString());
-        if (title.isEmpty()) {
-            recent_.add(path);
-            recent_.save(settings_);
-            fillRecentMenu();
-        }
         circle_->forgetPlaces();
         findings_->forget();
         selection_.clear();
@@ -437,15 +432,7 @@ void MainWindow::connectSession()
         timeline_->setSpan(std::nullopt);
         filterBar_->clear();
         filterBar_->show();
-        // The frames are listed once the picture is there: reading them again would hold it up.
-        connect(
-            circle_, &CircleView::pictureChanged, decode_,
-            [this, path] {
-                if (session_->facts().path == path)
-                    decode_->open(path,
-                                  session_->isFollowing() ? FrameStore::Reading::growing : FrameStore::Reading::once);
-            },
-            Qt::SingleShotConnection);
+        isJustOpened_ = true;
         showCapture(true);
         circle_->setFocus();
     });
@@ -497,9 +484,10 @@ void MainWindow::takeTable()
                  [this] { takeSelection(); },
                  [this] { hosts_->setTable(session_->talks()); },
                  [this] { protocols_->setTable(session_->talks()); },
-                 [this] { findings_->show(session_->talks()); }};
+                 [this] { findings_->show(session_->talks()); },
+                 [this] { finishOpening(); }};
     // And the picture before them: on a machine with few processors it would wait for them.
-    constexpr int patience = 100; // milliseconds; a picture that is long in coming does not hold them up
+    constexpr int patience = 250; // milliseconds; a picture that is long in coming does not hold them up
     if (talks)
         return fillTimer_.start(patience, this);
     while (!fillings_.empty()) // nothing is filled at once
@@ -515,6 +503,30 @@ void MainWindow::fillNextPanel()
     else
         fillTimer_.start(0, this);
     fill();
+}
+
+void MainWindow::finishOpening()
+{
+    if (isJustOpened_ && (isArranging() || findings_->isBusy())) {
+        // Reading would take the processors from the panels that are still to come.
+        fillings_.push_back([this] { finishOpening(); });
+        return fillTimer_.start(50, this);
+    }
+    if (!std::exchange(isJustOpened_, false) || !session_->talks())
+        return;
+    const auto& path = session_->facts().path;
+    if (live_->titleOf(path).isEmpty()) {
+        recent_.add(path);
+        fillRecentMenu();
+        const auto save = [recent = recent_, file = settings_.fileName()] { // disks can be slow
+            QSettings settings(file, QSettings::IniFormat);
+            recent.save(settings);
+            settings.sync();
+            return settings.status();
+        };
+        inBackground(this, save, [](QSettings::Status) {});
+    }
+    decode_->open(path, session_->isFollowing() ? FrameStore::Reading::growing : FrameStore::Reading::once);
 }
 
 void MainWindow::timerEvent(QTimerEvent* event)

@@ -107,6 +107,7 @@ private:
     void showCapture(bool isThere);
     void takeTable();
     void fillNextPanel();
+    void finishOpening();
     void takeOptions();
     void takeSelection();
     void markInLists();
@@ -135,6 +136,7 @@ private:
     quint64 gathered_ = 0;                       ///< of the latest that is being shown
     std::deque<std::function<void()>> fillings_; ///< of panels, one in each turn of the events
     QBasicTimer fillTimer_;
+    bool isJustOpened_ = false; ///< and its frames are not listed yet: it is read again for that
     QByteArray panels_;   ///< how they lie while the welcome hides them; empty while they are shown
     Selected shownFocus_; ///< that this wish is narrowed to
 
