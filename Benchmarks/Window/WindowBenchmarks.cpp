@@ -204,8 +204,7 @@ int showFirstPicture(const QString& path)
 
 int main(int argc, char** argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
     if (argc == 3 && std::string_view(argv[1]) == "--first-picture")
         return netrondo::showFirstPicture(QString::fromLocal8Bit(argv[2]));

@@ -159,7 +159,8 @@ void MainWindow::buildCentre()
             fillTimer_.start(0, this);
     });
     connect(circle_, &CircleView::hoveredChanged, this, [this] {
-        hoverText_->setText(circle_->describe(circle_->hovered()).replace(QLatin1Char('\n'), QStringLiteral("  ·  ")));
+        const auto text = circle_->describe(circle_->hovered()).replace(QLatin1Char('\n'), QStringLiteral("  ·  "));
+        hoverText_->setText(hoverText_->fontMetrics().elidedText(text, Qt::ElideRight, hoverText_->width()));
     });
 
     timeline_ = new TimelineView;
