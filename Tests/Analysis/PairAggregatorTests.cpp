@@ -95,9 +95,9 @@ TEST(PairList, SummarisesWithTheTimesProtocolAndNamesOfTheWholeRecord)
     analysis.add(request({.seq = 1}, "x"), 1.5).add(reply({.sourcePort = 80, .destinationPort = 51000}, "y"), 2);
     analysis.add(ethernet(ipv4({.destination = "10.0.0.3"}, udp({.sourcePort = 40000, .destinationPort = 40001}))), 3);
     analysis.add(ethernet(ipv4({.destination = "10.0.0.4"}, tcp({.sourcePort = 443, .destinationPort = 40001}))), 4.25);
-    analysis.add(ethernet(ipv4({.source = "10.0.0.53"}, udp({.sourcePort = 53, .destinationPort = 51000},
-                                                            DnsMessage().question("web.example").a("web.example",
-                                                                                                   "10.0.0.4")))));
+    analysis.add(ethernet(ipv4({.source = "10.0.0.53"},
+                               udp({.sourcePort = 53, .destinationPort = 51000},
+                                   DnsMessage().question("web.example").a("web.example", "10.0.0.4")))));
     const auto result = analysis.result();
     ASSERT_EQ(result.pairs.size(), 5u);
     for (std::size_t i = 0; i < result.pairs.size(); ++i) {
