@@ -40,8 +40,8 @@ public:
         std::uint64_t byteCount = 0;
         std::uint32_t conversation = 0; ///< the same for both directions
         bool hasTcp = false;
-        std::optional<int> tcpScore;   ///< of the TCP of both directions, as `tcpQuality` has it
-        bool hasTcpComplaints = false; ///< likewise: there is something to say of it
+        std::optional<int> tcpScore;        ///< of the TCP of both directions, as `tcpQuality` has it
+        bool hasTcpComplaints = false;      ///< likewise: there is something to say of it
         double firstSeen = 0, lastSeen = 0; ///< seconds
     };
     Summary summary(std::size_t index) const;
