@@ -183,8 +183,8 @@ void FirstPicture(benchmark::State& state, const char* name)
 BENCHMARK_CAPTURE(FirstPicture, mixed, "mixed.pcap")->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 BENCHMARK_CAPTURE(FirstPicture, small, "small.pcap")->Unit(benchmark::kMillisecond)->Iterations(1)->UseRealTime();
 
-/// What the application does until the first picture of a capture is painted, and then no more: how long that takes from
-/// the start of the program is for whoever starts it to measure, beside `netrondo analyze`.
+/// What the application does until the first picture of a capture is painted, and then no more: how long that takes
+/// from the start of the program is for whoever starts it to measure, beside `netrondo analyze`.
 int showFirstPicture(const QString& path)
 {
     MainWindow window;

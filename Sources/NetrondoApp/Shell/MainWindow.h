@@ -137,8 +137,8 @@ private:
     std::deque<std::function<void()>> fillings_; ///< of panels, one in each turn of the events
     QBasicTimer fillTimer_;
     bool isJustOpened_ = false; ///< and its frames are not listed yet: it is read again for that
-    QByteArray panels_;   ///< how they lie while the welcome hides them; empty while they are shown
-    Selected shownFocus_; ///< that this wish is narrowed to
+    QByteArray panels_;         ///< how they lie while the welcome hides them; empty while they are shown
+    Selected shownFocus_;       ///< that this wish is narrowed to
 
     QStackedWidget* pages_ = nullptr;
     WelcomeView* welcome_ = nullptr;
