@@ -47,6 +47,21 @@ TEST(ProtocolFrames, MeetEveryProtocol)
         EXPECT_TRUE(met.contains(protocol->field.id)) << protocol->field.id;
 }
 
+TEST(ProtocolFrames, MeetEveryProtocolFromBothEnds)
+{
+    // An end is an address with its port; where addresses are of no network, it is the station's.
+    std::map<std::string_view, std::set<std::string>> senders;
+    for (const auto& sample : protocolFrames()) {
+        const auto frame = decoded(sample.bytes, sample.link);
+        const auto& summary = frame.frame.summary;
+        const auto sender = summary.source.text() + " port " + std::to_string(summary.sourcePort);
+        for (const auto& layer : frame.frame.tree.layers())
+            senders[layer.protocol->field.id].insert(sender);
+    }
+    for (const auto& [protocol, ends] : senders)
+        EXPECT_GE(ends.size(), 2u) << protocol << ": only " << *ends.begin();
+}
+
 TEST(ProtocolFrames, ProduceEveryFieldOfTheFilterCatalogue)
 {
     std::set<std::string, std::less<>> met;
