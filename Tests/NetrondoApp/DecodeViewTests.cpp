@@ -274,8 +274,10 @@ TEST_F(DecodeWindowTest, CopiesRowsAsTheColumnsStand)
     view().goToFrame(3);
     ASSERT_TRUE(eventually([&] { return view().frames()->row(2); }));
     press(Qt::Key_C, Qt::ControlModifier);
-    EXPECT_EQ(QGuiApplication::clipboard()->text(),
-              QStringLiteral("3\t2.000000\t10.0.0.1\t10.0.0.2\tHTTP\t96\tGET /2 HTTP/1.1 (www.example.org)\n"));
+    EXPECT_TRUE(eventually([] {
+        return QGuiApplication::clipboard()->text()
+            == QStringLiteral("3\t2.000000\t10.0.0.1\t10.0.0.2\tHTTP\t96\tGET /2 HTTP/1.1 (www.example.org)\n");
+    })) << QGuiApplication::clipboard()->text().toStdString();
     ASSERT_TRUE(isShown(3));
     tree().setFocus();
     tree().setCurrentIndex(node("ip.ttl"));
@@ -284,6 +286,78 @@ TEST_F(DecodeWindowTest, CopiesRowsAsTheColumnsStand)
     view().bytes()->setFocus();
     press(Qt::Key_C, Qt::ControlModifier);
     EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("40"));
+}
+
+TEST_F(DecodeWindowTest, CopiesRowsThatWereNeverInView)
+{
+    showConversation(20'000);
+    list().setFocus();
+    list().selectAll();
+    QSignalSpy remarks(&view(), &DecodeView::remarked);
+    press(Qt::Key_C, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return !remarks.empty(); }));
+    const auto lines = QGuiApplication::clipboard()->text().split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 20'001) << "and an end of line behind the last";
+    for (const int row : {0, 9'999, 19'999}) {
+        const auto cells = lines[row].split(QLatin1Char('\t'));
+        ASSERT_EQ(cells.size(), 7) << row;
+        EXPECT_EQ(cells[0].toInt(), row + 1);
+        for (const auto& cell : cells)
+            EXPECT_FALSE(cell.isEmpty()) << row;
+    }
+    EXPECT_EQ(remarks.front().front().toString(), QStringLiteral("20,000 frames copied"));
+}
+
+TEST_F(DecodeWindowTest, SaysThatNotAllRowsWereCopied)
+{
+    showConversation(20);
+    view().setMostCopied(12);
+    list().setFocus();
+    list().selectAll();
+    QSignalSpy remarks(&view(), &DecodeView::remarked);
+    press(Qt::Key_C, Qt::ControlModifier);
+    ASSERT_TRUE(eventually([&] { return !remarks.empty(); }));
+    EXPECT_EQ(remarks.front().front().toString(), QStringLiteral("The first 12 of 20 frames copied"));
+}
+
+TEST_F(DecodeWindowTest, CopiesWhatThePaneWithTheFocusHasChosen)
+{
+    showConversation(20);
+    ASSERT_TRUE(isShown(1));
+    const auto copied = [&](const char* command) {
+        view().findChild<QAction*>(QLatin1String(command))->trigger();
+        return QGuiApplication::clipboard()->text();
+    };
+    tree().setFocus();
+    tree().setCurrentIndex(node("ip.ttl"));
+    EXPECT_EQ(copied("copyHex"), QStringLiteral("40"));
+    EXPECT_EQ(copied("copyFilter"), QStringLiteral("ip.ttl == 64"));
+    EXPECT_EQ(copied("copyCharacters"), QStringLiteral("@"));
+    EXPECT_TRUE(copied("copyC").contains(QLatin1String("frame_1[1] = {"))) << copied("copyC").toStdString();
+    EXPECT_TRUE(copied("copyJson").startsWith(QLatin1String("[{\"id\":\"frame\",")))
+        << copied("copyJson").toStdString();
+    EXPECT_TRUE(copied("copyTree").contains(QLatin1String("\n    IPv4 TTL: 64\n"))) << copied("copyTree").toStdString();
+    list().setFocus();
+    const auto bytes = nodes().frame()->capture.data.size();
+    EXPECT_EQ(copied("copyHex").size(), static_cast<qsizetype>(2 * bytes)) << "from the list it is the frame";
+    EXPECT_TRUE(copied("copyDump").startsWith(QLatin1String("0000  "))) << copied("copyDump").toStdString();
+    list().selectionModel()->setCurrentIndex(view().frames()->index(0, FrameListModel::length),
+                                             QItemSelectionModel::NoUpdate);
+    EXPECT_EQ(copied("copyFilter"), QStringLiteral("frame.len == %1").arg(bytes));
+    QSignalSpy remarks(&view(), &DecodeView::remarked);
+    list().selectionModel()->setCurrentIndex(view().frames()->index(0, FrameListModel::info),
+                                             QItemSelectionModel::NoUpdate);
+    EXPECT_EQ(copied("copyFilter"), QStringLiteral("frame.len == %1").arg(bytes)) << "a sentence is no filter";
+    EXPECT_EQ(remarks.size(), 1);
+}
+
+TEST_F(DecodeWindowTest, HeadingsStandOverWhatTheyHead)
+{
+    showConversation(20);
+    for (int column = 0; column < FrameListModel::columns; ++column)
+        EXPECT_EQ(view().frames()->headerData(column, Qt::Horizontal, Qt::TextAlignmentRole),
+                  view().frames()->data(view().frames()->index(0, column), Qt::TextAlignmentRole))
+            << column;
 }
 
 TEST_F(DecodeWindowTest, TypingIntoTheListBeginsAFilter)
@@ -335,7 +409,9 @@ TEST_F(DecodeWindowTest, ThePagesOfTheListFollowTheKeysAndTheMouse)
     QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, QPoint(20, list().rowHeight() * 2 + 3));
     EXPECT_EQ(row(), 1502);
     QTest::mouseClick(list().viewport(), Qt::LeftButton, Qt::ShiftModifier, QPoint(20, list().rowHeight() * 4 + 3));
-    EXPECT_EQ(list().chosenRows(), (QList<int>{1502, 1503, 1504}));
+    EXPECT_EQ(list().chosenRows(100), (QList<int>{1502, 1503, 1504}));
+    EXPECT_EQ(list().chosenRows(2), (QList<int>{1502, 1503}));
+    EXPECT_EQ(list().chosenCount(), 3);
 }
 
 TEST_F(DecodeWindowTest, IsATableForAssistiveTechnology)

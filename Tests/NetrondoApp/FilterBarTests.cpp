@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCompleter>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListView>
 #include <QSettings>
@@ -218,6 +219,19 @@ TEST_F(FilterBarTest, TheHelpListsEveryNameAndPutsOneIntoTheLine)
     QObject::connect(&help, &FilterHelp::chosen, [&](const QString& name) { chosen = name; });
     emit names->itemActivated(names->topLevelItem(0), 0);
     EXPECT_EQ(chosen, QStringLiteral("frame"));
+}
+
+TEST_F(FilterBarTest, TheHelpShowsItsColumnsUncut)
+{
+    FilterHelp help;
+    auto* names = help.findChild<QTreeWidget*>();
+    help.show();
+    for (int column = 0; column < names->columnCount(); ++column) {
+        int widest = 0;
+        for (int i = 0; i < names->topLevelItemCount(); ++i)
+            widest = std::max(widest, names->fontMetrics().horizontalAdvance(names->topLevelItem(i)->text(column)));
+        EXPECT_LT(widest, names->header()->sectionSize(column)) << column;
+    }
 }
 
 } // namespace netrondo::test

@@ -6,6 +6,8 @@
 #include <QAbstractItemModelTester>
 #include <QMimeData>
 #include <gtest/gtest.h>
+#include <random>
+#include <set>
 
 namespace netrondo::test {
 namespace {
@@ -110,7 +112,7 @@ TEST(FrameListModel, ColoursAFrameByTheFirstRuleThatFits)
 TEST(FrameListModel, MarksFramesWhateverIsShown)
 {
     Shown shown(20);
-    shown.model.setMarked({5, 6}, true);
+    shown.model.setMarked(5, 6, true);
     FrameFilterTask task(*shown.store, DisplayFilter::compile("udp").value());
     shown.model.setFilter(&task);
     ASSERT_TRUE(eventually([&] { return shown.model.rowCount() == 4; }));
@@ -125,6 +127,34 @@ TEST(FrameListModel, MarksFramesWhateverIsShown)
     EXPECT_EQ(shown.model.nextMarked(20, -1), 15);
     shown.model.clearMarks();
     EXPECT_EQ(shown.model.nextMarked(-1, 1), std::nullopt);
+}
+
+TEST(MarkedFrames, AreWhatAListOfThemWouldBe)
+{
+    MarkedFrames marked;
+    std::set<std::uint32_t> expected;
+    std::mt19937 random(7);
+    for (int i = 0; i < 300; ++i) {
+        const auto first = static_cast<std::uint32_t>(random() % 700);
+        const auto last = first + static_cast<std::uint32_t>(random() % (i % 3 == 0 ? 200 : 2));
+        const bool isMarked = random() % 2 == 0;
+        marked.set(first, last, isMarked);
+        for (auto frame = first; frame <= last; ++frame)
+            isMarked ? static_cast<void>(expected.insert(frame)) : static_cast<void>(expected.erase(frame));
+        for (std::int64_t frame = -1; frame < 1000; ++frame) {
+            const auto next = expected.lower_bound(static_cast<std::uint32_t>(std::max<std::int64_t>(frame, 0)));
+            ASSERT_EQ(marked.next(frame), next == expected.end() ? std::nullopt : std::optional(*next)) << frame;
+            const auto behind = frame < 0 ? expected.begin() : expected.upper_bound(static_cast<std::uint32_t>(frame));
+            ASSERT_EQ(marked.previous(frame),
+                      behind == expected.begin() ? std::nullopt : std::optional(*std::prev(behind)))
+                << frame;
+            ASSERT_EQ(frame >= 0 && marked.have(static_cast<std::uint32_t>(frame)),
+                      frame >= 0 && expected.contains(static_cast<std::uint32_t>(frame)));
+        }
+    }
+    marked.clear();
+    EXPECT_EQ(marked.next(0), std::nullopt);
+    EXPECT_EQ(marked.previous(1000), std::nullopt);
 }
 
 TEST(FrameListModel, ACellIsDraggedAsItsFilter)

@@ -1,12 +1,18 @@
 // The packet list in the window: one filter for everything, one selection for everything.
 #include "Models/DecodeTreeModel.h"
 #include "NetrondoApp/Support/Window.h"
+#include "Views/CircleView.h"
 #include "Views/DecodeView.h"
+#include "Views/DecodeWindow.h"
 #include "Views/FilterBar.h"
 #include "Views/FrameListView.h"
 #include "Views/TimelineView.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QDockWidget>
+#include <QMenu>
+#include <QPointer>
 #include <numeric>
 
 namespace netrondo::test {
@@ -61,6 +67,59 @@ TEST_F(FramesDockTest, AFrameThatIsChosenSelectsItsConversation)
     EXPECT_EQ(selection().selected(), Selected::conversation(a, b));
     emit part<DecodeView>().frameSelected(2, {QStringLiteral("nobody"), asQt(b), {}, {}});
     EXPECT_EQ(selection().selected(), Selected::conversation(a, b)) << "a frame of no conversation changes nothing";
+}
+
+TEST_F(FramesDockTest, AConversationThatIsChosenInTheCircleIsListedAlone)
+{
+    part<QDockWidget>("framesDock").show();
+    auto& frames = *part<DecodeView>().frames();
+    ASSERT_TRUE(eventually([&] { return part<DecodeView>().store() && part<DecodeView>().store()->isComplete(); }));
+    const int all = frames.rowCount();
+    const auto& talk = session().talks()->talks().front();
+    const auto a = session().talks()->host(talk, 0).text, b = session().talks()->host(talk, 1).text;
+    part<CircleView>().setFocus();
+    ASSERT_TRUE(eventually([&] { return part<CircleView>().hasFocus(); }));
+    selection().select(Selected::conversation(a, b));
+    ASSERT_TRUE(eventually([&] { return frames.rowCount() > 0 && frames.rowCount() < all; }));
+    part<FrameListView>().setFocus();
+    ASSERT_TRUE(eventually([&] { return part<FrameListView>().hasFocus(); }));
+    selection().select(Selected::host(a));
+    QApplication::processEvents();
+    EXPECT_LT(frames.rowCount(), all) << "what is chosen elsewhere leaves the list as it is";
+    part<CircleView>().setFocus();
+    ASSERT_TRUE(eventually([&] { return part<CircleView>().hasFocus(); }));
+    selection().select({});
+    EXPECT_TRUE(eventually([&] { return frames.rowCount() == all; }));
+}
+
+TEST_F(FramesDockTest, HaveAWindowOfTheirOwnThatFollowsTheCapture)
+{
+    ASSERT_TRUE(eventually([&] { return part<DecodeView>().store() && part<DecodeView>().store()->isComplete(); }));
+    window->findChild<QAction*>(QStringLiteral("framesWindow"))->trigger();
+    QPointer<DecodeWindow> own = window->findChild<DecodeWindow*>();
+    ASSERT_TRUE(own);
+    EXPECT_TRUE(own->isWindow() && own->isVisible());
+    ASSERT_TRUE(eventually([&] { return own->view()->nodes()->frame() != nullptr; }));
+    EXPECT_EQ(own->view()->store(), part<DecodeView>().store()) << "the file is read once";
+    own->filterBar()->setText(QStringLiteral("dns"));
+    own->filterBar()->apply();
+    const int all = part<DecodeView>().frames()->rowCount();
+    ASSERT_TRUE(eventually([&] { return own->view()->frames()->rowCount() < all; }));
+    EXPECT_EQ(part<DecodeView>().frames()->rowCount(), all) << "its filter is its own";
+    open(QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/web.pcap"));
+    EXPECT_TRUE(eventually([&] { return own->windowTitle() == QLatin1String("Frames of web.pcap"); }));
+    own->close();
+    EXPECT_TRUE(eventually([&] { return own.isNull(); }));
+}
+
+TEST_F(FramesDockTest, TheFramesMenuHoldsTheCommandsAndBringsThePanel)
+{
+    auto* menu = window->findChild<QMenu*>(QStringLiteral("framesMenu"));
+    ASSERT_TRUE(menu);
+    EXPECT_TRUE(part<QDockWidget>("framesDock").isHidden());
+    window->findChild<QAction*>(QStringLiteral("find"))->trigger();
+    emit menu->triggered(window->findChild<QAction*>(QStringLiteral("find")));
+    EXPECT_FALSE(part<QDockWidget>("framesDock").isHidden());
 }
 
 TEST_F(FramesDockTest, OpeningSelectsNothing)

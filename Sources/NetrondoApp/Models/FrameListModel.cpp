@@ -54,6 +54,18 @@ std::optional<FilterFrom::Cell> cellOf(FrameListModel::Column column)
     }
     return {};
 }
+
+QVariant alignmentOf(int column)
+{
+    switch (column) {
+    case FrameListModel::number:
+    case FrameListModel::time:
+    case FrameListModel::length:
+    case FrameListModel::sourcePort:
+    case FrameListModel::destinationPort: return QVariant(Qt::AlignRight | Qt::AlignVCenter);
+    default: return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    }
+}
 } // namespace
 
 FrameListModel::FrameListModel(QObject* parent) : QAbstractTableModel(parent), rules_(FrameColorRules::saved()) { }
@@ -72,6 +84,8 @@ void FrameListModel::setStore(FrameStore* store)
     rows_ = 0;
     forgetPages();
     loader_.reset();
+    cells_.index.reset();
+    cells_.names = showsNames_ && store_ ? store_->hostNames() : FrameStore::HostNames();
     if (store_) {
         connect(store_, &FrameStore::opened, this, &FrameListModel::makeLoader);
         connect(store_, &FrameStore::grew, this, [this] {
@@ -90,6 +104,7 @@ void FrameListModel::makeLoader()
 {
     if (!store_->index() || loader_)
         return;
+    cells_.index = store_->index();
     loader_ = std::make_unique<FrameRowLoader>(store_->index(), store_->orderedDecoderSource());
     loader_->setRules(rules_.filters());
     connect(loader_.get(), &FrameRowLoader::pageReady, this, &FrameListModel::receive);
@@ -133,7 +148,7 @@ void FrameListModel::forgetPages()
 
 void FrameListModel::setTimeFormat(TimeFormat format)
 {
-    timeFormat_ = format;
+    cells_.timeFormat = format;
     if (rows_ > 0)
         emit dataChanged(index(0, time), index(static_cast<int>(rows_) - 1, time));
     emit headerDataChanged(Qt::Horizontal, time, time);
@@ -142,6 +157,7 @@ void FrameListModel::setTimeFormat(TimeFormat format)
 void FrameListModel::setShowsNames(bool shows)
 {
     showsNames_ = shows;
+    cells_.names = shows && store_ ? store_->hostNames() : FrameStore::HostNames();
     if (rows_ > 0)
         emit dataChanged(index(0, source), index(static_cast<int>(rows_) - 1, destination));
 }
@@ -361,36 +377,41 @@ QString FrameListModel::problemText(int row) const
     return problems.join(QStringLiteral("; "));
 }
 
-void FrameListModel::setMarked(const QList<int>& rows, bool marked)
+bool FrameListModel::areMarked(int first, int last) const
 {
-    for (const int row : rows)
-        mark(frameAt(row), marked);
+    for (int row = first; row <= last; ++row)
+        if (!isMarked(frameAt(row)))
+            return false;
+    return true;
+}
+
+void FrameListModel::setMarked(int first, int last, bool marked)
+{
+    if (first > last)
+        return;
+    if (!matches_)
+        marks_.set(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last), marked);
+    for (int row = first; matches_ && row <= last; ++row)
+        marks_.set(frameAt(row), frameAt(row), marked);
     emit marksChanged();
 }
 
 void FrameListModel::markAllShown()
 {
-    for (std::uint32_t row = 0; row < rows_; ++row)
-        mark(frameAt(static_cast<int>(row)), true);
-    emit marksChanged();
-}
-
-void FrameListModel::mark(std::uint32_t frame, bool marked)
-{
-    if (frame >= marks_.size()) {
-        if (!marked)
-            return;
-        marks_.resize(std::max<std::size_t>(store_->count(), frame + 1));
-    }
-    marks_[frame] = marked;
+    setMarked(0, static_cast<int>(rows_) - 1, true);
 }
 
 std::optional<int> FrameListModel::nextMarked(int from, int step) const
 {
-    for (int row = from + step; row >= 0 && row < static_cast<int>(rows_); row += step)
-        if (isMarked(frameAt(row)))
-            return row;
-    return {};
+    const int last = static_cast<int>(rows_) - 1;
+    if (matches_ || last < 0) {
+        for (int row = from + step; row >= 0 && row <= last; row += step)
+            if (isMarked(frameAt(row)))
+                return row;
+        return {};
+    }
+    const auto next = step > 0 ? marks_.next(from + 1) : marks_.previous(from - 1);
+    return next ? rowOf(*next) : std::nullopt;
 }
 
 void FrameListModel::clearMarks()
@@ -415,26 +436,48 @@ int FrameListModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : columns;
 }
 
-QString FrameListModel::addressText(const Address& address) const
+QString FrameListModel::Cells::addressText(const Address& address) const
 {
-    if (showsNames_ && store_) {
-        if (auto name = store_->hostName(address); !name.isEmpty())
+    if (names) {
+        if (auto name = names(address); !name.isEmpty())
             return name;
     }
     char text[Address::maxText];
     return QString::fromLatin1(text, static_cast<qsizetype>(address.write(text)));
 }
 
-QString FrameListModel::timeText(const FrameSummary& summary, int row) const
+QString FrameListModel::Cells::timeText(const FrameSummary& summary, std::uint32_t above) const
 {
-    const auto& index = *store_->index();
     const auto frame = static_cast<std::uint32_t>(summary.number - 1);
-    switch (timeFormat_) {
+    switch (timeFormat) {
     case TimeFormat::sinceFirst: return seconds(summary.nanoseconds);
     case TimeFormat::sincePrevious: // the one above it in the list, whatever a filter leaves out
-        return seconds(row > 0 ? index.nanoseconds(frame) - index.nanoseconds(frameAt(row - 1)) : 0);
-    case TimeFormat::timeOfDay: return clockTime(index.nanoseconds(frame), QStringLiteral("HH:mm:ss"));
-    case TimeFormat::dateAndTime: return clockTime(index.nanoseconds(frame), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+        return seconds(index->nanoseconds(frame) - index->nanoseconds(above));
+    case TimeFormat::timeOfDay: return clockTime(index->nanoseconds(frame), QStringLiteral("HH:mm:ss"));
+    case TimeFormat::dateAndTime: return clockTime(index->nanoseconds(frame), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    }
+    return {};
+}
+
+QString FrameListModel::Cells::text(const FrameRow& row, Column column, std::uint32_t above) const
+{
+    const auto& summary = row.summary;
+    if (column == number)
+        return QString::number(summary.number);
+    if (!row.isReadable)
+        return column == info ? row.info : QString();
+    const bool hasPorts = summary.transport != Transport::none;
+    switch (column) {
+    case time: return timeText(summary, above);
+    case source: return addressText(summary.source);
+    case destination: return addressText(summary.destination);
+    case protocol: return toQString(Render::protocol(summary));
+    case length: return QString::number(summary.length);
+    case sourcePort: return hasPorts ? QString::number(summary.sourcePort) : QString();
+    case destinationPort: return hasPorts ? QString::number(summary.destinationPort) : QString();
+    case info: return row.info;
+    case number:
+    case columns: break;
     }
     return {};
 }
@@ -444,25 +487,7 @@ QString FrameListModel::text(int row, Column column) const
     if (column == number) // known without decoding, so that a list on a slow disk shows where one is
         return QString::number(std::uint64_t{frameAt(row)} + 1);
     const auto* decoded = this->row(row);
-    if (!decoded)
-        return {};
-    const auto& summary = decoded->summary;
-    if (!decoded->isReadable)
-        return column == info ? decoded->info : QString();
-    const bool hasPorts = summary.transport != Transport::none;
-    switch (column) {
-    case time: return timeText(summary, row);
-    case source: return addressText(summary.source);
-    case destination: return addressText(summary.destination);
-    case protocol: return toQString(Render::protocol(summary));
-    case length: return QString::number(summary.length);
-    case sourcePort: return hasPorts ? QString::number(summary.sourcePort) : QString();
-    case destinationPort: return hasPorts ? QString::number(summary.destinationPort) : QString();
-    case info: return decoded->info;
-    case number:
-    case columns: break;
-    }
-    return {};
+    return decoded ? cells_.text(*decoded, column, frameAt(std::max(0, row - 1))) : QString();
 }
 
 QString FrameListModel::filterOf(int row, Column column) const
@@ -486,15 +511,7 @@ QVariant FrameListModel::data(const QModelIndex& index, int role) const
         const auto words = text(row, static_cast<Column>(index.column()));
         return problem.isEmpty() ? words : words + QLatin1Char('\n') + problem;
     }
-    case Qt::TextAlignmentRole:
-        switch (index.column()) {
-        case number:
-        case time:
-        case length:
-        case sourcePort:
-        case destinationPort: return QVariant(Qt::AlignRight | Qt::AlignVCenter);
-        default: return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
-        }
+    case Qt::TextAlignmentRole: return alignmentOf(index.column());
     case Qt::AccessibleTextRole: {
         auto words = text(row, static_cast<Column>(index.column()));
         if (index.column() == number && isMarked(frameAt(row)))
@@ -512,12 +529,14 @@ QVariant FrameListModel::data(const QModelIndex& index, int role) const
 
 QVariant FrameListModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
+    if (orientation == Qt::Horizontal && role == Qt::TextAlignmentRole)
+        return alignmentOf(section); // a heading stands over what it heads
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
     switch (section) {
     case number: return tr("No.");
     case time:
-        switch (timeFormat_) {
+        switch (cells_.timeFormat) {
         case TimeFormat::sinceFirst: return tr("Time (s)");
         case TimeFormat::sincePrevious: return tr("Since previous (s)");
         case TimeFormat::timeOfDay:

@@ -4,6 +4,7 @@
 #include "Analysis/Expert/ExpertCatalog.h"
 #include "Dissection/Filter/FilterFrom.h"
 #include "Models/FrameColorRules.h"
+#include "Models/MarkedFrames.h"
 #include "Tasks/FrameFilterTask.h"
 #include "Tasks/FrameRowLoader.h"
 #include "Tasks/FrameStore.h"
@@ -42,6 +43,20 @@ public:
         problemRole, ///< what the frame is marked with, in words, or empty
     };
 
+    /// Writes cells as the list shows them at one moment; a value, for any thread.
+    struct Cells {
+        std::shared_ptr<const FrameIndex> index;
+        TimeFormat timeFormat = TimeFormat::sinceFirst;
+        FrameStore::HostNames names; ///< null: hosts are shown by their addresses
+
+        /// `above` is the frame of the row before; of the first row it is its own.
+        QString text(const FrameRow& row, Column column, std::uint32_t above) const;
+
+    private:
+        QString timeText(const FrameSummary& summary, std::uint32_t above) const;
+        QString addressText(const Address& address) const;
+    };
+
     explicit FrameListModel(QObject* parent = nullptr);
 
     /// Shows the frames of a store, which lives as long as the model shows it; null for none.
@@ -51,7 +66,8 @@ public:
     void setFilter(FrameFilterTask* task);
 
     void setTimeFormat(TimeFormat format);
-    TimeFormat timeFormat() const { return timeFormat_; }
+    TimeFormat timeFormat() const { return cells_.timeFormat; }
+    const Cells& cells() const { return cells_; }
     void setShowsNames(bool shows);
     bool showsNames() const { return showsNames_; }
     void setColorRules(FrameColorRules rules);
@@ -74,8 +90,10 @@ public:
     const FrameColorRule* ruleAt(int row) const;
     std::shared_ptr<const FrameMatches> matches() const { return matches_; }
 
-    bool isMarked(std::uint32_t frame) const { return frame < marks_.size() && marks_[frame]; }
-    void setMarked(const QList<int>& rows, bool marked);
+    bool isMarked(std::uint32_t frame) const { return marks_.have(frame); }
+    /// Whether all rows from one to another are marked.
+    bool areMarked(int first, int last) const;
+    void setMarked(int first, int last, bool marked);
     void markAllShown();
     void clearMarks();
     /// The next marked row behind this one (`step` 1) or before it (-1).
@@ -111,7 +129,6 @@ private:
         std::uint64_t usedAt = 0;
     };
 
-    void mark(std::uint32_t frame, bool marked);
     void makeLoader();
     void forgetPages();
     void grow(std::uint32_t count);
@@ -122,8 +139,6 @@ private:
     bool fetch(int page, std::size_t place) const;
     void keep(int page, std::shared_ptr<const FramePage> rows) const;
     std::uint64_t key(int page) const { return generation_ << 32 | static_cast<std::uint32_t>(page); }
-    QString timeText(const FrameSummary& summary, int row) const;
-    QString addressText(const Address& address) const;
     QString problemText(int row) const;
     /// What a row is marked with by the findings.
     struct Mark {
@@ -141,8 +156,8 @@ private:
     std::uint32_t rows_ = 0;
     std::shared_ptr<const CaptureFindings> findings_;
     std::vector<std::vector<const ExpertFinding*>> findingsByKind_; ///< there are a thousand of a kind at most
-    std::vector<bool> marks_;                                       ///< by frame, as far as one is marked
-    TimeFormat timeFormat_ = TimeFormat::sinceFirst;
+    MarkedFrames marks_;
+    Cells cells_;
     bool showsNames_ = false;
     FrameColorRules rules_;
 

@@ -12,6 +12,7 @@
 #include "Tasks/ShownPairs.h"
 #include "Views/CircleView.h"
 #include "Views/DecodeView.h"
+#include "Views/DecodeWindow.h"
 #include "Views/DetailsView.h"
 #include "Views/FilterBar.h"
 #include "Views/FindingsView.h"
@@ -356,10 +357,18 @@ void MainWindow::buildFrames()
     });
     connect(decode_, &DecodeView::failed, this,
             [this](const QString& sentence) { message_->say(MessageBar::Kind::error, sentence); });
-    connect(decode_, &DecodeView::frameSelected, this, [this](quint64 number, const FrameEnds& ends) {
+    connect(decode_, &DecodeView::remarked, this,
+            [this](const QString& sentence) { statusBar()->showMessage(sentence, 8000); });
+    connectFrames(*decode_);
+}
+
+/// A frame that is chosen selects its conversation everywhere.
+void MainWindow::connectFrames(DecodeView& view)
+{
+    connect(&view, &DecodeView::frameSelected, this, [this, &view](quint64 number, const FrameEnds& ends) {
         if (number == std::exchange(frameOfFinding_, 0))
             return;
-        if (!decode_->isAncestorOf(QApplication::focusWidget()))
+        if (!view.isAncestorOf(QApplication::focusWidget()))
             return; // the list came to this frame by itself: nobody chose it
         const bool isIp = options_.mode == AnalysisMode::l3IP;
         const auto a = (isIp ? ends.source : ends.linkSource).toStdString();
@@ -367,6 +376,29 @@ void MainWindow::buildFrames()
         if (session_->talks() && session_->talks()->findTalk(a, b) != TalkRow::none)
             selection_.select(Selected::conversation(a, b));
     });
+}
+
+void MainWindow::showFrames()
+{
+    findChild<QDockWidget*>(QStringLiteral("framesDock"))->show();
+}
+
+/// The frames once more, with a filter of their own, for a second screen.
+void MainWindow::openFrameWindow()
+{
+    if (!frameWindow_) {
+        frameWindow_ = new DecodeWindow(this);
+        frameWindow_->setAttribute(Qt::WA_DeleteOnClose);
+        auto* const view = frameWindow_->view();
+        connectFrames(*view);
+        connect(decode_, &DecodeView::storeChanged, frameWindow_, [this] { frameWindow_->setStore(decode_->store()); });
+        frameWindow_->setStore(decode_->store());
+        view->frames()->setFindings(findings_->findings());
+        view->showConversation(asQt(shownTalk_.a), asQt(shownTalk_.b));
+    }
+    frameWindow_->show();
+    frameWindow_->raise();
+    frameWindow_->activateWindow();
 }
 
 void MainWindow::buildStatusBar()
@@ -546,15 +578,29 @@ void MainWindow::takeSelection()
     if (!talks)
         return;
     markInLists();
-    if (selection_.focused() == shownFocus_)
+    listFramesOfSelection();
+    if (selection_.focused() != shownFocus_)
+        refreshPicture();
+}
+
+/// What is looked at alone, or chosen in the circle or in the list of conversations, is listed alone among the frames.
+/// A choice made elsewhere, be it of a frame, leaves the list as it is: it would vanish under the hand.
+void MainWindow::listFramesOfSelection()
+{
+    const auto onlyTalk = [](const Selected& what) {
+        return what.kind == Selected::Kind::conversation ? what : Selected();
+    };
+    auto wanted = onlyTalk(selection_.focused());
+    if (!wanted && (circle_->hasFocus() || conversationList_->hasFocus()))
+        wanted = onlyTalk(selection_.selected());
+    else if (!wanted && selection_.focused() == shownFocus_)
         return;
-    // What is looked at alone is looked at alone among the frames as well.
-    const auto& focused = selection_.focused();
-    if (focused.kind == Selected::Kind::conversation)
-        decode_->showConversation(asQt(focused.a), asQt(focused.b));
-    else
-        decode_->showConversation({}, {});
-    refreshPicture();
+    if (wanted == shownTalk_)
+        return;
+    shownTalk_ = wanted;
+    decode_->showConversation(asQt(wanted.a), asQt(wanted.b));
+    if (frameWindow_)
+        frameWindow_->view()->showConversation(asQt(wanted.a), asQt(wanted.b));
 }
 
 void MainWindow::markInLists()

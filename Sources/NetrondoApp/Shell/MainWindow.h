@@ -7,6 +7,7 @@
 
 #include <QBasicTimer>
 #include <QMainWindow>
+#include <QPointer>
 #include <QSettings>
 #include <deque>
 #include <functional>
@@ -28,6 +29,7 @@ class CaptureSession;
 class CircleView;
 class ConversationModel;
 class DecodeView;
+class DecodeWindow;
 class DetailsView;
 class ExpertDialog;
 class ExpertSettings;
@@ -100,6 +102,9 @@ private:
     void chooseTable(const RankedModel& model, const QString& name);
     void fillRecentMenu();
     void showFindings();
+    void showFrames();
+    void openFrameWindow();
+    void connectFrames(DecodeView& view);
     void takeFindings();
     void muteCurrent();
     void openExpertSettings();
@@ -110,6 +115,7 @@ private:
     void finishOpening();
     void takeOptions();
     void takeSelection();
+    void listFramesOfSelection();
     void markInLists();
     /// Finds out, in the background, which conversations to show, and shows them.
     void refreshPicture();
@@ -139,6 +145,7 @@ private:
     bool isJustOpened_ = false; ///< and its frames are not listed yet: it is read again for that
     QByteArray panels_;         ///< how they lie while the welcome hides them; empty while they are shown
     Selected shownFocus_;       ///< that this wish is narrowed to
+    Selected shownTalk_;        ///< the conversation whose frames are listed; none: all
 
     QStackedWidget* pages_ = nullptr;
     WelcomeView* welcome_ = nullptr;
@@ -150,6 +157,7 @@ private:
     DetailsView* details_ = nullptr;
     FilterBar* filterBar_ = nullptr;
     DecodeView* decode_ = nullptr;
+    QPointer<DecodeWindow> frameWindow_; ///< null while it is closed
     FindingsView* findings_ = nullptr;
     ExpertDialog* expertDialog_ = nullptr; ///< made when it is first wanted
     quint64 frameOfFinding_ = 0;           ///< looked at because of a finding, which stays what is selected

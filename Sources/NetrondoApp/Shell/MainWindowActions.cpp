@@ -199,6 +199,19 @@ void MainWindow::buildActions()
     fullScreen->setCheckable(true);
     connect(fullScreen, &QAction::triggered, this, [this](bool wanted) { wanted ? showFullScreen() : showNormal(); });
 
+    auto* const ofFrames = menuBar()->addMenu(tr("F&rames"));
+    ofFrames->setObjectName(QStringLiteral("framesMenu"));
+    decode_->fillEditMenu(*ofFrames);
+    ofFrames->addSeparator();
+    decode_->fillGoMenu(*ofFrames->addMenu(tr("&Go")));
+    decode_->fillViewMenu(*ofFrames->addMenu(tr("&View")));
+    connect(ofFrames, &QMenu::triggered, this, &MainWindow::showFrames);
+    auto* const ownWindow =
+        viewMenu_->addAction(tr("Frames in a &window of their own"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_4),
+                             this, &MainWindow::openFrameWindow);
+    ownWindow->setObjectName(QStringLiteral("framesWindow"));
+    needCapture_ << ownWindow << ofFrames->menuAction();
+
     live_->buildMenu(*menuBar());
 
     auto* const help = menuBar()->addMenu(tr("&Help"));
@@ -428,7 +441,7 @@ void MainWindow::showMenu(const Selected& what, const QPoint& globalPosition)
         if (what.kind == Selected::Kind::conversation)
             menu.addAction(tr("Show its frames"), this, [&] {
                 selection_.focus(what);
-                findChild<QDockWidget*>(QStringLiteral("framesDock"))->show();
+                showFrames();
             });
         if (findings_->findings() && !findings_->findings()->about(what).empty())
             menu.addAction(tr("Show its findings"), this, [&] { emit circle_->findingsWanted(what); });

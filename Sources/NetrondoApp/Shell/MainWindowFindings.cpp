@@ -9,6 +9,7 @@
 #include "Tasks/CaptureSession.h"
 #include "Views/CircleView.h"
 #include "Views/DecodeView.h"
+#include "Views/DecodeWindow.h"
 #include "Views/FindingsView.h"
 #include "Views/MessageBar.h"
 #include "Views/Picture.h"
@@ -41,7 +42,7 @@ void MainWindow::buildFindings()
     });
     connect(findings_, &FindingsView::evidenceWanted, this,
             [this, goTo](const QString& filter, const QString& title, quint64 first) {
-                findChild<QDockWidget*>(QStringLiteral("framesDock"))->show();
+                showFrames();
                 goTo(first);
                 decode_->showEvidence(filter, title, first);
             });
@@ -82,6 +83,8 @@ void MainWindow::takeFindings()
     const auto count = findings ? findings->list().size() - findings->table().muted : 0;
     dock->setWindowTitle(count ? tr("Findings (%1)").arg(count) : tr("Findings"));
     decode_->frames()->setFindings(findings);
+    if (frameWindow_)
+        frameWindow_->view()->frames()->setFindings(findings);
     if (session_->talks())
         circle_->show(request());
 }

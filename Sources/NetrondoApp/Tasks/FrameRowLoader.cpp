@@ -16,6 +16,28 @@ QString toQString(std::string_view text)
 }
 } // namespace
 
+FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& decoded, TextSink& text)
+{
+    FrameRow row;
+    const auto capture = decoder.fetch(frame);
+    if (!capture) {
+        row.summary.number = std::uint64_t{frame} + 1;
+        row.info = QString::fromStdString(capture.error().errorDescription());
+        row.isReadable = false;
+        return row;
+    }
+    decoder.decode(*capture, frame, decoded);
+    row.summary = decoded.summary;
+    text.clear();
+    Render::info(decoded, text);
+    row.info = toQString(text.text());
+    const auto nodes = decoded.tree.nodes();
+    const auto marked = std::ranges::find_if(nodes, [](const Node& node) { return node.expert != Expert::none; });
+    if (marked != nodes.end())
+        row.expert = marked->expert;
+    return row;
+}
+
 FrameRowLoader::FrameRowLoader(std::shared_ptr<const FrameIndex> index, FrameStore::OrderedDecoder ordered,
                                QObject* parent)
     : QObject(parent), rules_(std::make_shared<const Rules>()), ordered_(std::move(ordered))
@@ -107,23 +129,9 @@ FramePage FrameRowLoader::load(IndexedDecoder& decoder, const std::vector<std::u
     decoder.useContextsOf(std::move(ordered));
     page.followed = followed;
     for (const auto frame : frames) {
-        auto& row = page.rows.emplace_back();
-        const auto capture = decoder.fetch(frame);
-        if (!capture) {
-            row.summary.number = std::uint64_t{frame} + 1;
-            row.info = QString::fromStdString(capture.error().errorDescription());
-            row.isReadable = false;
+        auto& row = page.rows.emplace_back(readRow(decoder, frame, scratch_, text_));
+        if (!row.isReadable)
             continue;
-        }
-        decoder.decode(*capture, frame, scratch_);
-        row.summary = scratch_.summary;
-        text_.clear();
-        Render::info(scratch_, text_);
-        row.info = toQString(text_.text());
-        const auto nodes = scratch_.tree.nodes();
-        const auto marked = std::ranges::find_if(nodes, [](const Node& node) { return node.expert != Expert::none; });
-        if (marked != nodes.end())
-            row.expert = marked->expert;
         const auto rule =
             std::ranges::find_if(rules, [&](const DisplayFilter& filter) { return filter.matches(scratch_); });
         if (rule != rules.end())

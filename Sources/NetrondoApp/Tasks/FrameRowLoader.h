@@ -27,6 +27,10 @@ struct FrameRow {
     Expert expert = Expert::none; ///< the first finding the frame is marked with
     bool isReadable = true;       ///< false: `info` says why the frame cannot be shown
 };
+/// Decodes a row of the packet list, all but its colour rule; `decoded` holds the frame afterwards, where it is
+/// readable.
+FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& decoded, TextSink& text);
+
 struct FramePage {
     std::vector<FrameRow> rows;
     /// How many frames had been decoded in their order when the page was: rows behind may look different later.

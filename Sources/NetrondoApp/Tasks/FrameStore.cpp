@@ -190,11 +190,13 @@ double FrameStore::progress() const
     return position.size > 0 ? static_cast<double>(position.offset) / static_cast<double>(position.size) : 0;
 }
 
-QString FrameStore::hostName(const Address& address) const
+FrameStore::HostNames FrameStore::hostNames() const
 {
-    const std::lock_guard guard(shared_->lock);
-    const auto name = shared_->names.name(address);
-    return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+    return [shared = shared_](const Address& address) {
+        const std::lock_guard guard(shared->lock);
+        const auto name = shared->names.name(address);
+        return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+    };
 }
 
 } // namespace netrondo

@@ -48,7 +48,10 @@ public:
     const QString& error() const { return error_; }
 
     /// The name the capture itself has given to a host, as far as it has been read; empty when there is none.
-    QString hostName(const Address& address) const;
+    QString hostName(const Address& address) const { return hostNames()(address); }
+    /// Gives these names on any thread; it may outlive the store.
+    using HostNames = std::function<QString(const Address&)>;
+    HostNames hostNames() const;
 
 public slots:
     /// Ends the pass; the frames so far stay.

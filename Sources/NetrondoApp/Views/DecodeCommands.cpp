@@ -3,6 +3,7 @@
 #include "Base/Json.h"
 #include "Dissection/Decode/FrameText.h"
 #include "Dissection/Decode/Render.h"
+#include "Tasks/Background.h"
 #include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
@@ -22,8 +23,6 @@
 
 namespace netrondo {
 namespace {
-constexpr int maxCopiedRows = 100'000;
-
 QString toQString(std::string_view text)
 {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -57,53 +56,67 @@ void DecodeView::makeActions()
     const auto named = [](const char* name) { return QString::fromLatin1(name); };
     const auto rows = [this] { return frames_.rowCount(); };
 
-    command(named("copy"), tr("&Copy"), {QKeySequence::Copy}, [this] { copyRows(); });
-    command(named("copyJson"), tr("Copy Frame as &JSON"), {}, [this] { copyJson(); });
+    command(named("copy"), tr("&Copy"), {QKeySequence::Copy}, [this] { copyChosen(); });
+    command(named("copyTree"), tr("&Text of the whole tree"), {}, [this] { copyTree(); });
+    command(named("copyJson"), tr("&JSON of the frame"), {}, [this] { copyJson(); });
+    command(named("copyFilter"), tr("&Filter for what is chosen"), {}, [this] { copyFilter(); });
+    command(named("copyHex"), tr("&Hexadecimal digits"), {}, [this] { copyBytes(FrameText::hex); });
+    command(named("copyDump"), tr("Hex &dump"), {}, [this] { copyBytes(FrameText::hexDump); });
+    command(named("copyC"), tr("&C array"), {}, [this] {
+        const auto name = "frame_" + std::to_string(frameNumber());
+        copyBytes([&](Bytes bytes, TextSink& out) { FrameText::cArray(bytes, name, out); });
+    });
+    command(named("copyCharacters"), tr("Printable c&haracters"), {}, [this] {
+        copyBytes([](Bytes bytes, TextSink& out) {
+            for (const auto byte : bytes)
+                out.put(FrameText::character(byte));
+        });
+    });
     command(named("find"), tr("&Find…"), {QKeySequence::Find}, [this] { findBar_->begin(); });
-    command(named("findNext"), tr("Find &Next"), {key(Qt::CTRL, Qt::Key_N), key(Qt::Key_F3)},
+    command(named("findNext"), tr("Find &next"), {key(Qt::CTRL, Qt::Key_N), key(Qt::Key_F3)},
             [this] { findNext(Direction::forwards); });
-    command(named("findPrevious"), tr("Find &Previous"), {key(Qt::CTRL, Qt::Key_B), key(Qt::SHIFT, Qt::Key_F3)},
+    command(named("findPrevious"), tr("Find &previous"), {key(Qt::CTRL, Qt::Key_B), key(Qt::SHIFT, Qt::Key_F3)},
             [this] { findNext(Direction::backwards); });
     command(named("mark"), tr("&Mark"), {key(Qt::CTRL, Qt::Key_M)}, [this] { markChosen(); });
-    command(named("markAll"), tr("Mark All &Shown"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_M)},
+    command(named("markAll"), tr("Mark all &shown"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_M)},
             [this] { frames_.markAllShown(); });
-    command(named("unmarkAll"), tr("&Unmark All"), {key(Qt::CTRL, Qt::ALT, Qt::Key_M)},
+    command(named("unmarkAll"), tr("&Unmark all"), {key(Qt::CTRL, Qt::ALT, Qt::Key_M)},
             [this] { frames_.clearMarks(); });
 
-    command(named("goTo"), tr("&Go to Frame…"), {key(Qt::CTRL, Qt::Key_G)}, [this] { askForFrame(); });
-    command(named("first"), tr("&First Frame"), {key(Qt::CTRL, Qt::Key_Home)}, [this, rows] {
+    command(named("goTo"), tr("&Go to frame…"), {key(Qt::CTRL, Qt::Key_G)}, [this] { askForFrame(); });
+    command(named("first"), tr("&First frame"), {key(Qt::CTRL, Qt::Key_Home)}, [this, rows] {
         if (rows() > 0)
             list_->choose(0);
     });
-    command(named("last"), tr("&Last Frame"), {key(Qt::CTRL, Qt::Key_End)}, [this, rows] {
+    command(named("last"), tr("&Last frame"), {key(Qt::CTRL, Qt::Key_End)}, [this, rows] {
         if (rows() > 0)
             list_->choose(rows() - 1);
     });
-    command(named("next"), tr("&Next Frame"), {key(Qt::CTRL, Qt::Key_Down), key(Qt::Key_F8)}, [this] { step(1); });
-    command(named("previous"), tr("&Previous Frame"), {key(Qt::CTRL, Qt::Key_Up), key(Qt::Key_F7)},
+    command(named("next"), tr("&Next frame"), {key(Qt::CTRL, Qt::Key_Down), key(Qt::Key_F8)}, [this] { step(1); });
+    command(named("previous"), tr("&Previous frame"), {key(Qt::CTRL, Qt::Key_Up), key(Qt::Key_F7)},
             [this] { step(-1); });
-    command(named("nextInConversation"), tr("Next Frame of the &Conversation"), {key(Qt::CTRL, Qt::Key_Period)},
+    command(named("nextInConversation"), tr("Next frame of the &conversation"), {key(Qt::CTRL, Qt::Key_Period)},
             [this] { findConversation(Direction::forwards); });
-    command(named("previousInConversation"), tr("Previous Frame of the Con&versation"), {key(Qt::CTRL, Qt::Key_Comma)},
+    command(named("previousInConversation"), tr("Previous frame of the con&versation"), {key(Qt::CTRL, Qt::Key_Comma)},
             [this] { findConversation(Direction::backwards); });
-    command(named("nextMark"), tr("Next &Mark"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_N)}, [this] { goToMark(1); });
-    command(named("previousMark"), tr("Previous Mar&k"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_B)},
+    command(named("nextMark"), tr("Next &mark"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_N)}, [this] { goToMark(1); });
+    command(named("previousMark"), tr("Previous mar&k"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_B)},
             [this] { goToMark(-1); });
     command(named("back"), tr("&Back"), {key(Qt::ALT, Qt::Key_Left)}, [this] { travel(-1); });
     command(named("forward"), tr("F&orward"), {key(Qt::ALT, Qt::Key_Right)}, [this] { travel(1); });
 
-    command(named("zoomIn"), tr("Larger &Text"), {QKeySequence::ZoomIn}, [this] { zoom(1); });
-    command(named("zoomOut"), tr("S&maller Text"), {QKeySequence::ZoomOut}, [this] { zoom(-1); });
-    command(named("zoomNormal"), tr("&Normal Text"), {key(Qt::CTRL, Qt::Key_Equal)}, [this] { zoom(-fontSteps_); });
-    auto* names = command(named("names"), tr("Host N&ames from the Capture"), {}, {});
+    command(named("zoomIn"), tr("Larger &text"), {QKeySequence::ZoomIn}, [this] { zoom(1); });
+    command(named("zoomOut"), tr("S&maller text"), {QKeySequence::ZoomOut}, [this] { zoom(-1); });
+    command(named("zoomNormal"), tr("&Normal text"), {key(Qt::CTRL, Qt::Key_Equal)}, [this] { zoom(-fontSteps_); });
+    auto* names = command(named("names"), tr("Host n&ames from the capture"), {}, {});
     names->setCheckable(true);
     connect(names, &QAction::toggled, this, [this](bool isOn) { frames_.setShowsNames(isOn); });
-    command(named("colorRules"), tr("Colour &Rules…"), {}, [this] { editColorRules(); });
+    command(named("colorRules"), tr("Colour &rules…"), {}, [this] { editColorRules(); });
     auto* times = new QActionGroup(this);
-    const std::pair<const char*, QString> formats[] = {{"sinceFirst", tr("Seconds since the &First Frame")},
-                                                       {"sincePrevious", tr("Seconds since the &Previous Frame Shown")},
-                                                       {"timeOfDay", tr("&Time of Day")},
-                                                       {"dateAndTime", tr("&Date and Time of Day")}};
+    const std::pair<const char*, QString> formats[] = {{"sinceFirst", tr("Seconds since the &First frame")},
+                                                       {"sincePrevious", tr("Seconds since the &previous frame shown")},
+                                                       {"timeOfDay", tr("&Time of day")},
+                                                       {"dateAndTime", tr("&Date and time of day")}};
     for (int format = 0; format < 4; ++format) {
         auto* action = command(named(formats[format].first), formats[format].second, {}, [this, format] {
             frames_.setTimeFormat(static_cast<FrameListModel::TimeFormat>(format));
@@ -124,9 +137,18 @@ void DecodeView::fill(QMenu& menu, std::initializer_list<const char*> names) con
     }
 }
 
-void DecodeView::fillEditMenu(QMenu& menu) const
+void DecodeView::fillEditMenu(QMenu& menu)
 {
-    fill(menu, {"copy", "copyJson", "", "find", "findNext", "findPrevious", "", "mark", "markAll", "unmarkAll"});
+    fill(menu, {"copy"});
+    fillCopyMenu(menu);
+    fill(menu, {"", "find", "findNext", "findPrevious", "", "mark", "markAll", "unmarkAll"});
+}
+
+/// Of what the pane with the focus has chosen; in the packet list that is the frame.
+void DecodeView::fillCopyMenu(QMenu& menu)
+{
+    fill(*menu.addMenu(tr("Copy &as")),
+         {"copyTree", "copyJson", "copyFilter", "", "copyHex", "copyDump", "copyC", "copyCharacters"});
 }
 
 void DecodeView::fillGoMenu(QMenu& menu) const
@@ -202,9 +224,11 @@ void DecodeView::askForFrame()
 
 void DecodeView::markChosen()
 {
-    const auto rows = list_->chosenRows();
-    const bool areAll = std::ranges::all_of(rows, [this](int row) { return frames_.isMarked(frames_.frameAt(row)); });
-    frames_.setMarked(rows, !areAll);
+    const auto ranges = list_->chosenRanges();
+    const bool areAll =
+        std::ranges::all_of(ranges, [this](const auto& range) { return frames_.areMarked(range.first, range.second); });
+    for (const auto& [first, last] : ranges)
+        frames_.setMarked(first, last, !areAll);
 }
 
 void DecodeView::zoom(int steps)
@@ -265,12 +289,12 @@ void DecodeView::addFilterMenus(QMenu& menu, const QString& filter)
 {
     using Joint = FilterFrom::Joint;
     const std::pair<QString, Joint> joints[] = {
-        {tr("&Selected"), Joint::replace},          {tr("&Not Selected"), Joint::replaceByNot},
-        {tr("… &and Selected"), Joint::and_},       {tr("… &or Selected"), Joint::or_},
-        {tr("… and not S&elected"), Joint::andNot}, {tr("… or not Se&lected"), Joint::orNot},
+        {tr("&Selected"), Joint::replace},          {tr("&Not selected"), Joint::replaceByNot},
+        {tr("… &and selected"), Joint::and_},       {tr("… &or selected"), Joint::or_},
+        {tr("… and not s&elected"), Joint::andNot}, {tr("… or not se&lected"), Joint::orNot},
     };
-    const std::pair<QString, FilterBar::Use> uses[] = {{tr("&Apply as Filter"), FilterBar::Use::apply},
-                                                       {tr("&Prepare as Filter"), FilterBar::Use::prepare}};
+    const std::pair<QString, FilterBar::Use> uses[] = {{tr("&Apply as filter"), FilterBar::Use::apply},
+                                                       {tr("&Prepare as filter"), FilterBar::Use::prepare}};
     for (const auto& [title, use] : uses) {
         auto* sub = menu.addMenu(title);
         sub->setEnabled(!filter.isEmpty());
@@ -291,15 +315,16 @@ void DecodeView::showListMenu(const QPoint& point)
     addFilterMenus(menu, frames_.filterOf(cell.row(), static_cast<FrameListModel::Column>(cell.column())));
     if (const auto* row = frames_.row(cell.row()); row && row->isReadable) {
         const auto filter = QString::fromStdString(FilterFrom::conversation(row->summary));
-        connect(menu.addAction(tr("Filter This &Conversation")), &QAction::triggered, this,
+        connect(menu.addAction(tr("Filter this &conversation")), &QAction::triggered, this,
                 [this, filter] { emit filterRequested(filter, FilterFrom::Joint::replace, FilterBar::Use::apply); });
     }
     menu.addSeparator();
     fill(menu, {"mark", "nextInConversation", "previousInConversation"});
     menu.addSeparator();
-    connect(menu.addAction(tr("Copy C&ell")), &QAction::triggered, this,
+    connect(menu.addAction(tr("Copy c&ell")), &QAction::triggered, this,
             [this, text = cell.data().toString()] { copy(text); });
-    fill(menu, {"copy", "copyJson"});
+    fill(menu, {"copy"});
+    fillCopyMenu(menu);
     menu.exec(list_->viewport()->mapToGlobal(point));
 }
 
@@ -314,30 +339,29 @@ void DecodeView::showTreeMenu(const QPoint& point)
     menu.addSeparator();
     const auto& decoded = nodes_.frame()->decoded;
     const auto number = DecodeTreeModel::nodeAt(node);
-    connect(menu.addAction(tr("Copy &Row")), &QAction::triggered, this,
+    connect(menu.addAction(tr("Copy &row")), &QAction::triggered, this,
             [this, text = node.data().toString()] { copy(text); });
-    connect(menu.addAction(tr("Copy Row and Those &below")), &QAction::triggered, this, [this, &decoded, number] {
+    connect(menu.addAction(tr("Copy row and those &below")), &QAction::triggered, this, [this, &decoded, number] {
         copy(written([&](TextSink& out) { FrameText::subtree(decoded, number, out); }));
     });
-    connect(menu.addAction(tr("Copy &Value")), &QAction::triggered, this, [this, &decoded, number] {
+    connect(menu.addAction(tr("Copy &value")), &QAction::triggered, this, [this, &decoded, number] {
         copy(written([&](TextSink& out) { Render::value(decoded.tree, decoded.tree[number], out); }));
     });
-    auto* copyFilter = menu.addAction(tr("Copy as &Filter"));
-    copyFilter->setEnabled(!filter.isEmpty());
-    connect(copyFilter, &QAction::triggered, this, [this, filter] { copy(filter); });
-    menu.addAction(commands_[QStringLiteral("copyJson")]);
+    fillCopyMenu(menu);
     menu.addSeparator();
-    connect(menu.addAction(tr("&Open All")), &QAction::triggered, tree_, &QTreeView::expandAll);
-    connect(menu.addAction(tr("&Close All")), &QAction::triggered, tree_, &QTreeView::collapseAll);
+    connect(menu.addAction(tr("&Open all")), &QAction::triggered, tree_, &QTreeView::expandAll);
+    connect(menu.addAction(tr("&Close all")), &QAction::triggered, tree_, &QTreeView::collapseAll);
     menu.exec(tree_->viewport()->mapToGlobal(point));
 }
 
-/// What is lit, or everything when nothing is.
+/// What is lit, or everything when nothing is. From the packet list it is the frame.
 Bytes DecodeView::chosenBytes() const
 {
     if (!nodes_.frame())
         return {};
     const auto& detail = *nodes_.frame();
+    if (list_->hasFocus())
+        return detail.capture.data;
     const auto all = bytes_->property("derived").toBool() ? detail.decoded.tree.ownBytes() : detail.capture.data;
     const auto lit = bytes_->lit();
     return lit.length > 0 ? slice(all, lit.offset, lit.length) : all;
@@ -348,21 +372,7 @@ void DecodeView::showBytesMenu(const QPoint& point)
     if (!nodes_.frame())
         return;
     QMenu menu(this);
-    const auto number = nodes_.frame()->decoded.summary.number;
-    const std::pair<QString, std::function<void(Bytes, TextSink&)>> forms[] = {
-        {tr("Copy as &Hexadecimal Digits"), FrameText::hex},
-        {tr("Copy as Hex &Dump"), FrameText::hexDump},
-        {tr("Copy as &C Array"),
-         [number](Bytes bytes, TextSink& out) { FrameText::cArray(bytes, "frame_" + std::to_string(number), out); }},
-        {tr("Copy as &Text"),
-         [](Bytes bytes, TextSink& out) {
-             for (const auto byte : bytes)
-                 out.put(FrameText::character(byte));
-         }},
-    };
-    for (const auto& [label, write] : forms)
-        connect(menu.addAction(label), &QAction::triggered, this,
-                [this, form = write] { copy(written([&](TextSink& out) { form(chosenBytes(), out); })); });
+    fill(menu, {"copy", "copyHex", "copyDump", "copyC", "copyCharacters"});
     if (const auto node = tree_->currentIndex(); node.isValid()) {
         menu.addSeparator();
         addFilterMenus(menu, nodes_.filterOf(node));
@@ -396,41 +406,101 @@ void DecodeView::showHeaderMenu(const QPoint& point)
     menu.exec(list_->header()->mapToGlobal(point));
 }
 
-void DecodeView::copy(const QString& text) const
+void DecodeView::copy(const QString& text)
 {
+    ++copies_;
     QGuiApplication::clipboard()->setText(text);
 }
 
-/// The chosen rows, cells apart by tabs, for a spreadsheet as well as for a mail. In the tree the chosen row.
-void DecodeView::copyRows() const
+/// What the pane with the focus has chosen.
+void DecodeView::copyChosen()
 {
     if (tree_->hasFocus())
-        return copy(tree_->currentIndex().data().toString());
-    if (bytes_->hasFocus())
-        return copy(written([&](TextSink& out) { FrameText::hex(chosenBytes(), out); }));
-    const auto* header = list_->header();
-    QString text;
-    auto rows = list_->chosenRows();
-    rows.resize(std::min<qsizetype>(rows.size(), maxCopiedRows));
-    for (const int row : rows) {
-        QStringList cells;
-        for (int visual = 0; visual < header->count(); ++visual) {
-            const int column = header->logicalIndex(visual);
-            if (!header->isSectionHidden(column))
-                cells.append(frames_.text(row, static_cast<FrameListModel::Column>(column)));
-        }
-        text += cells.join(QLatin1Char('\t')) + QLatin1Char('\n');
-    }
-    copy(text);
+        copy(tree_->currentIndex().data().toString());
+    else if (bytes_->hasFocus())
+        copyBytes(FrameText::hex);
+    else
+        copyRows();
 }
 
-void DecodeView::copyJson() const
+/// The chosen rows, cells apart by tabs, for a spreadsheet as well as for a mail. Most of them have never been in view:
+/// they are decoded off the window's thread.
+void DecodeView::copyRows()
 {
-    if (!nodes_.frame())
+    struct Line {
+        std::uint32_t frame;
+        std::uint32_t above;
+    };
+    if (!store_ || !store_->index())
         return;
-    TextSink text;
-    Render::json(nodes_.frame()->decoded, text);
-    copy(QString::fromUtf8(text.text().data(), static_cast<qsizetype>(text.size())));
+    std::vector<Line> lines;
+    for (const int row : list_->chosenRows(mostCopied_))
+        lines.push_back({frames_.frameAt(row), frames_.frameAt(std::max(0, row - 1))});
+    if (lines.empty())
+        return;
+    std::vector<FrameListModel::Column> columns;
+    const auto* header = list_->header();
+    for (int visual = 0; visual < header->count(); ++visual)
+        if (const int column = header->logicalIndex(visual); !header->isSectionHidden(column))
+            columns.push_back(static_cast<FrameListModel::Column>(column));
+    const auto work = [lines, columns, cells = frames_.cells(), ordered = store_->orderedDecoderSource()] {
+        QString text;
+        auto decoder = IndexedDecoder::open(cells.index);
+        if (!decoder)
+            return text;
+        decoder->useContextsOf(ordered().first);
+        DecodedFrame decoded;
+        TextSink scratch;
+        for (const auto& [frame, above] : lines) {
+            const auto row = readRow(*decoder, frame, decoded, scratch);
+            for (const auto column : columns) {
+                text += cells.text(row, column, above);
+                text += QLatin1Char(column == columns.back() ? '\n' : '\t');
+            }
+        }
+        return text;
+    };
+    const auto copied = static_cast<int>(lines.size()), chosen = list_->chosenCount();
+    inBackground(this, work, [this, number = ++copies_, copied, chosen](const QString& text) {
+        if (number != copies_)
+            return;
+        if (text.isEmpty())
+            return emit remarked(tr("The capture can no longer be read: nothing was copied"));
+        copy(text);
+        const auto count = [this](int rows) { return locale().toString(rows); };
+        emit remarked(copied < chosen   ? tr("The first %1 of %2 frames copied").arg(count(copied), count(chosen))
+                          : copied == 1 ? tr("1 frame copied")
+                                        : tr("%1 frames copied").arg(count(copied)));
+    });
+}
+
+void DecodeView::copyBytes(const std::function<void(Bytes, TextSink&)>& write)
+{
+    if (nodes_.frame())
+        copy(written([&](TextSink& out) { write(chosenBytes(), out); }));
+}
+
+void DecodeView::copyTree()
+{
+    if (nodes_.frame())
+        copy(written([this](TextSink& out) { FrameText::tree(nodes_.frame()->decoded, out); }));
+}
+
+void DecodeView::copyFilter()
+{
+    const auto cell = list_->currentIndex();
+    const auto filter = list_->hasFocus() && cell.isValid()
+        ? frames_.filterOf(cell.row(), static_cast<FrameListModel::Column>(cell.column()))
+        : nodes_.filterOf(tree_->currentIndex());
+    if (filter.isEmpty())
+        return emit remarked(tr("What is chosen is nothing a filter could ask for"));
+    copy(filter);
+}
+
+void DecodeView::copyJson()
+{
+    if (nodes_.frame())
+        copy(written([this](TextSink& out) { Render::json(nodes_.frame()->decoded, out); }));
 }
 
 /// The tree's keys beyond those that Qt's tree has: Shift+Right opens what lies below, Ctrl+Right and Ctrl+Left all,

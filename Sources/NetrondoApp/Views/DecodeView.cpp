@@ -214,6 +214,7 @@ void DecodeView::setStore(std::shared_ptr<FrameStore> store)
             applyFilters();
     }
     updateStatus();
+    emit storeChanged();
 }
 
 void DecodeView::attach(FilterBar& bar)
@@ -386,8 +387,8 @@ void DecodeView::goToFrame(quint64 number)
         wantedNumber_ = number;
     } else {
         const bool isThere = store_ && number <= store_->count();
-        emit statusChanged(isThere ? tr("Frame %1 is not among those shown").arg(number)
-                                   : tr("There is no frame %1").arg(number));
+        emit remarked(isThere ? tr("Frame %1 is not among those shown").arg(number)
+                              : tr("There is no frame %1").arg(number));
     }
 }
 

@@ -59,9 +59,12 @@ public:
     QString status() const { return status_; }
 
     /// The commands, for menus: they are ready to be added, with their shortcuts.
-    void fillEditMenu(QMenu& menu) const;
+    void fillEditMenu(QMenu& menu);
     void fillGoMenu(QMenu& menu) const;
     void fillViewMenu(QMenu& menu);
+
+    /// Rows beyond these are not copied, and it is said.
+    void setMostCopied(int rows) { mostCopied_ = rows; }
 
 public slots:
     /// Shows the frames that match; an empty text shows all. A text that does not compile changes nothing.
@@ -83,6 +86,10 @@ signals:
     void filterTyped(const QString& text);
     void filterProgress(quint32 found, quint32 examined, quint32 all, bool isDone);
     void statusChanged(const QString& status);
+    /// Said once, of something that was asked for.
+    void remarked(const QString& sentence);
+    /// Other frames are shown, or none.
+    void storeChanged();
     /// The capture cannot be read, or not to its end.
     void failed(const QString& sentence);
 
@@ -130,11 +137,16 @@ private:
     void showBytesMenu(const QPoint& point);
     void showHeaderMenu(const QPoint& point);
     void addFilterMenus(QMenu& menu, const QString& filter);
+    void fillCopyMenu(QMenu& menu);
     void fillColumnsMenu(QMenu& menu);
 
-    void copy(const QString& text) const;
-    void copyRows() const;
-    void copyJson() const;
+    void copy(const QString& text);
+    void copyChosen();
+    void copyRows();
+    void copyBytes(const std::function<void(Bytes, TextSink&)>& write);
+    void copyTree();
+    void copyFilter();
+    void copyJson();
     Bytes chosenBytes() const;
 
     std::shared_ptr<FrameStore> store_;
@@ -166,6 +178,8 @@ private:
     QList<std::uint32_t> visited_;        ///< frames looked into, for going back
     qsizetype visit_ = -1;
     int fontSteps_ = 0;
+    int mostCopied_ = 100'000; ///< some 15 MB of text
+    quint64 copies_ = 0;       ///< rows that are written while something else is copied come too late
 };
 
 } // namespace netrondo

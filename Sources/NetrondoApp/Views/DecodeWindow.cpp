@@ -7,9 +7,13 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QMenuBar>
+#include <QSettings>
 #include <QStatusBar>
 
 namespace netrondo {
+namespace {
+constexpr int remarkFor = 8000; // milliseconds
+} // namespace
 
 DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
 {
@@ -36,7 +40,16 @@ DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
     status->setTextInteractionFlags(Qt::TextSelectableByMouse);
     statusBar()->addWidget(status, 1);
     connect(view_, &DecodeView::statusChanged, status, &QLabel::setText);
+    connect(view_, &DecodeView::remarked, this,
+            [this](const QString& sentence) { statusBar()->showMessage(sentence, remarkFor); });
+    connect(view_, &DecodeView::failed, this, [this](const QString& sentence) { statusBar()->showMessage(sentence); });
+    restoreGeometry(QSettings().value(QStringLiteral("decode/window")).toByteArray());
     view_->setFocus();
+}
+
+DecodeWindow::~DecodeWindow()
+{
+    QSettings().setValue(QStringLiteral("decode/window"), saveGeometry());
 }
 
 void DecodeWindow::setStore(std::shared_ptr<FrameStore> store)

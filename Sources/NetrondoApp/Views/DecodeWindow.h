@@ -15,6 +15,7 @@ class DecodeWindow : public QMainWindow {
     Q_OBJECT
 public:
     explicit DecodeWindow(QWidget* parent = nullptr);
+    ~DecodeWindow() override;
 
     /// Shows the frames of a store, which other windows may show as well.
     void setStore(std::shared_ptr<FrameStore> store);

@@ -8,7 +8,10 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QScreen>
+#include <QStyle>
 #include <QTreeWidget>
+#include <algorithm>
 
 namespace netrondo {
 namespace {
@@ -21,7 +24,6 @@ QString toQString(std::string_view text)
 FilterHelp::FilterHelp(QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Names of display filters"));
-    resize(fontMetrics().averageCharWidth() * 90, fontMetrics().height() * 28);
     auto* rules = new QLabel(
         tr("A protocol’s name selects its frames: dns. A field is compared with ==, !=, >, <, >=, <= or contains: "
            "ip.ttl < 5. Terms are joined with and, or, not and parentheses; text with blanks stands in quotes."));
@@ -42,7 +44,13 @@ FilterHelp::FilterHelp(QWidget* parent) : QDialog(parent)
         new QTreeWidgetItem(names_,
                             {toQString(field.name), toQString(field.summary), others.join(QStringLiteral(", "))});
     }
+    names_->header()->setStretchLastSection(false); // or the last column would keep its first width
     names_->header()->resizeSections(QHeaderView::ResizeToContents);
+    names_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    const int margins = 2 * style()->pixelMetric(QStyle::PM_LayoutLeftMargin) + 2 * names_->frameWidth()
+        + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+    const int room = screen()->availableGeometry().width() * 9 / 10;
+    resize(std::min(names_->header()->length() + margins, room), fontMetrics().height() * 28);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     auto* column = new QVBoxLayout(this);
     for (auto* widget : std::initializer_list<QWidget*>{rules, search_, names_, buttons})

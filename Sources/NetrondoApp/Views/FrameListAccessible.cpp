@@ -127,13 +127,7 @@ public:
     }
     QString rowDescription(int) const override { return {}; }
     int selectedColumnCount() const override { return 0; }
-    int selectedRowCount() const override
-    {
-        int count = 0;
-        for (const auto& range : view_->selectionModel()->selection())
-            count += range.height();
-        return count;
-    }
+    int selectedRowCount() const override { return view_->chosenCount(); }
     int columnCount() const override { return view_->model() ? view_->model()->columnCount() : 0; }
     int rowCount() const override
     {
@@ -143,9 +137,7 @@ public:
     QList<int> selectedColumns() const override { return {}; }
     QList<int> selectedRows() const override
     {
-        auto rows = view_->chosenRows();
-        rows.resize(std::min<qsizetype>(rows.size(), 1000)); // more than anyone listens to
-        return rows;
+        return view_->chosenRows(1000); // more than anyone listens to
     }
     bool isColumnSelected(int) const override { return false; }
     bool isRowSelected(int row) const override { return view_->selectionModel()->isRowSelected(row, {}); }

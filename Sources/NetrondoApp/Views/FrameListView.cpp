@@ -107,14 +107,30 @@ void FrameListView::choose(int row)
                                       QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
-QList<int> FrameListView::chosenRows() const
+QList<FrameListView::Range> FrameListView::chosenRanges() const
+{
+    QList<Range> ranges;
+    for (const auto& range : selectionModel()->selection())
+        ranges.emplace_back(range.top(), range.bottom());
+    std::ranges::sort(ranges);
+    return ranges;
+}
+
+QList<int> FrameListView::chosenRows(int most) const
 {
     QList<int> rows;
-    for (const auto& range : selectionModel()->selection())
-        for (int row = range.top(); row <= range.bottom(); ++row)
+    for (const auto& [first, last] : chosenRanges())
+        for (int row = first; row <= last && rows.size() < most; ++row)
             rows.append(row);
-    std::ranges::sort(rows);
     return rows;
+}
+
+int FrameListView::chosenCount() const
+{
+    int count = 0;
+    for (const auto& [first, last] : chosenRanges())
+        count += last - first + 1;
+    return count;
 }
 
 QRect FrameListView::visualRect(const QModelIndex& index) const

@@ -30,7 +30,12 @@ public:
     int lineOf(int row) const;
     /// Makes the row the current one and the only one chosen.
     void choose(int row);
-    QList<int> chosenRows() const;
+    /// From one row to another, both included; in their order.
+    using Range = std::pair<int, int>;
+    QList<Range> chosenRanges() const;
+    /// Not more than so many of them, the first ones.
+    QList<int> chosenRows(int most) const;
+    int chosenCount() const;
 
     QRect visualRect(const QModelIndex& index) const override;
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
