@@ -234,6 +234,7 @@ TEST(IpFindings, APacketSeenBeforeAndBehindThreeRoutersIsInNone)
 
 struct SenderCase {
     std::string_view name, source, finding;
+    std::string_view destination = "10.0.0.2";
 };
 
 class Sender : public testing::TestWithParam<SenderCase> { };
@@ -241,7 +242,9 @@ class Sender : public testing::TestWithParam<SenderCase> { };
 TEST_P(Sender, ThatCannotBeIsFound)
 {
     Trouble capture;
-    capture.add(ethernet(ipv4({.source = GetParam().source}, udp({.destinationPort = 9}))), 0);
+    capture.add(ethernet(ipv4({.source = GetParam().source, .destination = GetParam().destination},
+                              udp({.destinationPort = 9}))),
+                0);
     if (GetParam().finding.empty())
         EXPECT_THAT(capture.all(), IsEmpty());
     else
@@ -250,6 +253,8 @@ TEST_P(Sender, ThatCannotBeIsFound)
 
 INSTANTIATE_TEST_SUITE_P(Addresses, Sender,
                          testing::Values(SenderCase{"Loopback", "127.0.0.1", "ip.martian warning"},
+                                         SenderCase{"LoopbackToItself", "127.0.0.1", "", "127.0.0.1"},
+                                         SenderCase{"LoopbackToLoopback", "127.0.0.1", "", "127.0.0.53"},
                                          SenderCase{"Multicast", "224.0.0.5", "ip.martian warning"},
                                          SenderCase{"Broadcast", "255.255.255.255", "ip.martian warning"},
                                          SenderCase{"Nobody", "0.0.0.1", "ip.martian warning"},

@@ -175,7 +175,9 @@ void IpScan::scanHeader(const FrameSight& sight, Copy copy, FindingLog& log)
     const auto source = load::be32(header + 12), destination = load::be32(header + 16);
     const auto net = source >> 24;
     if (net == 0 || net == 127 || net >= 224 || source == destination) [[unlikely]] {
-        const bool isLoopback = sight.sourceMac() == 0 && sight.destinationMac() == 0;
+        // A host that speaks to itself; some record that with addresses on the link.
+        const bool isLoopback =
+            (sight.sourceMac() == 0 && sight.destinationMac() == 0) || (net == 127 && destination >> 24 == 127);
         const bool isUnnumbered = source == 0 // who has no address yet may ask for one, and queries groups
             && (sight.outline.ipProtocol == ipProtocol::igmp
                 || (sight.outline.ipProtocol == ipProtocol::udp && sight.transport().size() >= 4
