@@ -38,18 +38,13 @@ class LayerView {
 public:
     LayerView(const DecodeTree& tree, std::uint32_t layer) : tree_(tree), first_(layer + 1), end_(tree[layer].end) { }
 
-    /// The first node of this field.
+    /// The first node of this field, whatever was asked before: of the arguments of a call, nobody knows which is asked
+    /// first.
     Value operator[](const Field& field) const
     {
-        // Lines name fields in the order of the bytes, so the search goes on where the last one ended.
-        const auto nodes = tree_.nodes();
-        for (auto i = next_ + first_; i < end_; ++i) {
-            if (nodes[i].field == &field)
-                return found(i);
-        }
-        for (auto i = first_; i < next_ + first_; ++i) {
-            if (nodes[i].field == &field)
-                return found(i);
+        for (auto i = first_; i < end_; ++i) {
+            if (tree_[i].field == &field)
+                return {tree_, &tree_[i]};
         }
         return {tree_, nullptr};
     }
@@ -74,15 +69,8 @@ public:
     std::span<const Node> nodes() const { return tree_.nodes().subspan(first_, end_ - first_); }
 
 private:
-    Value found(std::uint32_t index) const
-    {
-        next_ = index - first_;
-        return {tree_, &tree_[index]};
-    }
-
     const DecodeTree& tree_;
     std::uint32_t first_, end_;
-    mutable std::uint32_t next_ = 0;
 };
 
 } // namespace netrondo

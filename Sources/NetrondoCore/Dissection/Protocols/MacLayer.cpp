@@ -82,10 +82,8 @@ void decode(Layer& slow)
 void describe(const LayerView& slow, TextSink& out)
 {
     out("{}", slow[subtype]);
-    // The actor's, which stands first: one after the other, for the partner's fields have the same names.
-    const auto who = slow[system], number = slow[port], how = slow[state];
-    if (who)
-        out(" system {}, port {}, {}", who, number, how);
+    if (const auto who = slow[system]) // the actor, which stands before the partner
+        out(" system {}, port {}, {}", who, slow[port], slow[state]);
 }
 
 constexpr Claim claims[] = {etherType(0x8809)};

@@ -245,7 +245,7 @@ void describeRecord(const LayerView& tls, std::uint64_t kind, std::uint32_t from
             return out("Encrypted Alert");
         if (node.field == &alertLevel) {
             const Value level(tls.tree(), &node);
-            const auto description = tls[alertDescription];
+            const auto description = LayerView(tls.tree(), from - 1)[alertDescription]; // of this record
             return out("Alert ({}{}{})", level, description ? ", " : "", description);
         }
         if (node.field == &tlsHandshake::message)
