@@ -88,6 +88,125 @@ TEST(DecodeSession, ASegmentThatIsLostForGoodDoesNotHoldTheOthersUpForLong)
     EXPECT_EQ(capture.values(after, "dns.q"), "example.office");
 }
 
+/// The query cut in three, its pieces sent in some order behind what makes their numbers known.
+struct EarlyPieces {
+    std::string_view name;
+    bool isAfterSyn;         ///< else after a whole query
+    std::string_view order;  ///< of the pieces
+    std::string_view toldAt; ///< the piece that comes last, and completes the query
+};
+
+class EarlySegments : public testing::TestWithParam<EarlyPieces> { };
+
+TEST_P(EarlySegments, ArePutBehindTheLateOneThatTheyFollow)
+{
+    const auto& row = GetParam();
+    const Bytes query(dnsQuery);
+    Capture capture;
+    auto begin = 100u;
+    if (row.isAfterSyn) {
+        capture.tcp(53, 40000, begin++, {}, 0x02);
+        capture.tcp(40000, 53, 7000, {}, 0x12);
+    } else {
+        capture.tcp(53, 40000, begin, query);
+        begin += static_cast<std::uint32_t>(query.size());
+    }
+    const Bytes pieces[] = {query.first(10), query.subspan(10, 8), query.subspan(18)};
+    const std::uint32_t offsets[] = {0, 10, 18};
+    for (const char piece : row.order) {
+        const auto number = static_cast<std::size_t>(piece - '1');
+        const auto frame = capture.tcp(53, 40000, begin + offsets[number], pieces[number]);
+        EXPECT_EQ(capture.values(frame, "dns.q") == "example.office", piece == row.toldAt[0]) << piece;
+        EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame)) << piece;
+    }
+    const auto next = capture.tcp(53, 40000, begin + static_cast<std::uint32_t>(query.size()), query.first(20));
+    const auto end = capture.tcp(53, 40000, begin + static_cast<std::uint32_t>(query.size()) + 20, query.subspan(20));
+    EXPECT_EQ(capture.values(next, "dns.q"), "");
+    EXPECT_EQ(capture.values(end, "dns.q"), "example.office") << "the stream goes on behind them";
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, EarlySegments,
+                         testing::Values(EarlyPieces{"FirstLast", true, "231", "1"},
+                                         EarlyPieces{"Backwards", true, "321", "1"},
+                                         EarlyPieces{"LastFirst", true, "312", "2"},
+                                         EarlyPieces{"SecondFirst", true, "213", "3"},
+                                         EarlyPieces{"FirstLastAfterAMessage", false, "231", "1"},
+                                         EarlyPieces{"BackwardsAfterAMessage", false, "321", "1"},
+                                         EarlyPieces{"SecondFirstAfterAMessage", false, "213", "3"},
+                                         EarlyPieces{"OneOfThemTwice", true, "2331", "1"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(DecodeSession, WholeMessagesInTheWrongOrderAreToldOnceEach)
+{
+    const auto size = static_cast<std::uint32_t>(dnsQuery.size());
+    Capture capture;
+    capture.tcp(53, 40000, 99, {}, 0x02);
+    const auto second = capture.tcp(53, 40000, 100 + size, dnsQuery);
+    const auto first = capture.tcp(53, 40000, 100, dnsQuery);
+    const auto third = capture.tcp(53, 40000, 100 + 2 * size, dnsQuery);
+    for (const auto frame : {first, second, third}) {
+        EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+        EXPECT_EQ(capture.values(frame, "tcp.together"), "");
+        EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame));
+    }
+}
+
+TEST(DecodeSession, ABodyThatCameBeforeItsHeadersGoesBy)
+{
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 3000\r\n\r\n", body(1000, 'x');
+    const auto at = static_cast<std::uint32_t>(1 + head.size());
+    Capture capture;
+    capture.tcp(40000, 80, 0, {}, 0x12);
+    capture.tcp(40000, 80, at, asBytes(body));
+    const auto first = capture.tcp(40000, 80, 1, asBytes(head));
+    EXPECT_EQ(capture.values(first, "http.status"), "200");
+    capture.tcp(40000, 80, at + 1000, asBytes(body));
+    const auto last = capture.tcp(40000, 80, at + 2000, asBytes(body + "HTTP/1.1 404 Not Found\r\n\r\n"));
+    EXPECT_EQ(capture.info(last), "Continuation, 1000 bytes, HTTP/1.1 404 Not Found");
+}
+
+TEST(DecodeSession, WhatFollowsALostSegmentIsFollowedAtOnce)
+{
+    const Bytes query(dnsQuery);
+    Capture capture;
+    capture.tcp(53, 40000, 99, {}, 0x02);
+    auto sequence = 1000u; // what lies before never comes
+    for (std::size_t i = 0; i < 2 * DecodeSession::maxEarly; ++i) {
+        capture.tcp(53, 40000, sequence, query.first(20));
+        const auto frame = capture.tcp(53, 40000, sequence + 20, query.subspan(20));
+        EXPECT_EQ(capture.values(frame, "dns.q"), "example.office") << i;
+        sequence += static_cast<std::uint32_t>(query.size());
+    }
+    // By now nobody waits for it any more.
+    const auto late = capture.tcp(53, 40000, 100, query.first(20));
+    EXPECT_EQ(capture.values(late, "tcp.together"), "");
+}
+
+TEST(DecodeSession, NumbersFarBackAreThoseOfAnotherConnection)
+{
+    const Bytes query(dnsQuery);
+    Capture capture;
+    capture.tcp(53, 40000, 0x40000000, query);
+    capture.tcp(53, 40000, 100, query.first(20));
+    const auto frame = capture.tcp(53, 40000, 120, query.subspan(20));
+    EXPECT_EQ(capture.values(frame, "dns.q"), "example.office");
+}
+
+TEST(DecodeSession, ConnectionsThatWaitForNothingAreForgottenInTime)
+{
+    DecodeSession session;
+    const auto place = [](std::uint32_t host) {
+        return ConnectionPlace::of(Transport::tcp, Address::ipv4(host), 40000, Address::ipv4(0x0a000001), 80);
+    };
+    session.begin(place(0x0a010000), 1, false);
+    EXPECT_FALSE(session.isFollowing(place(0x0a010000), 1));
+    EXPECT_TRUE(session.isFollowing(place(0x0a010000), 2)) << "it leaves a gap";
+    for (std::uint32_t i = 1; i <= DecodeSession::maxIdle; ++i)
+        session.begin(place(0x0a010000 + i), 1, false);
+    EXPECT_FALSE(session.isFollowing(place(0x0a010000), 2));
+    EXPECT_TRUE(session.isFollowing(place(0x0a010000 + DecodeSession::maxIdle), 2));
+}
+
 TEST(DecodeSession, HeadersOverTwoSegmentsAreReadTogether)
 {
     Capture capture;

@@ -22,13 +22,13 @@ void DecodeSession::beginFrame(std::uint64_t number, std::int64_t nanoseconds)
 {
     number_ = number;
     now_ = nanoseconds;
-    isRepeated_ = false;
+    isRepeated_ = hasDatagram_ = false;
 }
 
 void DecodeSession::forgetAll()
 {
     connections_.clear();
-    pendingBytes_ = memories_ = 0;
+    pendingBytes_ = memories_ = noted_ = 0;
 }
 
 void DecodeSession::forget(const ConnectionKey& key)
@@ -43,9 +43,23 @@ void DecodeSession::forget(const ConnectionKey& key)
     connections_.erase(found);
 }
 
-bool DecodeSession::isFollowing(const ConnectionKey& key) const
+void DecodeSession::begin(const ConnectionPlace& place, std::uint32_t sequence, bool isAnswer)
 {
-    return connections_.contains(key);
+    const auto found = connections_.find(place.key);
+    if (found != connections_.end() && !(isAnswer && found->second.isIdle()))
+        forget(place.key);
+    auto& way = note(place.key).ways[place.way];
+    way.next = sequence;
+    way.isFollowed = true;
+}
+
+bool DecodeSession::isFollowing(const ConnectionPlace& place, std::uint32_t sequence) const
+{
+    const auto found = connections_.find(place.key);
+    if (found == connections_.end())
+        return false;
+    const auto& way = found->second.ways[place.way];
+    return !found->second.isIdle() || (way.isFollowed && way.next != sequence);
 }
 
 const Protocol* DecodeSession::protocolOf(const ConnectionKey& key) const
@@ -59,6 +73,15 @@ DecodeSession::Connection& DecodeSession::connect(const ConnectionKey& key)
     if (connections_.size() >= maxConnections)
         forgetAll();
     return connections_[key];
+}
+
+DecodeSession::Connection& DecodeSession::note(const ConnectionKey& key)
+{
+    if (noted_++ == maxIdle) {
+        erase_if(connections_, [](const auto& entry) { return entry.second.isIdle(); });
+        noted_ = 1;
+    }
+    return connect(key);
 }
 
 std::unique_ptr<ProtocolMemory>* DecodeSession::memory(const ConnectionPlace& place)
@@ -79,22 +102,33 @@ StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint
     size_ = size;
     isWhole_ = isWhole;
     context_ = {};
-    isPassing_ = isEarly_ = false;
+    isPassing_ = isEarly_ = isFilling_ = false;
+    gap_.reset();
     after_.clear();
     const auto found = connections_.find(place.key);
     if (found == connections_.end())
         return context_;
     auto& way = found->second.ways[place.way];
     context_.protocol = found->second.protocol;
+    if (way.isFollowed && static_cast<std::int32_t>(sequence - way.next) < -farBack) { // of another connection
+        dropPending(way);
+        way.skip = way.needed = 0;
+        way.isFollowed = false;
+    }
     if (way.isFollowed) {
         const auto ahead = sequence - way.next;
         if (static_cast<std::int32_t>(ahead) < 0) {
             isRepeated_ = true;
+            isFilling_ = isWhole && way.hole == sequence && !hasDatagram_;
         } else if (ahead > way.skip) { // bytes of a message are missing, or only late
-            isEarly_ = isWhole && mayHold(way, ahead, size);
+            if (way.hole)              // it is the newest gap that may be filled
+                dropEarly(way);
+            isEarly_ = isWhole && !way.pending.empty() && mayHold(way, ahead, size);
             if (isEarly_) {
                 context_.continued = size;
             } else {
+                if (way.pending.empty() && !way.skip)
+                    gap_ = way.next;
                 dropPending(way);
                 way.skip = way.needed = 0;
             }
@@ -102,11 +136,11 @@ StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint
             way.skip -= ahead;
             context_.continued = static_cast<std::uint32_t>(std::min<std::uint64_t>(way.skip, size));
         } else {
-            if (isWhole)
+            if (isWhole && !way.hole)
                 takeEarly(way, sequence + size);
             if (way.pending.size() + size + after_.size() < way.needed) {
                 context_.continued = size;
-            } else if (isWhole && !way.pending.empty()) {
+            } else if (isWhole && (!way.pending.empty() || !after_.empty())) {
                 before_ = way.pending;
                 context_.before = before_;
                 context_.after = after_;
@@ -116,19 +150,19 @@ StreamContext DecodeSession::enterStream(const ConnectionPlace& place, std::uint
             context_.protocol = way.protocol;
     }
     isPassing_ = context_.continued == size;
-    if (context_.protocol || context_.continued || !context_.before.empty())
+    if (!isFilling_)
         keep(context_);
     return context_;
 }
 
 void DecodeSession::keep(const StreamContext& context)
 {
-    if (!contexts_)
+    if (!contexts_ || !(context.protocol || context.continued || context.isTogether()))
         return;
-    // Where the start of a message is kept, nothing of the payload goes by: the number tells how much stands behind.
-    if (context.before.empty())
+    // What is put together has nothing that goes by: the number tells how much stands behind.
+    if (!context.isTogether())
         return keep(ContextKind::stream, context.protocol, context.continued, {});
-    auto bytes = before_;
+    std::vector bytes(context.before.begin(), context.before.end());
     bytes.insert(bytes.end(), after_.begin(), after_.end());
     keep(ContextKind::stream, context.protocol, static_cast<std::uint32_t>(after_.size()), bytes);
 }
@@ -147,7 +181,41 @@ bool DecodeSession::mayHold(const Way& way, std::uint32_t ahead, std::uint32_t s
     std::size_t held = way.pending.size() + size;
     for (const auto& early : way.early)
         held += early.bytes.size();
-    return !way.pending.empty() && way.early.size() < maxEarly && held <= maxPendingEach && ahead <= maxPendingEach;
+    return way.early.size() < maxEarly && held <= maxPendingEach && ahead <= maxPendingEach;
+}
+
+void DecodeSession::hold(Way& way, Bytes payload)
+{
+    way.early.push_back({sequence_, {payload.begin(), payload.end()}});
+    pendingBytes_ += payload.size();
+    if (pendingBytes_ > maxPendingAll)
+        forgetAll();
+}
+
+void DecodeSession::holdBehindHole(Way& way, Bytes payload)
+{
+    if (isWhole_ && mayHold(way, sequence_ - *way.hole, size_))
+        return hold(way, payload);
+    if (!isRepeated_)
+        dropEarly(way);
+}
+
+bool DecodeSession::fillHole(Way& way, const StreamOutcome& outcome)
+{
+    const auto end = sequence_ + size_;
+    if (!outcome.pending.empty() || outcome.skip) { // once more, as if it had come in its turn
+        way.next = sequence_;
+        way.skip = way.needed = 0;
+        pendingBytes_ -= way.pending.size();
+        way.pending.clear();
+        way.hole.reset();
+        return true;
+    }
+    keep(context_);
+    way.hole = end;
+    if (std::ranges::find(way.early, end, &Early::sequence) != way.early.end())
+        dropEarly(way); // it is filled
+    return false;
 }
 
 void DecodeSession::takeEarly(Way& way, std::uint32_t sequence)
@@ -169,33 +237,42 @@ void DecodeSession::takeEarly(Way& way, std::uint32_t sequence)
     });
 }
 
+void DecodeSession::dropEarly(Way& way)
+{
+    for (const auto& early : way.early)
+        pendingBytes_ -= early.bytes.size();
+    way.early.clear();
+    way.hole.reset();
+}
+
 void DecodeSession::dropPending(Way& way)
 {
     pendingBytes_ -= way.pending.size();
-    for (const auto& early : way.early)
-        pendingBytes_ -= early.bytes.size();
     way.pending.clear();
-    way.early.clear();
+    dropEarly(way);
 }
 
-void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
+bool DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
 {
-    if (isRepeated_)
-        return;
     const auto found = connections_.find(place_.key);
     const bool isKnown = found != connections_.end();
-    if (!isKnown && !outcome.isLearned && outcome.pending.empty() && !outcome.skip)
-        return;
-    auto& connection = isKnown ? found->second : connect(place_.key);
+    if (!isKnown && !outcome.isLearned && !outcome.hasMessages && !outcome.skip)
+        return false;
+    auto& connection = isKnown ? found->second : note(place_.key);
     auto& way = connection.ways[place_.way];
-    if (isEarly_) {
-        const auto held = outcome.isAnew ? Bytes() : payload; // what began anew has been told by itself
-        way.early.push_back({sequence_, {held.begin(), held.end()}});
-        pendingBytes_ += held.size();
-        if (pendingBytes_ > maxPendingAll)
-            forgetAll();
-        return;
+    if (isRepeated_) {
+        if (isFilling_)
+            return fillHole(way, outcome);
+        if (way.hole && static_cast<std::int32_t>(sequence_ - *way.hole) > 0)
+            holdBehindHole(way, payload);
+        return false;
     }
+    if (isEarly_) {
+        hold(way, outcome.isAnew ? Bytes() : payload); // what began anew has been told by itself
+        return false;
+    }
+    if (gap_)
+        way.hole = gap_;
     way.next = sequence_ + size_ + static_cast<std::uint32_t>(after_.size());
     way.isFollowed = true;
     if (outcome.isLearned)
@@ -217,12 +294,13 @@ void DecodeSession::leaveStream(const StreamOutcome& outcome, Bytes payload)
         way.needed = 0;
         dropPending(way);
     }
-    if (way.pending.empty())
-        dropPending(way); // nothing is waited for
     if (pendingBytes_ > maxPendingAll)
-        return forgetAll();
-    if (!connection.protocol && connection.ways[0].isIdle() && connection.ways[1].isIdle())
-        connections_.erase(place_.key);
+        forgetAll();
+    else if (way.hole)
+        holdBehindHole(way, payload);
+    else if (way.pending.empty())
+        dropEarly(way); // nothing is waited for
+    return false;
 }
 
 bool DecodeSession::Datagram::fill(const DatagramPiece& piece)
@@ -251,6 +329,7 @@ Bytes DecodeSession::datagram(const DatagramPiece& piece)
     }
     if (!found->fill(piece))
         return {};
+    hasDatagram_ = true;
     wholeDatagram_ = std::move(found->pieces);
     datagrams_.erase(found);
     keep(ContextKind::datagram, nullptr, 0, wholeDatagram_.beginning());

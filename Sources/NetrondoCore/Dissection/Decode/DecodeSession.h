@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace netrondo {
@@ -51,6 +52,8 @@ struct StreamContext {
     Bytes after;                        ///< what follows the payload, from segments that came too early
     std::uint32_t continued = 0; ///< so many first bytes of the payload belong to a message that began earlier and is
                                  ///< not taken apart here
+
+    bool isTogether() const { return !before.empty() || !after.empty(); }
 };
 
 /// What a segment's dissector says about the end of its bytes.
@@ -58,6 +61,7 @@ struct StreamOutcome {
     const Protocol* protocol = nullptr; ///< whose messages they are; nobody's when null
     bool isLearned = false;             ///< by content, against what the port says
     bool isAnew = false;                ///< a message began with the first byte, whatever was expected
+    bool hasMessages = false;           ///< it has messages that may go on in another segment, if these do or not
     Bytes pending;                      ///< the start of a message that goes on
     std::uint64_t needed = 0;           ///< how long `pending` has to become before it is worth another look
     std::uint64_t skip = 0;             ///< how many bytes behind this segment belong to its last message
@@ -86,8 +90,10 @@ struct DatagramPiece {
 class DecodeSession {
 public:
     static constexpr std::size_t maxConnections = 65'536;
+    static constexpr std::size_t maxIdle = 32'768; ///< of them, about: those of which only the next number is known
     static constexpr std::size_t maxPendingEach = 64 * 1024;
-    static constexpr std::size_t maxEarly = 16; ///< segments of a way that came before their turn
+    static constexpr std::size_t maxEarly = 16;      ///< segments of a way that came before their turn
+    static constexpr std::int32_t farBack = 1 << 24; ///< numbers that no segment sent again has: others begin
     static constexpr std::size_t maxPendingAll = 32 * 1024 * 1024;
     static constexpr std::size_t maxMemories = 4096;
     static constexpr std::size_t maxDatagrams = 256;
@@ -106,12 +112,14 @@ public:
     StreamContext enterStream(const ConnectionPlace& place, std::uint32_t sequence, std::uint32_t size, bool isWhole);
     /// What `enterStream` said of a frame, from what was kept of it.
     static StreamContext streamContext(const FoundContexts::Entry& kept, Bytes bytes);
-    /// What became of the payload that entered; `payload` is what the frame holds of it.
-    void leaveStream(const StreamOutcome& outcome, Bytes payload);
-    /// A connection between these two begins: what was known of an earlier one does not hold.
-    void forget(const ConnectionKey& key);
-    /// Whether anything is kept of the connection.
-    bool isFollowing(const ConnectionKey& key) const;
+    /// What became of the payload that entered; `payload` is what the frame holds of it. True when the frame is worth
+    /// decoding again: it came late, and its last message goes on in what came before it.
+    bool leaveStream(const StreamOutcome& outcome, Bytes payload);
+    /// A connection begins with a SYN from there, or with the answer to one, whose data begin with that number: what
+    /// was known of an earlier one does not hold.
+    void begin(const ConnectionPlace& place, std::uint32_t sequence, bool isAnswer);
+    /// Whether what came before matters to a frame there; of TCP, with that number.
+    bool isFollowing(const ConnectionPlace& place, std::uint32_t sequence) const;
     /// The protocol of a connection, known by what came before; or null.
     const Protocol* protocolOf(const ConnectionKey& key) const;
     /// From here on the connection's payloads are this protocol's.
@@ -148,14 +156,18 @@ private:
         std::uint64_t skip = 0;
         std::uint64_t needed = 0;
         std::vector<std::uint8_t> pending;
-        std::vector<Early> early; ///< only while something is pending
+        std::vector<Early> early;          ///< only while something is pending, or behind a hole
+        std::optional<std::uint32_t> hole; ///< where a segment is missing that may come late; what came early was told
+                                           ///< by itself, for no message was pending
         std::unique_ptr<ProtocolMemory> memory;
 
-        bool isIdle() const { return skip == 0 && pending.empty() && !memory; }
+        bool isIdle() const { return skip == 0 && pending.empty() && !hole && !memory; }
     };
     struct Connection {
         const Protocol* protocol = nullptr;
         std::array<Way, 2> ways;
+
+        bool isIdle() const { return !protocol && ways[0].isIdle() && ways[1].isIdle(); }
     };
     struct Datagram {
         Address source, destination;
@@ -169,10 +181,18 @@ private:
     };
 
     Connection& connect(const ConnectionKey& key);
-    /// Whether a segment that leaves a gap is worth waiting for what fills it.
+    /// The same for one of which only the next number is to be known; from time to time the others of that sort go.
+    Connection& note(const ConnectionKey& key);
+    void forget(const ConnectionKey& key);
+    /// Whether there is room for a segment that comes so far before its turn.
     static bool mayHold(const Way& way, std::uint32_t ahead, std::uint32_t size);
+    void hold(Way& way, Bytes payload);
+    /// Holds a segment behind the way's hole, or gives the hole up.
+    void holdBehindHole(Way& way, Bytes payload);
+    bool fillHole(Way& way, const StreamOutcome& outcome);
     /// Takes what follows `sequence` out of the segments that came early, and drops those that come too late now.
     void takeEarly(Way& way, std::uint32_t sequence);
+    void dropEarly(Way& way);
     void dropPending(Way& way);
     void forgetAll();
 
@@ -182,6 +202,8 @@ private:
     boost::unordered_flat_map<ConnectionKey, Connection, ConnectionKeyHash> connections_;
     std::size_t pendingBytes_ = 0;
     std::size_t memories_ = 0;
+    std::size_t noted_ = 0;    ///< since idle ones were forgotten
+    bool hasDatagram_ = false; ///< the frame completed one, which is not there a second time
 
     // The segment between `enterStream` and `leaveStream`.
     ConnectionPlace place_;
@@ -190,8 +212,10 @@ private:
     bool isWhole_ = false;
     bool isRepeated_ = false;
     StreamContext context_;
-    bool isPassing_ = false; ///< the payload is all within a message
-    bool isEarly_ = false;   ///< the segment leaves a gap that may yet be filled
+    bool isPassing_ = false;           ///< the payload is all within a message
+    bool isEarly_ = false;             ///< the segment leaves a gap in a message that may yet be filled
+    bool isFilling_ = false;           ///< the segment is the one that the hole begins with
+    std::optional<std::uint32_t> gap_; ///< where it left one while no message was pending
     std::vector<std::uint8_t> before_, after_;
 
     std::deque<Datagram> datagrams_;

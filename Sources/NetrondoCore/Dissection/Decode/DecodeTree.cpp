@@ -3,12 +3,13 @@
 
 namespace netrondo {
 
-void DecodeTree::grow()
+void DecodeTree::grow(std::uint32_t count)
 {
-    auto larger = std::make_unique_for_overwrite<Node[]>(std::size_t{capacity_} * 2);
+    const auto capacity = std::max(capacity_ * 2, count_ + count);
+    auto larger = std::make_unique_for_overwrite<Node[]>(capacity);
     std::copy_n(nodes_.get(), count_, larger.get());
     nodes_ = std::move(larger);
-    capacity_ *= 2;
+    capacity_ = capacity;
 }
 
 } // namespace netrondo

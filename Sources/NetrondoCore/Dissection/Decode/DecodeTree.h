@@ -31,7 +31,7 @@ struct Node {
     std::uint32_t length;
     std::uint32_t end; ///< index of the node behind this one's subtree
     Expert expert;
-    std::uint8_t flags;
+    std::uint16_t flags; ///< not of a byte: writing one could change anything, as far as the compiler knows
 };
 static_assert(sizeof(Node) == 32);
 
@@ -92,12 +92,28 @@ public:
     [[gnu::always_inline]] Node& add(const Field& field, std::uint64_t number, std::size_t offset, std::size_t length,
                                      std::uint8_t flags)
     {
-        if (count_ == capacity_) [[unlikely]]
-            grow();
-        auto& node = nodes_[count_++];
-        node = {&field,       number, static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(length), count_,
+        const auto added = extend(1);
+        return added.nodes[0] = leaf(field, number, offset, length, added.first, flags);
+    }
+    /// Room for some nodes behind the last one, for the caller to fill with leaves from the first on.
+    struct Added {
+        Node* nodes;
+        std::uint32_t first; ///< the index of the first of them
+    };
+    [[gnu::always_inline]] Added extend(std::uint32_t count)
+    {
+        if (capacity_ - count_ < count) [[unlikely]]
+            grow(count);
+        const auto first = count_;
+        count_ += count;
+        return {&nodes_[first], first};
+    }
+    /// A node without children that stands at `index`.
+    [[gnu::always_inline]] static Node leaf(const Field& field, std::uint64_t number, std::size_t offset,
+                                            std::size_t length, std::uint32_t index, std::uint8_t flags)
+    {
+        return {&field,       number, static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(length), index + 1,
                 Expert::none, flags};
-        return node;
     }
     Node& at(std::uint32_t index) { return nodes_[index]; }
     void close(std::uint32_t index) { nodes_[index].end = count_; }
@@ -128,7 +144,7 @@ public:
 
 private:
     static constexpr std::uint32_t initialNodes = 256;
-    void grow();
+    void grow(std::uint32_t count);
 
     Bytes frame_;
     std::unique_ptr<Node[]> nodes_;

@@ -206,8 +206,8 @@ void decode(const CaptureFrame& capture, DecodeTree& tree, FrameSummary& summary
     // A place is taken where it stands: its parts have just been written one by one, and a copy would wait for them.
     while (decoding.pendingCount)
         run(decoding, decoding.pending[--decoding.pendingCount]);
-    if (decoding.stream.isEntered)
-        session->leaveStream(decoding.stream.outcome, decoding.stream.payload);
+    if (decoding.stream.isEntered && session->leaveStream(decoding.stream.outcome, decoding.stream.payload))
+        decode(capture, tree, summary, session, contexts, depth, known); // now in its turn, so this once
 }
 
 } // namespace netrondo::Dissector

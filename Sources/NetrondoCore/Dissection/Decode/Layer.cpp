@@ -40,6 +40,12 @@ std::uint64_t Layer::stopAt(const Field& field, std::size_t need)
     return 0;
 }
 
+void Layer::readSome(std::initializer_list<const Field*> fields)
+{
+    for (const auto* field : fields)
+        read(*field);
+}
+
 void Layer::reject(const Field& reason)
 {
     if (stopped_)
@@ -131,7 +137,7 @@ Layer::Window::~Window()
     if (layer_.stopped_)
         return;
     layer_.offset_ = target_;
-    if (tooLong_)
+    if (tooLong_ && !(layer_.isCut() && layer_.passedCut_)) // else an inner layer tells
         layer_.stopAt(stop::skipped, 0);
 }
 
@@ -155,8 +161,27 @@ void Layer::embed(const Protocol& protocol, std::size_t count)
 {
     const auto before = decoding_.pendingCount;
     handOver(protocol, count);
-    if (decoding_.pendingCount > before)
-        decoding_.pending[before].nodeFlags |= Node::embedded;
+    embedFrom(before);
+}
+
+void Layer::embedOwn(const Protocol& protocol, std::size_t offset, std::size_t count)
+{
+    const auto before = decoding_.pendingCount;
+    handOverOwn(protocol, offset, count);
+    embedFrom(before);
+}
+
+void Layer::embedCopy(const Protocol& protocol, Bytes bytes)
+{
+    const auto before = decoding_.pendingCount;
+    handOverCopy(protocol, bytes);
+    embedFrom(before);
+}
+
+void Layer::embedFrom(std::size_t pendingCount)
+{
+    if (decoding_.pendingCount > pendingCount)
+        decoding_.pending[pendingCount].nodeFlags |= Node::embedded;
 }
 
 void Layer::handOverData(std::size_t count)
@@ -266,7 +291,7 @@ void Layer::handOverSegment(std::uint16_t sourcePort, std::uint16_t destinationP
         && protocol->guess(rest(), Transport::tcp) == Likeness::certain;
     const auto at = decoding_.pendingCount;
     const auto continued = std::min(context.continued, static_cast<std::uint32_t>(left()));
-    if (context.before.empty() || !handOverTogether(*protocol, context, together))
+    if (!context.isTogether() || !handOverTogether(*protocol, context, together))
         handOver(*protocol);
     if (decoding_.pendingCount == at)
         return;
@@ -308,12 +333,13 @@ bool Layer::handOverDatagram(const DatagramPiece& piece, Claim claim, const Fiel
     return true;
 }
 
-void Layer::beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort)
+void Layer::beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,
+                            bool isAnswer)
 {
     if (decoding_.session && !isQuoted())
-        decoding_.session->forget(ConnectionPlace::of(Transport::tcp, decoding_.networkSource, sourcePort,
-                                                      decoding_.networkDestination, destinationPort)
-                                      .key);
+        decoding_.session->begin(ConnectionPlace::of(Transport::tcp, decoding_.networkSource, sourcePort,
+                                                     decoding_.networkDestination, destinationPort),
+                                 sequence, isAnswer);
 }
 
 ConnectionPlace Layer::placeIn(Transport transport)
@@ -345,6 +371,7 @@ void Layer::leaveMessage()
 {
     auto& outcome = decoding_.stream.outcome;
     outcome.isAnew = hasMessage_ && message_ == begin_;
+    outcome.hasMessages = hasMessage_;
     outcome.skip = goesOn_;
     if (goesOn_ || !hasMessage_ || !stopped_ || isCutStop_ || stopExpert_ != Expert::none)
         return;

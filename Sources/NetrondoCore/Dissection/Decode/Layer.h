@@ -29,22 +29,31 @@ public:
         offset_ += static_cast<std::uint32_t>(size);
         return number;
     }
-    template <typename... More> void read(const Field& first, const Field& second, const More&... more)
+    /// One after the other; where all are there, their nodes are added at once.
+    template <typename... More>
+    [[gnu::always_inline]] void read(const Field& first, const Field& second, const More&... more)
     {
-        read(first);
-        read(second);
-        (static_cast<void>(read(more)), ...);
+        if (stopped_ || left() < sizeOf(first.wire) + (sizeOf(second.wire) + ... + sizeOf(more.wire))) [[unlikely]]
+            return readSome({&first, &second, &more...});
+        auto [node, index] = tree_.extend(2 + sizeof...(more));
+        const auto put = [&](const Field& field) __attribute__((always_inline))
+        {
+            const auto size = sizeOf(field.wire);
+            *node++ = DecodeTree::leaf(field, load(field.wire, at()), offset_, size, index++, flags_);
+            offset_ += static_cast<std::uint32_t>(size);
+        };
+        put(first), put(second), (put(more), ...);
     }
     /// Reads a number and adds a node for each of the parts it is made of.
-    template <typename... Parts> std::uint64_t readParts(const Field& whole, const Parts&... parts)
+    template <typename... Parts>
+    [[gnu::always_inline]] std::uint64_t readParts(const Field& whole, const Parts&... parts)
     {
-        const auto index = tree_.size();
-        const auto start = offset_;
-        const auto number = read(whole);
-        if (!stopped_) {
-            (static_cast<void>(tree_.add(parts, partOf(parts, number), start, offset_ - start, flags_)), ...);
-            tree_.close(index);
-        }
+        const auto size = sizeOf(whole.wire);
+        if (left() < size || stopped_) [[unlikely]]
+            return stopAt(whole, size);
+        const auto number = load(whole.wire, at());
+        addParts(whole, number, offset_, size, parts...);
+        offset_ += static_cast<std::uint32_t>(size);
         return number;
     }
     Bytes readBytes(const Field& field, std::size_t count);
@@ -89,12 +98,13 @@ public:
     }
     /// A node and, as its children, the parts of its number; they all stand for the same bytes.
     template <typename... Parts>
-    void addParts(const Field& whole, std::uint64_t number, std::size_t from, std::size_t length, const Parts&... parts)
+    [[gnu::always_inline]] void addParts(const Field& whole, std::uint64_t number, std::size_t from, std::size_t length,
+                                         const Parts&... parts)
     {
-        const auto index = tree_.size();
-        add(whole, number, from, length);
-        (static_cast<void>(add(parts, partOf(parts, number), from, length)), ...);
-        tree_.close(index);
+        auto [node, index] = tree_.extend(1 + sizeof...(parts));
+        *node = DecodeTree::leaf(whole, number, from, length, index, flags_);
+        node->end = static_cast<std::uint32_t>(index + 1 + sizeof...(parts));
+        ((*++node = DecodeTree::leaf(parts, partOf(parts, number), from, length, ++index, flags_)), ...);
     }
     /// A number worked out by the dissector; it stands for no bytes.
     Node& add(const Field& field, std::uint64_t number) { return add(field, number, 0, 0); }
@@ -156,6 +166,8 @@ public:
     void handOver(const Protocol& protocol, std::size_t count = SIZE_MAX);
     /// A part of this protocol's message in a format of its own; the packet list stays with this protocol.
     void embed(const Protocol& protocol, std::size_t count = SIZE_MAX);
+    void embedOwn(const Protocol& protocol, std::size_t offset, std::size_t count);
+    void embedCopy(const Protocol& protocol, Bytes bytes);
     /// A transport's payload, by its two ports and by content.
     bool handOverPayload(Transport transport, std::uint16_t sourcePort, std::uint16_t destinationPort);
     /// A TCP segment's payload, which goes on with what earlier segments left: `together` is the node that says so.
@@ -197,8 +209,9 @@ public:
     /// A datagram of which this piece is the last to come: its payload, put together, goes to the claimant. False while
     /// pieces are missing; the piece has not been read then.
     bool handOverDatagram(const DatagramPiece& piece, Claim claim, const Field& together);
-    /// A connection between the ends of this segment begins.
-    void beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort);
+    /// A connection between the ends of this segment begins, or is answered; the data begin with that number.
+    void beginConnection(std::uint16_t sourcePort, std::uint16_t destinationPort, std::uint32_t sequence,
+                         bool isAnswer);
     /// What the protocol keeps of this way of the connection, or of both; null when frames are not followed, and for a
     /// segment that only repeats what was seen.
     enum class Ways { one, both };
@@ -279,11 +292,15 @@ private:
         }
     }
     std::uint64_t stopAt(const Field& field, std::size_t need);
+    /// As many of the fields as are there.
+    void readSome(std::initializer_list<const Field*> fields);
     const Protocol* protocolOfConnection(Transport transport);
     ConnectionPlace placeIn(Transport transport);
     std::unique_ptr<ProtocolMemory>* memorySlot(Transport transport, Ways ways);
     bool handOverTogether(const Protocol& protocol, const StreamContext& context, const Field& together);
     void leaveMessage();
+    /// Makes what was handed over since then embedded.
+    void embedFrom(std::size_t pendingCount);
 
     Decoding& decoding_;
     DecodeTree& tree_;

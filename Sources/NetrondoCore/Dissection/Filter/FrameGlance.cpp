@@ -180,8 +180,8 @@ bool FrameGlance::isFollowed() const
         return false;
     return session_->isFollowing(ConnectionPlace::of(headers_->isTcp ? Transport::tcp : Transport::udp,
                                                      headers_->source(), headers_->sourcePort(),
-                                                     headers_->destination(), headers_->destinationPort())
-                                     .key);
+                                                     headers_->destination(), headers_->destinationPort()),
+                                 load::be32(headers_->transport + 4));
 }
 
 Address FrameGlance::source(Place place) const

@@ -32,15 +32,6 @@ struct Fragments : ProtocolMemory {
 };
 constexpr std::size_t longestFlight = 64 * 1024;
 
-void embedWhole(Layer& eap, Bytes whole)
-{
-    auto& frame = eap.frame();
-    const auto before = frame.pendingCount;
-    eap.handOverCopy(tls::protocol, whole);
-    if (frame.pendingCount > before)
-        frame.pending[before].nodeFlags |= Node::embedded;
-}
-
 /// Takes a fragment that is not the first; with the last one the whole goes to TLS.
 void readFragment(Layer& eap, Fragments& open, std::uint64_t number, bool isLast)
 {
@@ -51,7 +42,7 @@ void readFragment(Layer& eap, Fragments& open, std::uint64_t number, bool isLast
     if (!isLast)
         return;
     eap.keep(open.bytes);
-    embedWhole(eap, open.bytes);
+    eap.embedCopy(tls::protocol, open.bytes);
     open.bytes.clear();
 }
 
@@ -65,7 +56,7 @@ void readTls(Layer& eap, std::uint64_t number)
     const bool isLast = !(bits & 0x40);
     if (const auto whole = eap.kept()) {
         eap.readRest(fragment);
-        return embedWhole(eap, *whole);
+        return eap.embedCopy(tls::protocol, *whole);
     }
     auto* const open = eap.memory<Fragments>(eap.summary().transport, Layer::Ways::one);
     if (open && !open->bytes.empty())

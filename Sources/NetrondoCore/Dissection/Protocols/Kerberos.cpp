@@ -32,7 +32,10 @@ constexpr NamedValue encryptionTypes[] = {{1, "des-cbc-crc"},
                                           {19, "aes128-cts-hmac-sha256-128"},
                                           {20, "aes256-cts-hmac-sha384-192"},
                                           {23, "rc4-hmac"},
-                                          {24, "rc4-hmac-exp"}};
+                                          {24, "rc4-hmac-exp"},
+                                          {static_cast<std::uint64_t>(-128), "rc4-md4"},
+                                          {static_cast<std::uint64_t>(-133), "rc4-hmac-old"},
+                                          {static_cast<std::uint64_t>(-135), "rc4-hmac-old-exp"}};
 
 constexpr Field recordLength{"kerberos.record_len", "Record length", Wire::u32};
 constexpr Field message{"kerberos.type", "Message type", Wire::number, messages};
@@ -44,7 +47,7 @@ constexpr Field serverName{"kerberos.sname", "Server name", Wire::text};
 constexpr Field nameType{"kerberos.name_type", "Name type", Wire::number};
 constexpr Field errorCode{"kerberos.error", "Error code", Wire::number, errors};
 constexpr Field errorText{"kerberos.error_text", "Error text", Wire::text};
-constexpr Field encryptionType{"kerberos.etype", "Encryption type", Wire::number, encryptionTypes};
+constexpr Field encryptionType{"kerberos.etype", "Encryption type", Wire::i32, encryptionTypes};
 constexpr Field until{"kerberos.till", "Valid until", Wire::text};
 constexpr Field nonce{"kerberos.nonce", "Nonce", Wire::number};
 constexpr Field serverTime{"kerberos.stime", "Server time", Wire::text};
@@ -219,6 +222,12 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(88), udpPort(88), tcpPort(464), udpPort(464)};
 } // namespace
 
-constexpr Protocol protocol{{"kerberos", "Kerberos", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{{"kerberos", "Kerberos", Wire::layer},
+                            {},
+                            claims,
+                            decode,
+                            describe,
+                            guess,
+                            Opening{.firstBytes = {}}.orByte(0).orBytes(0x60, 0x7f)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::kerberos

@@ -148,7 +148,7 @@ void openInitial(Layer& quic, std::uint32_t numbered, Bytes id, Bytes whole, std
         return; // a server's of which the client's first packet is missing; or not what it seems
     quic.add(packetNumber, opened.packetNumber);
     const auto start = static_cast<std::size_t>(room.data() - quic.tree().ownBytes().data());
-    quic.handOverOwn(quicframes::protocol, start, opened.length);
+    quic.embedOwn(quicframes::protocol, start, opened.length);
 }
 
 void readLong(Layer& quic)

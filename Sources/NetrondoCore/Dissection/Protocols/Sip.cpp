@@ -65,13 +65,18 @@ void describeMessage(const LayerView& sip, TextSink& out)
 
 Likeness guessOf(Bytes payload, std::string_view name)
 {
-    if (payload.size() < 12 || payload[0] < 'A' || payload[0] > 'Z')
+    constexpr std::size_t longestMethod = 20;
+    const auto text = asText(payload);
+    if (text.starts_with(name))
+        return Likeness::certain;
+    // Lines can be long; most of what is none of these has no word at its start.
+    if (text.size() < 12 || text[0] < 'A' || text[0] > 'Z' || text.substr(0, longestMethod).find(' ') == text.npos)
         return Likeness::none;
     const auto line = textLines::firstLine(payload);
-    return line.starts_with(name) || (line.size() > name.size() && line.ends_with(name) && line.find(' ') < 20)
-        ? Likeness::certain
-        : Likeness::none;
+    return line.size() > name.size() && line.ends_with(name) ? Likeness::certain : Likeness::none;
 }
+
+constexpr auto opening = Opening{.firstBytes = {}}.orBytes('A', 'Z');
 
 } // namespace
 
@@ -85,7 +90,7 @@ Likeness guess(Bytes payload, Transport)
 constexpr Claim claims[] = {udpPort(5060), tcpPort(5060)};
 } // namespace
 
-constexpr Protocol protocol{{"sip", "SIP", Wire::layer}, {}, claims, decodeMessage, describeMessage, guess};
+constexpr Protocol protocol{{"sip", "SIP", Wire::layer}, {}, claims, decodeMessage, describeMessage, guess, opening};
 static_assert(wellFormed(protocol));
 } // namespace sip
 
@@ -99,7 +104,7 @@ Likeness guess(Bytes payload, Transport)
 constexpr Claim claims[] = {tcpPort(554), tcpPort(8554)};
 } // namespace
 
-constexpr Protocol protocol{{"rtsp", "RTSP", Wire::layer}, {}, claims, decodeMessage, describeMessage, guess};
+constexpr Protocol protocol{{"rtsp", "RTSP", Wire::layer}, {}, claims, decodeMessage, describeMessage, guess, opening};
 static_assert(wellFormed(protocol));
 } // namespace rtsp
 

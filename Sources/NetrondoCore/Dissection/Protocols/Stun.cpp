@@ -159,6 +159,7 @@ Likeness guess(Bytes payload, Transport)
 constexpr Claim claims[] = {udpPort(3478), tcpPort(3478)};
 } // namespace
 
-constexpr Protocol protocol{{"stun", "STUN", Wire::layer}, {}, claims, decode, describe, guess};
+constexpr Protocol protocol{
+    {"stun", "STUN", Wire::layer}, {}, claims, decode, describe, guess, Opening{.firstBytes = {}}.orBytes(0, 0x3f)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::stun

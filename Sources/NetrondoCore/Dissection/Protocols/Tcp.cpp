@@ -222,11 +222,12 @@ void decode(Layer& tcp)
     else if (!readHeader(tcp))
         return;
     tcp.add(payloadLength, tcp.leftOnWire());
-    const bool opens = segment[lengthAndFlags + 1] & tcpFlag::syn;
-    if (opens)
-        tcp.beginConnection(from, to);
     // The SYN takes a number of its own, before any data that comes with it (RFC 9293, 3.4).
-    tcp.handOverSegment(from, to, load::be32(segment.data() + 4) + opens, together);
+    const bool opens = segment[lengthAndFlags + 1] & tcpFlag::syn;
+    const auto first = load::be32(segment.data() + 4) + opens;
+    if (opens)
+        tcp.beginConnection(from, to, first, segment[lengthAndFlags + 1] & tcpFlag::ack);
+    tcp.handOverSegment(from, to, first, together);
 }
 
 void describeOptions(Bytes options, TextSink& out)
