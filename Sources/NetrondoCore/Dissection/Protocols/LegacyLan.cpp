@@ -100,8 +100,9 @@ constexpr Field destinationName{"nbdgm.dst_name", "Destination name", Wire::made
 /// The letters of RFC 1001, 14.1; 34 bytes with length and end.
 void readEncodedName(Layer& layer, const Field& field)
 {
-    if (!layer.more(34) || layer.peek8() != 32)
-        return layer.reject(field);
+    constexpr std::size_t wholeName = 34;
+    if (!layer.more(wholeName) || layer.peek8() != 32)
+        return layer.isCut() && layer.left() < wholeName ? layer.skip(wholeName) : layer.reject(field);
     std::uint8_t name[16];
     for (std::size_t i = 0; i < 16; ++i)
         name[i] =

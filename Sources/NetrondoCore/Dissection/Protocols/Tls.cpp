@@ -108,9 +108,11 @@ bool isRecord(Bytes bytes)
         && (bytes.size() < 5 || load::be16(&bytes[3]) <= 0x4800);
 }
 
+constexpr std::size_t recordHeader = 13; // of DTLS
+
 bool isDatagramRecord(Bytes bytes)
 {
-    return bytes.size() >= 13 && bytes[0] >= 20 && bytes[0] <= 25 && bytes[1] == 0xfe
+    return bytes.size() >= recordHeader && bytes[0] >= 20 && bytes[0] <= 25 && bytes[1] == 0xfe
         && (bytes[2] == 0xff || bytes[2] == 0xfd) && load::be16(&bytes[11]) <= 0x4800;
 }
 
@@ -219,7 +221,7 @@ void decodeDtls(Layer& tls)
     tlsHandshake::Fragments fragments;
     while (tls.more()) {
         if (!isDatagramRecord(tls.rest()))
-            return tls.reject(contentType);
+            return tls.isCut() && tls.left() < recordHeader ? tls.skip(recordHeader) : tls.reject(contentType);
         const Layer::Group group(tls, record, tls.peek8());
         const auto kind = tls.read(contentType);
         tls.read(tlsHandshake::version);

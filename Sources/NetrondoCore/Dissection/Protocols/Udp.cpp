@@ -40,7 +40,7 @@ void decode(Layer& udp)
         return udp.reject(length);
     // A first fragment's length is that of the whole datagram, so only a shorter one is taken at its word.
     const auto payload = size ? std::min<std::size_t>(size - 8, udp.leftOnWire()) : udp.leftOnWire();
-    const Layer::Window datagram(udp, std::min(payload, udp.left()));
+    const Layer::Window datagram(udp, payload);
     udp.handOverPayload(Transport::udp, from, to);
 }
 
