@@ -2,6 +2,9 @@
 #include "Support/Dissect.h"
 #include "Support/Hex.h"
 
+#include "Dissection/Decode/Layer.h"
+#include "Dissection/Decode/LayerView.h"
+
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
@@ -60,6 +63,90 @@ TEST(Decoder, JsonNamesNumbersInAChild)
               std::string::npos)
         << text;
 }
+
+TEST(Decoder, AFieldIsTheFirstOfItsLayerInWhateverOrderFieldsAreAskedFor)
+{
+    static constexpr Field layer{"pair", "Pair", Wire::layer}, system{"pair.system", "System", Wire::u8},
+        port{"pair.port", "Port", Wire::u8};
+    DecodeTree tree;
+    tree.add(layer, 0, 0, 4, 0);
+    for (const std::uint64_t number : {1u, 2u}) {
+        tree.add(system, number, 0, 1, 0);
+        tree.add(port, 10 * number, 1, 1, 0);
+    }
+    tree.close(0);
+    const LayerView view(tree, 0);
+    EXPECT_EQ(view[port], 10);
+    EXPECT_EQ(view[system], 1);
+    EXPECT_EQ(view[port], 10);
+    EXPECT_EQ(view.count(system), 2u);
+}
+
+TEST(Decoder, ATreeGrowsAsItsFrameNeeds)
+{
+    static constexpr Field whole{"byte", "Byte", Wire::u8}, high{"byte.high", "High", Wire::bits, {}, 0xf0},
+        low{"byte.low", "Low", Wire::bits, {}, 0x0f};
+    const std::vector<std::uint8_t> bytes(1000, 0x5a);
+    DecodeTree tree;
+    tree.clear(bytes);
+    FrameSummary summary;
+    const CaptureFrame frame;
+    Decoding decoding(tree, summary, frame, nullptr, nullptr, DecodeDepth::tree);
+    const PendingLayer place{nullptr, 0, 1000, 1000, 0, false, false, false, false, 0};
+    Layer layer(decoding, place);
+    while (layer.more())
+        layer.readParts(whole, high, low);
+    ASSERT_EQ(tree.size(), 3000u);
+    for (std::uint32_t i = 0; i < tree.size(); i += 3) {
+        EXPECT_EQ(tree[i].end, i + 3);
+        EXPECT_EQ(tree[i].offset, i / 3);
+        EXPECT_EQ(tree[i + 1].number, 5u);
+        EXPECT_EQ(tree[i + 2].number, 10u);
+        EXPECT_EQ(tree[i + 2].end, i + 3);
+    }
+}
+
+TEST(Decoder, OfFieldsReadTogetherThoseThatAreThereAreKept)
+{
+    const auto frame = decoded(hex("ffffffffffff 02000000000a 0806 0001 0800 06 04 0001 02000000000a 0a00"));
+    EXPECT_EQ(values(frame, "arp.sha"), "02:00:00:00:00:0a");
+    EXPECT_EQ(values(frame, "arp.spa"), "");
+    EXPECT_EQ(values(frame, "decode.malformed"), "at byte 28: ARP sender IP");
+}
+
+struct UnknownLink {
+    std::string_view name, bytes, layers;
+};
+
+class UnknownLinks : public testing::TestWithParam<UnknownLink> { };
+
+TEST_P(UnknownLinks, AreReadByWhatTheirBytesLookLike)
+{
+    EXPECT_EQ(layers(decoded(hex(GetParam().bytes), LinkType::unknown)), GetParam().layers);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bytes, UnknownLinks,
+    testing::Values(UnknownLink{"Ipv4", "4500001c 00010000 4011 66ce 0a000001 0a000002 9c400009 00080000",
+                                "frame:raw:ip:udp"},
+                    UnknownLink{"Ipv4WithAWrongChecksum",
+                                "4500001c 00010000 4011 66cf 0a000001 0a000002 9c400009 00080000", "frame:data"},
+                    UnknownLink{"Ipv4LongerThanTheFrame",
+                                "4500041c 00010000 4011 62ce 0a000001 0a000002 9c400009 00080000", "frame:data"},
+                    UnknownLink{"Ipv6",
+                                "60000000 0008 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
+                                "9c400009 00080000",
+                                "frame:raw:ipv6:udp"},
+                    UnknownLink{"Ipv6OfAnotherLength",
+                                "60000000 0009 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
+                                "9c400009 00080000",
+                                "frame:data"},
+                    UnknownLink{"Ppp", "ff03 c021 09240008 e7e18ff6", "frame:ppp:pppcontrol"},
+                    UnknownLink{"PppOfNobodysProtocol", "ff03 1111 09240008 e7e18ff6", "frame:data"},
+                    UnknownLink{"CiscoHdlc", "8f00 8035 00000002 00000005 00000002 ffff", "frame:chdlc:padding"},
+                    UnknownLink{"Nothing", "", "frame"}, UnknownLink{"FewBytes", "4500001c", "frame:data"},
+                    UnknownLink{"Others", "00040338 00000000 00000000 00000000 0000049c", "frame:data"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 } // namespace
 } // namespace netrondo::test

@@ -16,7 +16,13 @@ constexpr NamedValue types[] = {{1, "Solicit"},
                                 {10, "Reconfigure"},
                                 {11, "Information-request"},
                                 {12, "Relay-forward"},
-                                {13, "Relay-reply"}};
+                                {13, "Relay-reply"},
+                                {14, "Leasequery"},
+                                {15, "Leasequery-reply"},
+                                {16, "Leasequery-done"},
+                                {17, "Leasequery-data"},
+                                {20, "DHCPv4-query"},
+                                {21, "DHCPv4-response"}};
 constexpr NamedValue optionNames[] = {
     {1, "client identifier"},   {2, "server identifier"}, {3, "IA_NA"},         {4, "IA_TA"},
     {5, "IA address"},          {6, "option request"},    {7, "preference"},    {8, "elapsed time"},

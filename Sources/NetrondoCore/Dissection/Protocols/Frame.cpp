@@ -1,5 +1,7 @@
 // The frame as it was captured: its number, time and lengths, ahead of all protocols.
+#include "Dissection/Decode/Dissector.h"
 #include "Dissection/Protocols/Protocols.h"
+#include "Dissection/Wire/InternetChecksum.h"
 
 namespace netrondo::frame {
 namespace {
@@ -12,6 +14,29 @@ constexpr Field interface {
     "frame.interface_id", "Interface", Wire::number
 };
 
+/// The link of a frame whose own is not known, by what its bytes look like. Readers keep no number of a link type that
+/// they have no name for, and IP without a link header has two.
+std::uint16_t likelyLink(Bytes bytes, std::uint32_t onWire)
+{
+    constexpr std::uint16_t raw = 12, ppp = 9, hdlc = 104, none = 0xffff;
+    if (bytes.size() < 8)
+        return none;
+    const auto* const at = bytes.data();
+    const std::size_t header = (at[0] & 0x0fu) * 4u;
+    if (at[0] >> 4 == 4 && header >= 20 && header <= bytes.size() && load::be16(at + 2) >= header
+        && load::be16(at + 2) <= onWire && InternetChecksum::isRightHeader(at, header))
+        return raw;
+    if (at[0] >> 4 == 6 && load::be16(at + 4) + 40u == onWire)
+        return raw;
+    const auto next = load::be16(at + 2);
+    if (load::be16(at) == 0xff03 && Dissector::claimant(ClaimTable::pppProtocol, next))
+        return ppp;
+    const bool isHdlc = (at[0] == 0x0f || at[0] == 0x8f) && at[1] == 0;
+    if (isHdlc && (next == 0x8035 || Dissector::claimant(ClaimTable::etherType, next)))
+        return hdlc;
+    return none;
+}
+
 void decode(Layer& frame)
 {
     const auto& capture = frame.frame().capture;
@@ -20,9 +45,9 @@ void decode(Layer& frame)
     frame.add(length, capture.originalLength);
     frame.add(captured, capture.data.size());
     frame.add(interface, static_cast<std::uint64_t>(capture.interfaceID));
-    if (!frame.handOver(linkTypeIs(static_cast<std::uint16_t>(capture.linkType))) && capture.data.empty()
-        && capture.originalLength)
-        frame.mark(Expert::cut);
+    const auto link = capture.linkType == LinkType::unknown ? likelyLink(capture.data, capture.originalLength)
+                                                            : static_cast<std::uint16_t>(capture.linkType);
+    frame.handOver(linkTypeIs(link));
 }
 
 constexpr const Field* catalogue[] = {&length, &number, &time};

@@ -130,7 +130,9 @@ constexpr NamedValue notices[] = {{1, "unsupported critical payload"},
                                   {16396, "MOBIKE supported"},
                                   {16404, "multiple authentication"},
                                   {16418, "signature hash algorithms"},
-                                  {16430, "fragmentation supported"}};
+                                  {16406, "redirect supported"},
+                                  {16430, "fragmentation supported"},
+                                  {16431, "hash algorithms of signatures"}};
 
 constexpr Field proposal{"ike.proposal", "Proposal", Wire::group};
 constexpr Field proposalNext{"ike.proposal_next", "More proposals", Wire::u8};

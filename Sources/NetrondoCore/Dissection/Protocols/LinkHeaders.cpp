@@ -50,6 +50,51 @@ constexpr Protocol protocol{{"raw", "Raw IP", Wire::layer}, {}, claims, decode};
 static_assert(wellFormed(protocol));
 } // namespace raw
 
+// Cisco's framing on serial lines, with its keep-alives (SLARP).
+namespace chdlc {
+namespace {
+constexpr std::uint16_t serialLineControl = 0x8035;
+constexpr NamedValue addresses[] = {{0x0f, "unicast"}, {0x8f, "broadcast"}};
+constexpr NamedValue slarpTypes[] = {{0, "address request"}, {1, "address reply"}, {2, "keep-alive"}};
+
+constexpr Field address{"chdlc.address", "Address", Wire::hex8, addresses};
+constexpr Field control{"chdlc.control", "Control", Wire::hex8};
+constexpr Field next{"chdlc.proto", "Protocol", Wire::hex16, etherTypeNames};
+constexpr Field slarp{"chdlc.slarp", "SLARP", Wire::u32, slarpTypes};
+constexpr Field own{"chdlc.slarp_own", "Own sequence number", Wire::u32};
+constexpr Field seen{"chdlc.slarp_seen", "Sequence number seen", Wire::u32};
+constexpr Field lineAddress{"chdlc.slarp_address", "Address", Wire::ipv4};
+constexpr Field lineMask{"chdlc.slarp_mask", "Network mask", Wire::ipv4};
+
+void decode(Layer& hdlc)
+{
+    hdlc.read(address, control);
+    const auto number = static_cast<std::uint16_t>(hdlc.read(next));
+    if (number != serialLineControl)
+        return static_cast<void>(hdlc.handOver({etherType(number), snapCisco(number)}));
+    if (hdlc.read(slarp) == 2)
+        hdlc.read(own, seen);
+    else
+        hdlc.read(lineAddress, lineMask);
+    hdlc.endHere();
+}
+
+void describe(const LayerView& hdlc, TextSink& out)
+{
+    if (hdlc.has(own))
+        return out("SLARP keep-alive, own {}, seen {}", hdlc[own], hdlc[seen]);
+    if (const auto kind = hdlc[slarp])
+        return out("SLARP {}", kind);
+    out("{}", hdlc[next]);
+}
+
+constexpr Claim claims[] = {linkTypeIs(104)};
+} // namespace
+
+constexpr Protocol protocol{{"chdlc", "Cisco HDLC", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace chdlc
+
 namespace sll {
 namespace {
 constexpr NamedValue packetTypes[] = {

@@ -69,6 +69,7 @@ constexpr NamedValue states[] = {{0, "initial"}, {1, "learn"},   {2, "listen"},
                                  {4, "speak"},   {8, "standby"}, {16, "active"}};
 constexpr NamedValue states2[] = {{0, "disabled"}, {1, "initial"}, {2, "learn"}, {3, "listen"},
                                   {4, "speak"},    {5, "standby"}, {6, "active"}};
+constexpr NamedValue interfaceStates[] = {{1, "dormant"}, {2, "passive"}, {3, "active"}};
 
 constexpr Field version{"hsrp.version", "Version", Wire::u8};
 constexpr Field opcode{"hsrp.opcode", "Opcode", Wire::u8, opcodes};
@@ -81,6 +82,11 @@ constexpr Field group{"hsrp.group", "Group", Wire::u8};
 constexpr Field reserved{"hsrp.reserved", "Reserved", Wire::u8};
 constexpr Field authentication{"hsrp.auth", "Authentication", Wire::text};
 constexpr Field address{"hsrp.address", "Virtual address", Wire::ipv4};
+constexpr Field interfaceType{"hsrp.adv_type", "Advertised", Wire::u16};
+constexpr Field interfaceLength{"hsrp.adv_len", "Length", Wire::u16};
+constexpr Field interfaceState{"hsrp.adv_state", "Interface state", Wire::u8, interfaceStates};
+constexpr Field activeGroups{"hsrp.active_groups", "Active groups", Wire::u16};
+constexpr Field passiveGroups{"hsrp.passive_groups", "Passive groups", Wire::u16};
 constexpr Field elementType{"hsrp.tlv_type", "Element", Wire::u8};
 constexpr Field elementLength{"hsrp.tlv_len", "Length", Wire::u8};
 constexpr Field ipVersion{"hsrp.ip_version", "IP version", Wire::u8};
@@ -105,13 +111,19 @@ void readElements(Layer& hsrp) // version 2
     }
 }
 
+void readAdvertisement(Layer& hsrp) // how many groups a router serves, said on the links of its other interfaces
+{
+    hsrp.read(interfaceType, interfaceLength, interfaceState, reserved, activeGroups, passiveGroups);
+    hsrp.skip(4);
+}
+
 void decode(Layer& hsrp)
 {
     if (hsrp.peek8() != 0)
         return readElements(hsrp);
     hsrp.read(version);
     if (hsrp.read(opcode) == 3)
-        return;
+        return readAdvertisement(hsrp);
     hsrp.read(state, hello, hold, priority, group, reserved);
     hsrp.readText(authentication, 8);
     hsrp.read(address);
@@ -121,6 +133,8 @@ void decode(Layer& hsrp)
 
 void describe(const LayerView& hsrp, TextSink& out)
 {
+    if (const auto how = hsrp[interfaceState])
+        return out("{} (interface {}, {} active groups)", hsrp[opcode], how, hsrp[activeGroups]);
     out("{} (state {}{})", hsrp[opcode], hsrp[state], hsrp[state2]);
     if (const auto virtualAddress = hsrp[address])
         out(", {}", virtualAddress);
@@ -136,9 +150,15 @@ static_assert(wellFormed(protocol));
 namespace bfd {
 namespace {
 constexpr NamedValue states[] = {{0, "admin down"}, {1, "down"}, {2, "init"}, {3, "up"}};
-constexpr NamedValue diagnostics[] = {{0, "none"},        {1, "detection time expired"},
-                                      {2, "echo failed"}, {3, "neighbour signalled down"},
-                                      {5, "path down"},   {7, "administratively down"}};
+constexpr NamedValue diagnostics[] = {{0, "none"},
+                                      {1, "detection time expired"},
+                                      {2, "echo failed"},
+                                      {3, "neighbour signalled down"},
+                                      {4, "forwarding plane reset"},
+                                      {5, "path down"},
+                                      {6, "concatenated path down"},
+                                      {7, "administratively down"},
+                                      {8, "reverse concatenated path down"}};
 
 constexpr Field first{"bfd.first", "Version and diagnostic", Wire::hex8};
 constexpr Field version{"bfd.version", "Version", Wire::bits, {}, 0xe0};

@@ -22,6 +22,10 @@ constexpr NamedValue nfs3[] = {{0, "NULL"},      {1, "GETATTR"},  {2, "SETATTR"}
                                {15, "LINK"},     {16, "READDIR"}, {17, "READDIRPLUS"}, {18, "FSSTAT"}, {19, "FSINFO"},
                                {20, "PATHCONF"}, {21, "COMMIT"}};
 constexpr NamedValue portmap2[] = {{0, "NULL"}, {1, "SET"}, {2, "UNSET"}, {3, "GETPORT"}, {4, "DUMP"}, {5, "CALLIT"}};
+constexpr NamedValue portmap3[] = {{0, "NULL"},        {1, "SET"},         {2, "UNSET"},     {3, "GETADDR"},
+                                   {4, "DUMP"},        {5, "CALLIT"},      {6, "GETTIME"},   {7, "UADDR2TADDR"},
+                                   {8, "TADDR2UADDR"}, {9, "GETVERSADDR"}, {10, "INDIRECT"}, {11, "GETADDRLIST"},
+                                   {12, "GETSTAT"}}; // RFC 1833, version 3 and 4
 constexpr NamedValue mount3[] = {{0, "NULL"}, {1, "MNT"}, {2, "DUMP"}, {3, "UMNT"}, {4, "UMNTALL"}, {5, "EXPORT"}};
 
 constexpr NamedValue nfs4[] = {{0, "NULL"}, {1, "COMPOUND"}};
@@ -97,6 +101,7 @@ constexpr Field procedure{"rpc.procedure", "Procedure", Wire::u32};
 constexpr Field nfsProcedure{"rpc.procedure", "Procedure", Wire::u32, nfs3};
 constexpr Field nfs4Procedure{"rpc.procedure", "Procedure", Wire::u32, nfs4};
 constexpr Field portmapProcedure{"rpc.procedure", "Procedure", Wire::u32, portmap2};
+constexpr Field rpcbindProcedure{"rpc.procedure", "Procedure", Wire::u32, portmap3};
 constexpr Field mountProcedure{"rpc.procedure", "Procedure", Wire::u32, mount3};
 constexpr Field flavor{"rpc.auth_flavor", "Authentication", Wire::u32, flavors};
 constexpr Field authLength{"rpc.auth_len", "Authentication length", Wire::u32};
@@ -140,8 +145,8 @@ const Field& procedureOf(std::uint64_t number, std::uint64_t numberVersion)
 {
     if (number == 100003 && numberVersion <= 4)
         return numberVersion == 4 ? nfs4Procedure : nfsProcedure;
-    if (number == 100000 && numberVersion == 2)
-        return portmapProcedure;
+    if (number == 100000)
+        return numberVersion == 2 ? portmapProcedure : rpcbindProcedure;
     return number == 100005 ? mountProcedure : procedure;
 }
 
