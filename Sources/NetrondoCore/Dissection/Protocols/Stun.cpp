@@ -140,10 +140,17 @@ void decode(Layer& stun)
 void describe(const LayerView& stun, TextSink& out)
 {
     out("{} {}", stun[method], stun[messageClass]);
-    if (const auto address = stun[ipv4])
-        out(" {}:{}", address, stun[port]);
-    else if (const auto other = stun[ipv6])
-        out(" [{}]:{}", other, stun[port]);
+    bool isTold = false;
+    stun.each(attribute, [&](const Value& entry) {
+        const LayerView one(stun.tree(), static_cast<std::uint32_t>(entry.node() - stun.tree().nodes().data()));
+        if (isTold || !one.has(port)) // the first attribute with an address
+            return;
+        isTold = true;
+        if (const auto address = one[ipv4])
+            out(" {}:{}", address, one[port]);
+        else if (const auto other = one[ipv6])
+            out(" [{}]:{}", other, one[port]);
+    });
     if (const auto code = stun[error])
         out(", error {}", code);
     if (const auto name = stun[text])

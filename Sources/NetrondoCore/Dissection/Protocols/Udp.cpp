@@ -41,7 +41,8 @@ void decode(Layer& udp)
     // A first fragment's length is that of the whole datagram, so only a shorter one is taken at its word.
     const auto payload = size ? std::min<std::size_t>(size - 8, udp.leftOnWire()) : udp.leftOnWire();
     const Layer::Window datagram(udp, payload);
-    udp.handOverPayload(Transport::udp, from, to);
+    if (udp.left())
+        udp.handOverPayload(Transport::udp, from, to);
 }
 
 void describe(const LayerView& udp, TextSink& out)
