@@ -99,9 +99,9 @@ int run(const Wishes& wishes)
         if (*count == 0)
             break;
         for (std::size_t i = 0; i < *count && written < wishes.count; ++i) {
-            if (++number < wishes.from) {
-                selector.skip(frames[i]);
-            } else if (selector.next(frames[i], decoded)) {
+            // The frames before the first one to show are followed: it may go on with what they began.
+            const bool isSelected = selector.next(frames[i], decoded);
+            if (++number >= wishes.from && isSelected) {
                 writer.write(decoded);
                 ++written;
             }

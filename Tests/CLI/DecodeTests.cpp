@@ -8,6 +8,7 @@
 namespace netrondo::test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -36,6 +37,20 @@ TEST(DecodeCommand, KeepsNumbersAndTimesWhenItStartsLater)
     EXPECT_THAT(netrondo({"decode", file.path().string(), "--count", "1"}).output, StartsWith("    1    0.000000 "));
     EXPECT_EQ(netrondo({"decode", file.path().string(), "--count", "0"}).output, "");
     EXPECT_EQ(netrondo({"decode", file.path().string(), "--from", "3"}).output, "");
+}
+
+TEST(DecodeCommand, FollowsTheFramesBeforeTheFirstThatItShows)
+{
+    const std::string nfs =
+        NETRONDO_SOURCE_DIR "/Samples/protocols/nfs3.pcap"; // replies say what their calls asked for
+    for (const auto* form : {"--count=1000000", "--json"}) {
+        const auto whole = netrondo({"decode", nfs, form}).output;
+        for (const auto* first : {"6", "24", "60"}) {
+            const auto part = netrondo({"decode", nfs, form, "--from", first}).output;
+            EXPECT_FALSE(part.empty());
+            EXPECT_THAT(whole, EndsWith(part)) << form << " from " << first;
+        }
+    }
 }
 
 TEST(DecodeCommand, PrintsTheFieldsOfEveryFrameInOrderAsJson)

@@ -277,6 +277,33 @@ TEST(DecodeSession, AProtocolOnceKnownByContentStaysWithTheConnection)
     EXPECT_EQ(capture.protocol(later), "TLS");
 }
 
+struct Greeting {
+    std::string_view name, greeting, answer, info, protocol;
+};
+
+class Greetings : public testing::TestWithParam<Greeting> { };
+
+TEST_P(Greetings, TellWhatAConnectionBetweenPortsOfNobodySpeaks)
+{
+    const auto& row = GetParam();
+    Capture capture;
+    capture.tcp(40000, 40001, 1, asBytes(row.greeting));
+    const auto answer = capture.tcp(40001, 40000, 1, asBytes(row.answer));
+    EXPECT_EQ(capture.protocol(answer), row.protocol);
+    EXPECT_EQ(capture.info(answer), row.info);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Protocols, Greetings,
+    testing::Values(Greeting{"Ftp", "220 FTP server ready\r\n", "USER anna\r\n", "Request: USER anna", "FTP"},
+                    Greeting{"Smtp", "220 mail.example ESMTP\r\n", "RSET\r\n", "Request: RSET", "SMTP"},
+                    Greeting{"Imap", "* OK IMAP4rev1 ready\r\n", "a1 LIST \"\" *\r\n", "a1 LIST \"\" *", "IMAP"},
+                    Greeting{"Pop3", "+OK POP3 ready\r\n", "USER anna\r\n", "C: USER anna", "POP3"},
+                    Greeting{"Telnet", "\xff\xfd\x18\xff\xfd\x20", "\xff\xfb\x18", "WILL terminal type", "Telnet"},
+                    Greeting{"OfNobody", "220 ready\r\n", "USER anna\r\n",
+                             "40000 → 40001 [PSH, ACK] Seq=1 Ack=0 Win=29200 Len=11", "TCP"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
 TEST(DecodeSession, AHandshakeMessageOverSeveralRecordsIsPutTogether)
 {
     Capture capture;

@@ -32,7 +32,7 @@ Likeness guess(Bytes payload, Transport transport)
 {
     if (transport != Transport::tcp || !asText(payload).starts_with("220 "))
         return Likeness::none;
-    return textLines::firstLine(payload).find("FTP") != std::string_view::npos ? Likeness::likely : Likeness::none;
+    return textLines::firstLine(payload).find("FTP") != std::string_view::npos ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(21)};

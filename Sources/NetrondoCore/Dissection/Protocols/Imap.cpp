@@ -45,7 +45,7 @@ Likeness guess(Bytes payload, Transport transport)
 {
     if (transport != Transport::tcp || !asText(payload).starts_with("* OK"))
         return Likeness::none;
-    return textLines::firstLine(payload).find("IMAP") != std::string_view::npos ? Likeness::likely : Likeness::none;
+    return textLines::firstLine(payload).find("IMAP") != std::string_view::npos ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(143), tcpPort(220)};

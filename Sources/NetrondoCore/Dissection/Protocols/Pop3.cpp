@@ -40,7 +40,9 @@ void describe(const LayerView& pop3, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && asText(payload).starts_with("+OK") ? Likeness::likely : Likeness::none;
+    if (transport != Transport::tcp || !asText(payload).starts_with("+OK"))
+        return Likeness::none;
+    return textLines::firstLine(payload).find("POP3") != std::string_view::npos ? Likeness::certain : Likeness::likely;
 }
 
 constexpr Claim claims[] = {tcpPort(110)};

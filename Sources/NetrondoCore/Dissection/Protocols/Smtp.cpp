@@ -39,7 +39,7 @@ Likeness guess(Bytes payload, Transport transport)
     if (transport != Transport::tcp || (!head.starts_with("220 ") && !head.starts_with("EHLO ")))
         return Likeness::none;
     const bool greets = head.front() == 'E' || textLines::firstLine(payload).find("SMTP") != head.npos;
-    return greets ? Likeness::likely : Likeness::none;
+    return greets ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(25), tcpPort(587), tcpPort(2525)};

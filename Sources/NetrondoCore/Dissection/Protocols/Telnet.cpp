@@ -99,10 +99,13 @@ void describe(const LayerView& telnet, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && payload.size() >= 3 && payload[0] == interpretAsCommand && payload[1] >= 251
-            && payload[1] <= 254 && payload[2] <= 40
-        ? Likeness::likely
-        : Likeness::none;
+    const auto negotiates = [&](std::size_t at) {
+        return payload.size() >= at + 3 && payload[at] == interpretAsCommand && payload[at + 1] >= 251
+            && payload[at + 1] <= 254 && payload[at + 2] <= 40;
+    };
+    if (transport != Transport::tcp || !negotiates(0))
+        return Likeness::none;
+    return negotiates(3) ? Likeness::certain : Likeness::likely;
 }
 
 constexpr Claim claims[] = {tcpPort(23), tcpPort(992)};
