@@ -1,5 +1,7 @@
-// Routing Information Protocol (RFC 2453) and RIPng (RFC 2080).
+// Routing Information Protocol (RFC 2453, its authentication RFC 4822) and RIPng (RFC 2080).
 #include "Dissection/Protocols/Protocols.h"
+
+#include <algorithm>
 
 namespace netrondo {
 namespace {
@@ -8,6 +10,8 @@ constexpr NamedValue commands[] = {{1, "Request"}, {2, "Response"}};
 
 namespace rip {
 namespace {
+constexpr NamedValue authTypes[] = {{1, "digest"}, {2, "password"}, {3, "keyed digest"}};
+
 constexpr Field command{"rip.command", "Command", Wire::u8, commands};
 constexpr Field version{"rip.version", "Version", Wire::u8};
 constexpr Field domain{"rip.domain", "Routing domain", Wire::u16};
@@ -18,20 +22,44 @@ constexpr Field address{"rip.address", "Address", Wire::ipv4};
 constexpr Field mask{"rip.mask", "Mask", Wire::ipv4};
 constexpr Field nextHop{"rip.next_hop", "Next hop", Wire::ipv4};
 constexpr Field metric{"rip.metric", "Metric", Wire::u32};
-constexpr Field authType{"rip.auth_type", "Authentication type", Wire::u16};
+constexpr Field authentication{"rip.authentication", "Authentication", Wire::group};
+constexpr Field authType{"rip.auth_type", "Authentication type", Wire::u16, authTypes};
+constexpr Field password{"rip.password", "Password", Wire::text};
+constexpr Field signedLength{"rip.auth_offset", "Length without digest", Wire::u16};
+constexpr Field key{"rip.auth_key", "Key ID", Wire::u8};
+constexpr Field digestLength{"rip.auth_len", "Digest length", Wire::u8};
+constexpr Field sequence{"rip.auth_seq", "Sequence number", Wire::u32};
 constexpr Field auth{"rip.auth", "Authentication", Wire::bytes};
+
+void readAuthentication(Layer& rip)
+{
+    constexpr std::size_t room = 16;
+    const Layer::Group group(rip, authentication);
+    rip.read(family);
+    switch (rip.read(authType)) {
+    case 1: rip.readRest(auth); break; // the digest ends the message
+    case 2:
+        rip.add(password, 0, rip.offset(), std::min(asText(rip.rest().first(room)).find('\0'), room));
+        rip.skip(room);
+        break;
+    case 3:
+        rip.read(signedLength, key, digestLength, sequence);
+        rip.skip(8);
+        break;
+    default: rip.readBytes(auth, room);
+    }
+}
 
 void decode(Layer& rip)
 {
     rip.read(command, version, domain);
     while (rip.more(20)) {
-        const Layer::Group group(rip, route);
-        if (rip.read(family) == 0xffff) {
-            rip.read(authType);
-            rip.readBytes(auth, 16);
+        if (rip.peek16() == 0xffff) {
+            readAuthentication(rip);
             continue;
         }
-        rip.read(tag, address, mask, nextHop, metric);
+        const Layer::Group group(rip, route);
+        rip.read(family, tag, address, mask, nextHop, metric);
     }
 }
 
