@@ -90,6 +90,14 @@ TEST_F(FramesDockTest, AConversationThatIsChosenInTheCircleIsListedAlone)
     ASSERT_TRUE(eventually([&] { return part<CircleView>().hasFocus(); }));
     selection().select({});
     EXPECT_TRUE(eventually([&] { return frames.rowCount() == all; }));
+    selection().select(Selected::conversation(a, b));
+    ASSERT_TRUE(eventually([&] { return frames.rowCount() > 0 && frames.rowCount() < all; }));
+    part<FrameListView>().setFocus();
+    open(QStringLiteral(NETRONDO_SOURCE_DIR "/Samples/web.pcap"));
+    EXPECT_TRUE(eventually([&] {
+        return part<DecodeView>().store() && part<DecodeView>().store()->isComplete()
+            && frames.rowCount() == static_cast<int>(part<DecodeView>().store()->count());
+    })) << "another capture is listed whole";
 }
 
 TEST_F(FramesDockTest, HaveAWindowOfTheirOwnThatFollowsTheCapture)

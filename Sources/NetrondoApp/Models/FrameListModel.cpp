@@ -13,7 +13,7 @@
 
 namespace netrondo {
 namespace {
-constexpr auto patience = std::chrono::milliseconds(6);
+constexpr auto patience = std::chrono::milliseconds(4); // a screen has two pages at most
 constexpr auto askAgainAfter = std::chrono::milliseconds(200);
 
 QString toQString(std::string_view text)

@@ -459,6 +459,7 @@ void MainWindow::connectSession()
         circle_->forgetPlaces();
         findings_->forget();
         selection_.clear();
+        listFramesOf({});
         protocols_->setHidden({});
         timeline_->pause();
         timeline_->setMoment(std::nullopt);
@@ -595,12 +596,17 @@ void MainWindow::listFramesOfSelection()
         wanted = onlyTalk(selection_.selected());
     else if (!wanted && selection_.focused() == shownFocus_)
         return;
-    if (wanted == shownTalk_)
+    listFramesOf(wanted);
+}
+
+void MainWindow::listFramesOf(const Selected& talk)
+{
+    if (talk == shownTalk_)
         return;
-    shownTalk_ = wanted;
-    decode_->showConversation(asQt(wanted.a), asQt(wanted.b));
+    shownTalk_ = talk;
+    decode_->showConversation(asQt(talk.a), asQt(talk.b));
     if (frameWindow_)
-        frameWindow_->view()->showConversation(asQt(wanted.a), asQt(wanted.b));
+        frameWindow_->view()->showConversation(asQt(talk.a), asQt(talk.b));
 }
 
 void MainWindow::markInLists()

@@ -116,6 +116,7 @@ private:
     void takeOptions();
     void takeSelection();
     void listFramesOfSelection();
+    void listFramesOf(const Selected& talk);
     void markInLists();
     /// Finds out, in the background, which conversations to show, and shows them.
     void refreshPicture();

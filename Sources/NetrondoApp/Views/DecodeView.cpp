@@ -93,6 +93,7 @@ void DecodeView::makePanes()
     tree_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     tree_->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     tree_->header()->setStretchLastSection(false);
+    tree_->header()->setResizeContentsPrecision(0); // what is in view: a frame may have thousands of rows
     tree_->installEventFilter(this);
 
     bytes_ = new DecodeBytesView;
