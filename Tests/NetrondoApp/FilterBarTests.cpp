@@ -7,9 +7,11 @@
 #include <QAction>
 #include <QApplication>
 #include <QCompleter>
+#include <QDropEvent>
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QListView>
+#include <QMimeData>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
@@ -181,6 +183,30 @@ TEST_F(FilterBarTest, TakesWhatIsPointedAtElsewhere)
     EXPECT_TRUE(applied.isEmpty());
     bar->take(QStringLiteral("dns"), FilterFrom::Joint::replace, FilterBar::Use::apply);
     EXPECT_EQ(applied, QStringList{QStringLiteral("dns")});
+}
+
+TEST_F(FilterBarTest, TakesWhatIsDroppedOnItsLine)
+{
+    bar->setText(QStringLiteral("arp or ip"));
+    bar->apply();
+    QMimeData dragged;
+    dragged.setText(QStringLiteral("ip.ttl == 64"));
+    const auto drop = [&](Qt::KeyboardModifiers keys) {
+        const auto place = bar->line()->geometry().center();
+        QDragEnterEvent enter(place, Qt::CopyAction, &dragged, Qt::LeftButton, keys);
+        QApplication::sendEvent(bar.get(), &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDropEvent event(place, Qt::CopyAction, &dragged, Qt::LeftButton, keys);
+        QApplication::sendEvent(bar.get(), &event);
+        return bar->text();
+    };
+    EXPECT_EQ(drop(Qt::NoModifier), QStringLiteral("(arp or ip) and ip.ttl == 64"));
+    EXPECT_EQ(applied.last(), bar->text());
+    bar->setText(QStringLiteral("udp"));
+    EXPECT_EQ(drop(Qt::ControlModifier), QStringLiteral("udp or ip.ttl == 64"));
+    bar->setText(QStringLiteral("udp"));
+    EXPECT_EQ(drop(Qt::ShiftModifier), QStringLiteral("udp and not ip.ttl == 64"));
+    EXPECT_FALSE(bar->line()->acceptDrops()) << "or the line would take it as text";
 }
 
 TEST_F(FilterBarTest, EscapeGoesBackToTheFilterThatIsApplied)

@@ -48,7 +48,7 @@ FilterHelp::FilterHelp(QWidget* parent) : QDialog(parent)
     names_->header()->resizeSections(QHeaderView::ResizeToContents);
     names_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     const int margins = 2 * style()->pixelMetric(QStyle::PM_LayoutLeftMargin) + 2 * names_->frameWidth()
-        + style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        + 2 * style()->pixelMetric(QStyle::PM_ScrollBarExtent);
     const int room = screen()->availableGeometry().width() * 9 / 10;
     resize(std::min(names_->header()->length() + margins, room), fontMetrics().height() * 28);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close);
