@@ -13,6 +13,8 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QMouseEvent>
+#include <QSettings>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -185,7 +187,7 @@ BENCHMARK_CAPTURE(FirstPicture, small, "small.pcap")->Unit(benchmark::kMilliseco
 
 /// What the application does until the first picture of a capture is painted, and then no more: how long that takes
 /// from the start of the program is for whoever starts it to measure, beside `netrondo analyze`.
-int showFirstPicture(const QString& path)
+int showFirstPicture(const QString& path, QTemporaryDir& settings)
 {
     MainWindow window;
     window.resize(1600, 1000);
@@ -196,6 +198,7 @@ int showFirstPicture(const QString& path)
         return 1;
     QImage screen(circle.size(), QImage::Format_RGB32);
     circle.render(&screen);
+    settings.remove();
     std::_Exit(0); // without tidying up
 }
 
@@ -206,8 +209,10 @@ int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
+    QTemporaryDir settings; // the user's own are neither looked at nor changed
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, settings.path());
     if (argc == 3 && std::string_view(argv[1]) == "--first-picture")
-        return netrondo::showFirstPicture(QString::fromLocal8Bit(argv[2]));
+        return netrondo::showFirstPicture(QString::fromLocal8Bit(argv[2]), settings);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
 }
