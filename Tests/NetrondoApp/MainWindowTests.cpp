@@ -4,9 +4,12 @@
 #include "NetrondoApp/Support/Window.h"
 
 #include <QDockWidget>
+#include <QKeySequence>
+#include <QMenu>
 #include <QMimeData>
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 namespace netrondo::test {
 namespace {
@@ -18,6 +21,22 @@ TEST_F(MainWindowTest, StartsWithAWelcome)
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Netrondo"));
     EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 0);
     EXPECT_FALSE(part<QAction>("layout.hosts").text().isEmpty());
+}
+
+TEST_F(MainWindowTest, NoTwoEntriesOfAMenuAnswerToTheSameLetter)
+{
+    std::size_t menus = 0;
+    for (const auto* const menu : window->findChildren<QMenu*>()) {
+        std::map<QString, QString> entries; // by letter
+        for (const auto* const action : menu->actions())
+            if (const auto letter = QKeySequence::mnemonic(action->text()).toString(); !letter.isEmpty()) {
+                const auto [first, isAlone] = entries.emplace(letter, action->text());
+                EXPECT_TRUE(isAlone) << menu->title().toStdString() << ": " << first->second.toStdString() << ", "
+                                     << action->text().toStdString();
+            }
+        menus += !entries.empty();
+    }
+    EXPECT_GE(menus, 5u) << "File, Edit, View, Capture, Help";
 }
 
 TEST_F(MainWindowTest, ShowsACaptureWithItsNameHostsAndConversations)

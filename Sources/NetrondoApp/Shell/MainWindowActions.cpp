@@ -51,7 +51,7 @@ void MainWindow::buildActions()
     file->addAction(tr("&Open…"), QKeySequence::Open, this, &MainWindow::chooseFile);
     recentMenu_ = file->addMenu(tr("Open &again"));
     file->addAction(tr("&Follow a growing file…"), this, &MainWindow::chooseFileToFollow);
-    stopFollowing_ = file->addAction(tr("&Stop following"), session_, &CaptureSession::stopFollowing);
+    stopFollowing_ = file->addAction(tr("S&top following"), session_, &CaptureSession::stopFollowing);
     stopFollowing_->setEnabled(false);
     file->addSeparator();
     file->addActions(live_->saveActions());
@@ -78,7 +78,7 @@ void MainWindow::buildActions()
                                     &MainWindow::copyPicture);
     needCapture_ << edit->addAction(tr("Copy the &conversations as CSV"), this, [this] { copyTable(*conversations_); });
     needCapture_ << edit->addAction(tr("Copy the &hosts as CSV"), this, [this] { copyTable(*hosts_); });
-    needCapture_ << edit->addAction(tr("Copy the p&rotocols as CSV"), this, [this] { copyTable(*protocols_); });
+    needCapture_ << edit->addAction(tr("Copy the pro&tocols as CSV"), this, [this] { copyTable(*protocols_); });
     edit->addSeparator();
     back_ = edit->addAction(tr("&Back"), QKeySequence(Qt::ALT | Qt::Key_Left), &selection_, &Selection::back);
     forward_ = edit->addAction(tr("&Forward"), QKeySequence(Qt::ALT | Qt::Key_Right), &selection_, &Selection::forward);
@@ -135,7 +135,7 @@ void MainWindow::buildActions()
     zoom(tr("&Normal size"), QKeySequence(Qt::CTRL | Qt::Key_0), [this] { circle_->resetZoom(); });
     viewMenu_->addSeparator();
     thickness_ = viewMenu_->addAction(tr("Line &thickness by volume"));
-    names_ = viewMenu_->addAction(tr("Host &names"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_H), this, [] {});
+    names_ = viewMenu_->addAction(tr("Host n&ames"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_H), this, [] {});
     names_->setToolTip(tr("Names of hosts, as the capture tells them, or addresses"));
     thickness_->setToolTip(tr("The more a conversation carried, the wider its line"));
     for (auto* const action : {thickness_, names_}) {
@@ -147,7 +147,7 @@ void MainWindow::buildActions()
             setOptions(options);
         });
     }
-    tidy_ = viewMenu_->addAction(tr("Ti&dy the ring"), QKeySequence(Qt::CTRL | Qt::Key_L), this, &MainWindow::tidy);
+    tidy_ = viewMenu_->addAction(tr("Tid&y the ring"), QKeySequence(Qt::CTRL | Qt::Key_L), this, &MainWindow::tidy);
     tidy_->setToolTip(tr("Seat the hosts anew, so that heavy conversations cross the middle"));
     needCapture_ << tidy_;
     auto* const theme = viewMenu_->addMenu(tr("&Colours"));
@@ -194,7 +194,7 @@ void MainWindow::buildActions()
     auto* const frames = findChild<QDockWidget*>(QStringLiteral("framesDock"))->toggleViewAction();
     frames->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_4));
     viewMenu_->addAction(frames);
-    viewMenu_->addAction(tr("F&indings"), QKeySequence(Qt::CTRL | Qt::Key_5), this, &MainWindow::showFindings);
+    viewMenu_->addAction(tr("Fin&dings"), QKeySequence(Qt::CTRL | Qt::Key_5), this, &MainWindow::showFindings);
     auto* const fullScreen = viewMenu_->addAction(tr("F&ull screen"), QKeySequence(Qt::Key_F11), this, [] {});
     fullScreen->setCheckable(true);
     connect(fullScreen, &QAction::triggered, this, [this](bool wanted) { wanted ? showFullScreen() : showNormal(); });
