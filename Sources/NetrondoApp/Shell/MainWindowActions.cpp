@@ -245,8 +245,10 @@ void MainWindow::buildToolBar()
     bar->setObjectName(QStringLiteral("optionsBar"));
     bar->setToolButtonStyle(Qt::ToolButtonTextOnly);
     bar->setMovable(false);
-    for (auto* const action : layouts_->actions())
+    for (auto* const action : layouts_->actions()) {
         bar->addAction(action);
+        bar->widgetForAction(action)->setAccessibleName(action->whatsThis());
+    }
     bar->addSeparator();
     const auto box = [&](const char* name, const QString& title, const auto& entries, const auto& take) {
         auto* const choice = new QComboBox;

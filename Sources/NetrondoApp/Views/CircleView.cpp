@@ -456,16 +456,6 @@ void CircleView::contextMenuEvent(QContextMenuEvent* event)
     emit menuWanted(what, event->globalPos());
 }
 
-void CircleView::focusInEvent(QFocusEvent*)
-{
-    update();
-}
-
-void CircleView::focusOutEvent(QFocusEvent*)
-{
-    update();
-}
-
 bool CircleView::event(QEvent* event)
 {
     if (event->type() == QEvent::ToolTip) {

@@ -361,14 +361,4 @@ void TimelineView::timerEvent(QTimerEvent* event)
     setMoment(std::nullopt); // everything is lit again at the end
 }
 
-void TimelineView::focusInEvent(QFocusEvent*)
-{
-    update();
-}
-
-void TimelineView::focusOutEvent(QFocusEvent*)
-{
-    update();
-}
-
 } // namespace netrondo
