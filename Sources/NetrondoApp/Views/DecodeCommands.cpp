@@ -62,11 +62,11 @@ void DecodeView::makeActions()
     command(named("copyFilter"), tr("&Filter for what is chosen"), {}, [this] { copyFilter(); });
     command(named("copyHex"), tr("&Hexadecimal digits"), {}, [this] { copyBytes(FrameText::hex); });
     command(named("copyDump"), tr("Hex &dump"), {}, [this] { copyBytes(FrameText::hexDump); });
-    command(named("copyC"), tr("&C array"), {}, [this] {
+    command(named("copyC"), tr("C arra&y"), {}, [this] {
         const auto name = "frame_" + std::to_string(frameNumber());
         copyBytes([&](Bytes bytes, TextSink& out) { FrameText::cArray(bytes, name, out); });
     });
-    command(named("copyCharacters"), tr("Printable c&haracters"), {}, [this] {
+    command(named("copyCharacters"), tr("Printable ch&aracters"), {}, [this] {
         copyBytes([](Bytes bytes, TextSink& out) {
             for (const auto byte : bytes)
                 out.put(FrameText::character(byte));
@@ -105,7 +105,7 @@ void DecodeView::makeActions()
     command(named("back"), tr("&Back"), {key(Qt::ALT, Qt::Key_Left)}, [this] { travel(-1); });
     command(named("forward"), tr("F&orward"), {key(Qt::ALT, Qt::Key_Right)}, [this] { travel(1); });
 
-    command(named("zoomIn"), tr("Larger &text"), {QKeySequence::ZoomIn}, [this] { zoom(1); });
+    command(named("zoomIn"), tr("&Larger text"), {QKeySequence::ZoomIn}, [this] { zoom(1); });
     command(named("zoomOut"), tr("S&maller text"), {QKeySequence::ZoomOut}, [this] { zoom(-1); });
     command(named("zoomNormal"), tr("&Normal text"), {key(Qt::CTRL, Qt::Key_Equal)}, [this] { zoom(-fontSteps_); });
     auto* names = command(named("names"), tr("Host n&ames from the capture"), {}, {});
