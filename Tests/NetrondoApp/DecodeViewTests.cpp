@@ -478,6 +478,18 @@ protected:
                          {QStringLiteral("Rest"), QStringLiteral("frame"), QColor(Qt::blue)}}));
 };
 
+TEST(ColorRulesDialog, ShowsTheFiltersOfTheFirstRulesUncut)
+{
+    ColorRulesDialog dialog(FrameColorRules::defaults());
+    dialog.open();
+    auto& table = *dialog.findChild<QTableWidget*>();
+    for (int row = 0; row < table.rowCount(); ++row) {
+        const QRect room(0, 0, table.columnWidth(1), 10'000);
+        const auto text = table.fontMetrics().boundingRect(room, Qt::TextWordWrap, table.item(row, 1)->text());
+        EXPECT_GE(table.rowHeight(row), text.height()) << row;
+    }
+}
+
 TEST_F(ColorRulesTest, RulesAreAddedMovedAndRemoved)
 {
     table().setCurrentCell(1, 0);

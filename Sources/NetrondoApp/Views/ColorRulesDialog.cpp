@@ -7,7 +7,9 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QTableWidget>
+#include <algorithm>
 
 namespace netrondo {
 namespace {
@@ -19,7 +21,8 @@ constexpr int maxRules = 100; // a row of the packet list keeps the number of it
 ColorRulesDialog::ColorRulesDialog(const FrameColorRules& rules, QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Colours of the packet list"));
-    resize(fontMetrics().averageCharWidth() * 100, fontMetrics().height() * 24);
+    resize(std::min(fontMetrics().averageCharWidth() * 170, screen()->availableGeometry().width() * 9 / 10),
+           fontMetrics().height() * 24);
     auto* what = new QLabel(tr("The first rule whose filter selects a frame colours its row."));
     what->setWordWrap(true);
     table_ = new QTableWidget(0, columns);
@@ -30,6 +33,7 @@ ColorRulesDialog::ColorRulesDialog(const FrameColorRules& rules, QWidget* parent
     table_->setTabKeyNavigation(false); // Tab leaves the table, as in every other one
     table_->verticalHeader()->hide();
     table_->horizontalHeader()->setSectionResizeMode(filter, QHeaderView::Stretch);
+    table_->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents); // a long filter takes several lines
     message_ = new QLabel;
     message_->setTextFormat(Qt::PlainText);
     message_->setTextInteractionFlags(Qt::TextSelectableByMouse);
