@@ -42,11 +42,11 @@ FIELDS = {
 # absolute.
 PREFERENCES = ["ip.defragment:FALSE", "ipv6.defragment:FALSE", "tcp.relative_sequence_numbers:FALSE",
                "tcp.try_heuristic_first:FALSE", "http.desegment_body:FALSE", "nbss.desegment_nbss_commands:FALSE"]
-# The protocols whose order in a frame is compared, by our name and theirs.
+# The protocols whose order in a frame is compared, by either's name.
 STACK = {name: name for name in ("eth", "arp", "ip", "ipv6", "tcp", "udp", "sctp", "icmp", "icmpv6", "igmp", "gre", "ospf",
                                  "pim", "vrrp", "stp", "cdp", "lldp", "eapol", "dhcp", "dhcpv6", "ntp", "snmp", "ldap", "ipx",
                                  "mpls", "vxlan", "radius", "mqtt", "bgp", "ssh", "telnet")}
-STACK |= {"vlan": "vlan", "pppoe": "pppoes", "802.1q": "vlan"}
+STACK |= {"vlan": "vlan", "pppoe": "pppoe", "pppoes": "pppoe", "cldap": "ldap"}
 CONTINUES = "decode.continues"  # our mark of a message that goes on in the next segment
 EXTRA = ["_ws.col.Source", "_ws.col.Destination", "_ws.col.Info", "ip.flags.mf", "ip.frag_offset", "frame.protocols"]
 
@@ -85,6 +85,13 @@ def theirs(capture):
         # The end of a chain of commands is a number for them, no command.
         values["smb.cmd"] = [value for value in values["smb.cmd"] if value != "0xff"]
         yield values, columns
+
+
+def order(protocols):
+    """The order of the protocols that both know. Messages of one protocol behind each other count once."""
+    known = [STACK[name] for name in protocols if name in STACK]
+    inner = ("ip", "ipv6", "vlan")  # within themselves these are tunnels
+    return [":".join(name for i, name in enumerate(known) if i == 0 or name != known[i - 1] or name in inner)]
 
 
 def reason(field, mine, other, stack, goes_on, columns):
@@ -150,13 +157,10 @@ def main():
         frames += len(left)
         for number, (mine, (values, columns)) in enumerate(zip(left, right), 1):
             fields, source, destination, stack = mine
-            names = [name for name in stack if name in STACK]
-            known = set(STACK.values())
-            theirs_stack = [name for name in columns["frame.protocols"].split(":") if name in known]
             pairs = {field: (fields.get(field, []), values[field]) for field in FIELDS}
             pairs["column source"] = ([source], [columns["_ws.col.Source"]])
             pairs["column destination"] = ([destination], [columns["_ws.col.Destination"]])
-            pairs["protocol stack"] = ([":".join(STACK[name] for name in names)], [":".join(theirs_stack)])
+            pairs["protocol stack"] = (order(stack), order(columns["frame.protocols"].split(":")))
             for field, (one, other) in pairs.items():
                 if not one and not other:
                     continue
