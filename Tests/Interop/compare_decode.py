@@ -109,8 +109,8 @@ def reason(field, mine, other, stack, goes_on, columns):
         return "sent again: read again here, not shown again there"
     if mine and goes_on:
         return "a message that goes on in the next segment: told here as far as it goes"
-    if mine and not other and protocols[-1] == "data":
-        return "read here, left as data there"
+    if mine and not other and (protocols[-1] == "data" or info == "Continuation"):
+        return "read here, left as data or as a continuation there"
     if other and not mine and "ipx" in protocols:
         return "what NetBIOS carries over IPX is not read here"
     if field.startswith("dns.") and ("nbns" in stack or "nbns" in protocols):

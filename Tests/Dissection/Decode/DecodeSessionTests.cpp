@@ -277,6 +277,19 @@ TEST(DecodeSession, AProtocolOnceKnownByContentStaysWithTheConnection)
     EXPECT_EQ(capture.protocol(later), "TLS");
 }
 
+TEST(DecodeSession, AMarkerOfBgpIsOneOnlyBeforeAMessage)
+{
+    const std::string marker(32, 'f');
+    for (const auto& [behind, protocol] : {std::pair{"0013 04", "BGP"},
+                                           {"0012 04", "TCP"},
+                                           {"0013 00", "TCP"},
+                                           {"0013 06", "TCP"},
+                                           {"ffff ff", "TCP"}}) {
+        Capture capture;
+        EXPECT_EQ(capture.protocol(capture.tcp(40000, 40001, 1, hex(marker + behind))), protocol) << behind;
+    }
+}
+
 struct Greeting {
     std::string_view name, greeting, answer, info, protocol;
 };

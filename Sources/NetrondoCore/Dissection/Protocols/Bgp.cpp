@@ -281,9 +281,14 @@ void describe(const LayerView& bgp, TextSink& out)
         out("Continuation, {} bytes", rest.node()->length);
 }
 
+/// Files hold runs of 0xff as well, so the length and the type must be those of a message (RFC 4271, 4.1; RFC 8654).
 Likeness guess(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && hasMarker(payload) ? Likeness::certain : Likeness::none;
+    if (transport != Transport::tcp || !hasMarker(payload))
+        return Likeness::none;
+    const auto size = load::be16(payload.data() + 16);
+    const auto kind = payload[18];
+    return size >= 19 && kind >= 1 && kind <= 5 ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(179)};
