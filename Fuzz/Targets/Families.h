@@ -35,9 +35,9 @@ inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452), way::
                                      way::ether(0x80f3), way::udp(137),    way::udp(138),    way::tcp(139)};
 inline constexpr Way webWays[] = {way::tcp(80),   way::tcp(443),   way::tcp(40001), way::udp(443),
                                   way::udp(1900), way::udp(40001), way::tcp(8883),  way::tcp(1080)};
-inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355),
-                                   way::udp(67),  way::udp(547),  way::udp(123),  way::udp(161),
-                                   way::udp(514), way::udp(1812), way::udp(69),   way::udp(3478)};
+inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),
+                                   way::udp(547), way::udp(123),  way::udp(161),  way::udp(514),  way::udp(1812),
+                                   way::udp(69),  way::udp(3478), way::tcp(49)};
 inline constexpr Way fileWays[] = {way::tcp(445),  way::tcp(135),  way::tcp(2049), way::udp(2049),
                                    way::tcp(111),  way::tcp(389),  way::udp(88),   way::tcp(88),
                                    way::tcp(3306), way::tcp(5432), way::tcp(6379), way::tcp(21)};
