@@ -38,9 +38,10 @@ inline constexpr Way webWays[] = {way::tcp(80),   way::tcp(443),   way::tcp(4000
 inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),
                                    way::udp(547), way::udp(123),  way::udp(161),  way::udp(514),  way::udp(1812),
                                    way::udp(69),  way::udp(3478), way::tcp(49)};
-inline constexpr Way fileWays[] = {way::tcp(445),  way::tcp(135), way::tcp(2049), way::udp(2049), way::tcp(111),
-                                   way::tcp(389),  way::udp(88),  way::tcp(88),   way::tcp(3306), way::tcp(5432),
-                                   way::tcp(6379), way::tcp(21),  way::tcp(502),  way::tcp(2404)};
+inline constexpr Way fileWays[] = {way::tcp(445),  way::tcp(135),  way::tcp(2049),  way::udp(2049),
+                                   way::tcp(111),  way::tcp(389),  way::udp(88),    way::tcp(88),
+                                   way::tcp(3306), way::tcp(5432), way::tcp(6379),  way::tcp(21),
+                                   way::tcp(502),  way::tcp(2404), way::tcp(20000), way::udp(20000)};
 inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),  way::tcp(143),  way::tcp(22),
                                    way::tcp(23),   way::tcp(1883), way::tcp(3389), way::tcp(5900),
                                    way::udp(5060), way::tcp(5060), way::tcp(554),  way::udp(5004)};
