@@ -156,7 +156,7 @@ TEST_F(ReceiveInWindow, EverythingGrowsWithTheFramesAndHostsKeepTheirPlaces)
     connect();
     send(1, 3);
     waitForFrames(2);
-    EXPECT_EQ(window->windowTitle(), asQt("Capture from " + name() + " – Netrondo"));
+    EXPECT_EQ(window->windowTitle(), asQt("Capture from " + name() + " — Netrondo"));
     EXPECT_EQ(part<QStackedWidget>("pages").currentIndex(), 1);
     const auto before = circle().angles();
     EXPECT_EQ(before.size(), 3u);
@@ -342,7 +342,7 @@ TEST_F(LiveTest, ARecordingThatAKilledProgramLeftBehindCanBeSaved)
     window->offerAbandoned();
     ASSERT_TRUE(answerAboutAbandoned(QMessageBox::Open));
     waitForFrames(frames);
-    EXPECT_EQ(window->windowTitle(), QStringLiteral("Recovered capture – Netrondo"));
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Recovered capture — Netrondo"));
     EXPECT_EQ(barText(), "Recovered capture · " + units::grouped(frames) + " frames · ended, not saved yet");
     EXPECT_FALSE(action("restartCapture").isEnabled());
     EXPECT_FALSE(window->close()) << "it is saved nowhere";

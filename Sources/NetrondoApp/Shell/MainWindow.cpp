@@ -454,7 +454,7 @@ void MainWindow::connectSession()
     connect(session_, &CaptureSession::opened, this, [this] {
         const auto path = session_->facts().path;
         const auto title = live_->titleOf(path);
-        setWindowTitle(QStringLiteral("%1 – Netrondo").arg(title.isEmpty() ? QFileInfo(path).fileName() : title));
+        setWindowTitle(QStringLiteral("%1 — Netrondo").arg(title.isEmpty() ? QFileInfo(path).fileName() : title));
         setWindowFilePath(title.isEmpty() ? path : QString());
         circle_->forgetPlaces();
         findings_->forget();
