@@ -290,6 +290,26 @@ TEST(DecodeSession, AMarkerOfBgpIsOneOnlyBeforeAMessage)
     }
 }
 
+TEST(DecodeSession, ATransferByTftpIsKnownByItsBeginning)
+{
+    const std::vector<std::uint8_t> rest(512);
+    auto agreement = hex("0006"), block = hex("0003 0001");
+    for (const char c : std::string_view("blksize\0001432\0", 13))
+        agreement.push_back(static_cast<std::uint8_t>(c));
+    block.insert(block.end(), rest.begin(), rest.end());
+    for (const auto& beginning : {agreement, block}) {
+        Capture capture;
+        const auto acknowledged = hex("0004 0001");
+        EXPECT_EQ(capture.protocol(capture.udp(40000, 1024, acknowledged)), "UDP") << "four bytes tell nothing";
+        EXPECT_EQ(capture.protocol(capture.udp(1024, 40000, beginning)), "TFTP");
+        const auto answer = capture.udp(40000, 1024, acknowledged);
+        EXPECT_EQ(capture.info(answer), "Acknowledgment, block 1");
+    }
+    block.pop_back();
+    Capture capture;
+    EXPECT_EQ(capture.protocol(capture.udp(1024, 40000, block)), "UDP") << "a first block is a full one";
+}
+
 struct Greeting {
     std::string_view name, greeting, answer, info, protocol;
 };

@@ -1,6 +1,9 @@
 // Trivial File Transfer Protocol (RFC 1350, options RFC 2347).
 #include "Dissection/Protocols/Protocols.h"
 
+#include <algorithm>
+#include <initializer_list>
+
 namespace netrondo::tftp {
 namespace {
 constexpr NamedValue opcodes[] = {{1, "Read request"},   {2, "Write request"}, {3, "Data"},
@@ -38,13 +41,17 @@ void decode(Layer& tftp)
         readOptions(tftp);
         break;
     case 3:
-        tftp.read(block);
+        if (tftp.read(block) == 1)
+            tftp.learn(Transport::udp, protocol);
         if (tftp.more())
             tftp.readRest(data);
         break;
     case 4: tftp.read(block); break;
     case 5: tftp.read(error), tftp.readZeroText(message); break;
-    case 6: readOptions(tftp); break;
+    case 6:
+        readOptions(tftp);
+        tftp.learn(Transport::udp, protocol);
+        break;
     default: tftp.reject(opcode);
     }
 }
@@ -62,16 +69,32 @@ void describe(const LayerView& tftp, TextSink& out)
         out(": {} ({})", code, tftp[message]);
 }
 
-/// A transfer goes on between two ports that nobody registered, so only a request is known by its content.
-Likeness guess(Bytes payload, Transport transport)
+/// A request tells its mode (RFC 1350, 5).
+bool isRequest(Bytes payload)
 {
-    if (transport != Transport::udp || payload.size() < 8 || payload[0] != 0 || payload[1] > 2 || payload[1] == 0)
-        return Likeness::none;
     const auto text = asText(payload.subspan(2));
     const auto modeAt = text.find('\0') + 1;
-    return modeAt && (text.substr(modeAt).starts_with("octet") || text.substr(modeAt).starts_with("netascii"))
-        ? Likeness::certain
-        : Likeness::none;
+    return modeAt && (text.substr(modeAt).starts_with("octet") || text.substr(modeAt).starts_with("netascii"));
+}
+
+/// An option acknowledgment begins with one of the options that there are (RFC 2348, 2349, 2090, 7440).
+bool isAgreement(Bytes payload)
+{
+    const auto text = asText(payload.subspan(2));
+    return std::ranges::any_of(
+        std::initializer_list<std::string_view>{"blksize", "tsize", "timeout", "windowsize", "multicast"},
+        [&](auto name) { return text.starts_with(name) && text.substr(name.size()).starts_with('\0'); });
+}
+
+/// A transfer goes on between two ports that nobody registered: it is known by its beginning, and the rest by that.
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::udp || payload.size() < 8 || payload[0] != 0)
+        return Likeness::none;
+    const auto kind = payload[1];
+    const bool isFirstBlock = kind == 3 && load::be16(payload.data() + 2) == 1 && payload.size() == 4 + 512;
+    const bool isKnown = kind == 1 || kind == 2 ? isRequest(payload) : kind == 6 ? isAgreement(payload) : isFirstBlock;
+    return isKnown ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {udpPort(69)};

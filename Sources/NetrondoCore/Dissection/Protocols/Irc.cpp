@@ -1,0 +1,66 @@
+// Internet Relay Chat (RFC 2812).
+#include "Dissection/Protocols/CommandLines.h"
+#include "Dissection/Protocols/Protocols.h"
+#include "Dissection/Protocols/TextLines.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace netrondo::irc {
+namespace {
+constexpr Field line{"irc.line", "Line", Wire::text};
+constexpr Field prefix{"irc.prefix", "From", Wire::text};
+constexpr Field command{"irc.command", "Command", Wire::text};
+constexpr Field parameter{"irc.parameter", "Parameter", Wire::text};
+constexpr Field text{"irc.text", "Text", Wire::text};
+constexpr Field data{"irc.data", "Data", Wire::bytes};
+
+/// With message tags; a longer one is no line of a chat, and nobody waits for its end.
+constexpr std::size_t longestLine = 8704;
+
+void decode(Layer& irc)
+{
+    while (irc.more()) {
+        // Chats are in any character set, so the line's end alone tells a text from other bytes.
+        if (irc.peek8() < ' ' && irc.peek8() != '\r' && irc.peek8() != '\n') {
+            irc.readRest(data);
+            return;
+        }
+        irc.beginMessage();
+        if (irc.left() < longestLine && std::ranges::find(irc.rest(), '\n') == irc.rest().end())
+            return irc.await(line);
+        const auto at = irc.offset();
+        const auto node = irc.tree().size();
+        const auto whole = irc.readLine(line);
+        auto [word, rest] = textLines::firstWord(whole);
+        if (word.starts_with(':')) {
+            commandLines::addWord(irc, prefix, whole, at, word.substr(1));
+            std::tie(word, rest) = textLines::firstWord(rest);
+        }
+        commandLines::addWord(irc, command, whole, at, word);
+        while (!rest.empty() && !rest.starts_with(':')) {
+            std::tie(word, rest) = textLines::firstWord(rest);
+            commandLines::addWord(irc, parameter, whole, at, word);
+        }
+        if (!rest.empty())
+            commandLines::addWord(irc, text, whole, at, rest.substr(1));
+        irc.tree().close(node);
+    }
+}
+
+void describe(const LayerView& irc, TextSink& out)
+{
+    const auto first = irc[line];
+    if (!first)
+        return out("Data, {} bytes", irc[data].node()->length);
+    out("{}", first);
+    if (const auto lines = irc.count(line); lines > 1)
+        out(" (and {} more lines)", lines - 1);
+}
+
+constexpr Claim claims[] = {tcpPort(194), tcpPorts(6660, 6669)};
+} // namespace
+
+constexpr Protocol protocol{{"irc", "IRC", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace netrondo::irc
