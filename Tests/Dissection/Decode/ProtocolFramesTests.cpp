@@ -319,6 +319,23 @@ TEST(PacketDecoder, KeepsTheMarksOfTheStreamsHistoryForFramesOutOfTurn)
     }
 }
 
+TEST(PacketDecoder, SaysOfACertificateThatItHadExpiredAndThatItIsSelfSigned)
+{
+    // A day's capture with a server of each kind.
+    const auto reader = CaptureFile::open(NETRONDO_SOURCE_DIR "/Samples/trouble.pcapng").value();
+    PacketDecoder decoder(reader->isNanosecond());
+    DecodedFrame decoded;
+    std::map<std::string_view, std::string> told;
+    while (const auto frame = reader->nextFrame().value()) {
+        decoder.decodeNext(*frame, decoded);
+        for (const auto* name : {"tls.cert.expired", "tls.cert.selfsigned"})
+            if (experts(decoded).find(name) != std::string::npos)
+                told[name] += std::to_string(decoded.summary.number) + " ";
+    }
+    EXPECT_EQ(told["tls.cert.expired"], "2435 ");
+    EXPECT_EQ(told["tls.cert.selfsigned"], "2452 ");
+}
+
 TEST(Corpus, EveryFrameOfTheCollectionDecodesWithinItsBytes)
 {
     const auto folder = collection();
