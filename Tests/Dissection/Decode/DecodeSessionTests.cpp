@@ -479,5 +479,33 @@ TEST(DecodeSession, AFrameOutOfTurnIsDecodedAsItWasInOrder)
         EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame)) << frame;
 }
 
+TEST(DecodeSession, X11KeepsTheByteOrderOfItsSetupOnAnyPort)
+{
+    Capture capture;
+    capture.tcp(7000, 40000, 1, hex("4200 000b 0000 0000 0000 0000"));
+    const auto answer = capture.tcp(40000, 7000, 1,
+                                    hex("0100 000b 0000 0009", "00b8a58f 00200000 001fffff 00000100 0003 ffff 0001",
+                                        "00000000 08ff 00000000 41626300"));
+    const auto asked = capture.tcp(7000, 40000, 13, hex("0e00 0002 00012345"));
+    const auto error =
+        capture.tcp(40000, 7000, 45, hex("0009 0001 01000000 0000 0e", "000000000000000000000000000000000000000000"));
+    EXPECT_EQ(capture.info(answer), "Connection accepted, Abc");
+    EXPECT_EQ(capture.values(answer, "x11.id_base"), "0x200000");
+    EXPECT_EQ(capture.info(asked), "Request GetGeometry");
+    EXPECT_EQ(capture.info(error), "Error bad drawable, GetGeometry");
+    EXPECT_EQ(capture.values(error, "x11.bad_value"), "0x1000000");
+    EXPECT_EQ(capture.values(error, "x11.guessed_order"), "");
+    EXPECT_EQ(capture.dumpOutOfTurn(error), capture.dump(error));
+}
+
+TEST(DecodeSession, X11TakesTheMiddleOfAnImageForNoRequest)
+{
+    Capture capture;
+    const auto zeros = capture.tcp(6000, 40000, 1, std::vector<std::uint8_t>(64));
+    EXPECT_EQ(capture.info(zeros), "Continuation, 64 bytes");
+    const auto noRequest = capture.tcp(6001, 40000, 1, hex("0b0b0b2e 2e2e2e2e 00000000"));
+    EXPECT_EQ(capture.info(noRequest), "Continuation, 12 bytes");
+}
+
 } // namespace
 } // namespace netrondo::test
