@@ -44,7 +44,7 @@ inline constexpr Way fileWays[] = {way::tcp(445),  way::tcp(135),  way::tcp(2049
                                    way::tcp(502),  way::tcp(2404), way::tcp(20000), way::udp(20000)};
 inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),  way::tcp(143),  way::tcp(22),   way::tcp(23),
                                    way::tcp(1883), way::tcp(3389), way::tcp(5900), way::udp(5060), way::tcp(5060),
-                                   way::tcp(554),  way::udp(5004), way::tcp(6000), way::tcp(6667)};
+                                   way::tcp(554),  way::udp(5004), way::tcp(6000), way::tcp(6881), way::tcp(6667)};
 
 inline void decodeLink(Bytes input)
 {

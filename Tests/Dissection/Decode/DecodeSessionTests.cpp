@@ -507,5 +507,21 @@ TEST(DecodeSession, X11TakesTheMiddleOfAnImageForNoRequest)
     EXPECT_EQ(capture.info(noRequest), "Continuation, 12 bytes");
 }
 
+TEST(DecodeSession, PeersThatShookHandsAreFollowedOnAnyPort)
+{
+    Capture capture;
+    const auto shaken = hex("13 426974546f7272656e742070726f746f636f6c 0000000000100005", std::string(40, 'a').c_str(),
+                            std::string(40, 'b').c_str());
+    const auto first = capture.tcp(47309, 1044, 1, shaken);
+    const auto asked = capture.tcp(47309, 1044, 69, hex("0000000d 06 00000048 00004000 00004000 0000"));
+    const auto rest = capture.tcp(47309, 1044, 88, hex("0005 04 00000007"));
+    const auto middle = capture.tcp(1044, 47309, 1, std::vector<std::uint8_t>(64));
+    EXPECT_EQ(capture.info(first), "Handshake");
+    EXPECT_EQ(capture.values(asked, "bittorrent.begin"), "16384");
+    EXPECT_EQ(capture.info(rest), "Have 7");
+    EXPECT_EQ(capture.info(middle), "Continuation, 64 bytes");
+    EXPECT_EQ(capture.dumpOutOfTurn(rest), capture.dump(rest));
+}
+
 } // namespace
 } // namespace netrondo::test
