@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QSettings>
 #include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -31,7 +32,10 @@ int openWindow(int argc, char** argv)
     QApplication application(argc, argv);
     qInstallMessageHandler(earlier);
     QApplication::setStyle(new VisibleTicks); // the application's from now on
+    // Whoever keeps settings keeps them in one file, ~/.config/netrondo/netrondo.ini.
+    QCoreApplication::setOrganizationName(QStringLiteral("netrondo"));
     QCoreApplication::setApplicationName(QStringLiteral("netrondo"));
+    QSettings::setDefaultFormat(QSettings::IniFormat);
     QCoreApplication::setApplicationVersion(QStringLiteral(NETRONDO_VERSION));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Netrondo"));
     QGuiApplication::setDesktopFileName(QStringLiteral("io.github.netrondo.Netrondo"));
