@@ -290,6 +290,16 @@ TEST(DecodeSession, AMarkerOfBgpIsOneOnlyBeforeAMessage)
     }
 }
 
+TEST(DecodeSession, ALineOfAChatIsAwaitedToItsEnd)
+{
+    Capture capture;
+    const auto part = capture.tcp(40000, 6667, 1, asBytes(":anna PRIV"));
+    const auto whole = capture.tcp(40000, 6667, 11, asBytes("MSG #net :hello\r\n"));
+    EXPECT_EQ(capture.info(part), "Part of a line");
+    EXPECT_EQ(capture.info(whole), ":anna PRIVMSG #net :hello");
+    EXPECT_EQ(capture.info(capture.tcp(40000, 6667, 28, hex("0001 0203"))), "Data, 4 bytes");
+}
+
 TEST(DecodeSession, ATransferByTftpIsKnownByItsBeginning)
 {
     const std::vector<std::uint8_t> rest(512);

@@ -50,10 +50,12 @@ void decode(Layer& irc)
 
 void describe(const LayerView& irc, TextSink& out)
 {
-    const auto first = irc[line];
-    if (!first)
-        return out("Data, {} bytes", irc[data].node()->length);
-    out("{}", first);
+    if (const auto first = irc[line])
+        out("{}", first);
+    else if (const auto bytes = irc[data])
+        out("Data, {} bytes", bytes.node()->length);
+    else
+        out("Part of a line");
     if (const auto lines = irc.count(line); lines > 1)
         out(" (and {} more lines)", lines - 1);
 }
