@@ -81,10 +81,8 @@ TEST(ReadAhead, AFailedReadIsAnEnd)
     EXPECT_EQ(ReadAhead(-1, 0).take().size, 0u);
 }
 
-TEST(FileHandleReadingAhead, BeginsWithTheSecondWindowOfALargeFile)
+TEST(FileHandleReadingAhead, BeginsWithTheSecondWindowOfALargeFileWhereThereIsAProcessorForIt)
 {
-    if (std::thread::hardware_concurrency() < 2)
-        GTEST_SKIP() << "one processor has nobody to read ahead";
     const TempFile large(content());
     const TempFile small(Bytes(content()).first(2 * piece));
     const auto before = threads();
@@ -93,7 +91,7 @@ TEST(FileHandleReadingAhead, BeginsWithTheSecondWindowOfALargeFile)
     EXPECT_EQ(threads(), before);
     (void)handle.read(piece);
     const auto reading = threads();
-    EXPECT_GT(reading, before); // a sanitizer may add one of its own
+    EXPECT_EQ(reading > before, std::thread::hardware_concurrency() > 1); // a sanitizer may add one of its own
     auto other = *FileHandle::open(small);
     (void)other.read(piece + 100);
     EXPECT_EQ(threads(), reading) << "a small file is not worth a thread";
