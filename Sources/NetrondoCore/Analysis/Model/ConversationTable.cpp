@@ -98,6 +98,12 @@ void assign(std::string& text, const Address& address)
     text.assign(buffer, address.write(buffer));
 }
 
+/// What a pair is called: by what it carries, or, where that is only how bytes are carried, by what its ports are known
+/// for.
+ProtocolName knownBy(const CommPair& ports, ProtocolName top)
+{
+    return PortServices::isTransportOnly(top) ? PortServices::dominantAppProtocol(ports.dstPorts).value_or(top) : top;
+}
 } // namespace
 
 ConversationTable ConversationTable::snapshot() const
@@ -320,7 +326,7 @@ ProtocolName ConversationTable::topProtocol(std::uint32_t pairNumber) const
         return top;
     CommPair ports;
     readPorts(pairNumber, ports);
-    return PortServices::dominantAppProtocol(ports.dstPorts).value_or(top);
+    return knownBy(ports, top);
 }
 
 void ConversationTable::readQuality(std::uint32_t pairNumber, CommPair& into) const
@@ -389,10 +395,7 @@ void ConversationTable::read(std::uint32_t pairNumber, CommPair& into) const
     into.firstSeenSeconds = firstSeen(pairNumber);
     into.lastSeenSeconds = totals.lastSeen;
     readPorts(pairNumber, into);
-    auto top = totals.topProtocol;
-    if (PortServices::isTransportOnly(top))
-        top = PortServices::dominantAppProtocol(into.dstPorts).value_or(top);
-    into.topProtocol = text(top);
+    into.topProtocol = text(knownBy(into, totals.topProtocol));
     readQuality(pairNumber, into);
 }
 
