@@ -358,7 +358,7 @@ void MainWindow::buildFrames()
     connect(decode_, &DecodeView::failed, this,
             [this](const QString& sentence) { message_->say(MessageBar::Kind::error, sentence); });
     connect(decode_, &DecodeView::remarked, this,
-            [this](const QString& sentence) { statusBar()->showMessage(sentence, 8000); });
+            [this](const QString& sentence) { statusBar()->showMessage(sentence, DecodeView::remarkFor); });
     connectFrames(*decode_);
 }
 

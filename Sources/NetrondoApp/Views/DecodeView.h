@@ -63,6 +63,8 @@ public:
     void fillGoMenu(QMenu& menu) const;
     void fillViewMenu(QMenu& menu);
 
+    static constexpr int remarkFor = 8000; ///< milliseconds
+
     /// Rows beyond these are not copied, and it is said.
     void setMostCopied(int rows) { mostCopied_ = rows; }
 
@@ -86,7 +88,7 @@ signals:
     void filterTyped(const QString& text);
     void filterProgress(quint32 found, quint32 examined, quint32 all, bool isDone);
     void statusChanged(const QString& status);
-    /// Said once, of something that was asked for.
+    /// Said once, of something that was asked for; to be read for `remarkFor`.
     void remarked(const QString& sentence);
     /// Other frames are shown, or none.
     void storeChanged();

@@ -11,9 +11,6 @@
 #include <QStatusBar>
 
 namespace netrondo {
-namespace {
-constexpr int remarkFor = 8000; // milliseconds
-} // namespace
 
 DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
 {
@@ -41,7 +38,7 @@ DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
     statusBar()->addWidget(status, 1);
     connect(view_, &DecodeView::statusChanged, status, &QLabel::setText);
     connect(view_, &DecodeView::remarked, this,
-            [this](const QString& sentence) { statusBar()->showMessage(sentence, remarkFor); });
+            [this](const QString& sentence) { statusBar()->showMessage(sentence, DecodeView::remarkFor); });
     connect(view_, &DecodeView::failed, this, [this](const QString& sentence) { statusBar()->showMessage(sentence); });
     restoreGeometry(QSettings().value(QStringLiteral("decode/window")).toByteArray());
     view_->setFocus();
