@@ -21,7 +21,8 @@ inline constexpr Way linkWays[] = {way::ether(0x8100),
                                    way::link(LinkType::ieee80211Radio),
                                    way::link(LinkType::linuxSLL),
                                    way::link(LinkType::linuxSLL2),
-                                   way::link(LinkType::null)};
+                                   way::link(LinkType::null),
+                                   {Way::Carrier::ciscoSnap, 0x2004}};
 inline constexpr Way networkWays[] = {
     way::ether(0x0806), way::ether(0x0800), way::ether(0x86dd), way::ip(1),     way::ip6(58),   way::ip(2),
     way::ip(47),        way::ip(51),        way::ip(132),       way::ip(33),    way::ip(136),   way::ip(4),
@@ -38,10 +39,10 @@ inline constexpr Way webWays[] = {way::tcp(80),   way::tcp(443),   way::tcp(4000
 inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),
                                    way::udp(547), way::udp(123),  way::udp(161),  way::udp(514),  way::udp(1812),
                                    way::udp(69),  way::udp(3478), way::tcp(49)};
-inline constexpr Way fileWays[] = {way::tcp(445),  way::tcp(135),  way::tcp(2049),  way::udp(2049),
-                                   way::tcp(111),  way::tcp(389),  way::udp(88),    way::tcp(88),
-                                   way::tcp(3306), way::tcp(5432), way::tcp(6379),  way::tcp(21),
-                                   way::tcp(502),  way::tcp(2404), way::tcp(20000), way::udp(20000)};
+inline constexpr Way fileWays[] = {way::tcp(445),   way::tcp(135), way::tcp(2049), way::udp(2049), way::tcp(111),
+                                   way::tcp(389),   way::udp(88),  way::tcp(88),   way::tcp(3306), way::tcp(5432),
+                                   way::tcp(6379),  way::tcp(21),  way::tcp(502),  way::tcp(2404), way::tcp(20000),
+                                   way::udp(20000), way::tcp(102), way::tcp(5222)};
 inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),  way::tcp(143),  way::tcp(22),   way::tcp(23),
                                    way::tcp(1883), way::tcp(3389), way::tcp(5900), way::udp(5060), way::tcp(5060),
                                    way::tcp(554),  way::udp(5004), way::tcp(6000), way::tcp(6881), way::tcp(6667)};

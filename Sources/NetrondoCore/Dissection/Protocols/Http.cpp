@@ -117,6 +117,15 @@ std::optional<std::uint64_t> bodyLength(const Layer& http, std::span<const Node>
     return end.ec == std::errc() ? std::optional(length) : std::nullopt;
 }
 
+/// Both ways of the connection speak another protocol from here on (RFC 6455, 4.2.2).
+bool isSwitchToWebSocket(const Layer& http, std::span<const Node> message)
+{
+    const auto code = std::ranges::find(message, &status, &Node::field);
+    const auto what = std::ranges::find(message, &upgrade, &Node::field);
+    return http.isStream() && code != message.end() && code->number == 101 && what != message.end()
+        && textLines::equalsIgnoringCase(asText(http.bytesOf(*what)), "websocket");
+}
+
 void readBody(Layer& http, std::optional<std::uint64_t> size)
 {
     if (size && *size > http.leftOnWire())
@@ -139,7 +148,14 @@ void decodeHttp(Layer& http)
         readStartLine(http);
         if (!headerLines::read(http, header, knownHeaders))
             return http.isStream() ? http.await(header) : static_cast<void>(0);
-        readBody(http, bodyLength(http, http.tree().nodes().subspan(first)));
+        const auto message = http.tree().nodes().subspan(first);
+        if (isSwitchToWebSocket(http, message)) {
+            http.learn(Transport::tcp, websocket::protocol);
+            if (http.more())
+                http.handOver(websocket::protocol);
+            return;
+        }
+        readBody(http, bodyLength(http, message));
     }
 }
 

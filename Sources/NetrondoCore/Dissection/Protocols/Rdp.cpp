@@ -1,13 +1,9 @@
 // Remote Desktop: TPKT (RFC 1006), the ISO transport under it (X.224), and the negotiation that opens RDP.
+#include "Dissection/Protocols/IsoTransport.h"
 #include "Dissection/Protocols/Protocols.h"
 
 namespace netrondo::rdp {
 namespace {
-constexpr NamedValue pdus[] = {{0xe0, "Connection Request"},
-                               {0xd0, "Connection Confirm"},
-                               {0x80, "Disconnect Request"},
-                               {0xf0, "Data"},
-                               {0x70, "Error"}};
 constexpr NamedValue negotiations[] = {
     {1, "Negotiation Request"}, {2, "Negotiation Response"}, {3, "Negotiation Failure"}};
 constexpr NamedValue protocols[] = {{0, "standard RDP security"},
@@ -25,7 +21,7 @@ constexpr Field reserved{"rdp.tpkt_reserved", "Reserved", Wire::u8};
 constexpr Field length{"rdp.tpkt_length", "TPKT length", Wire::u16};
 constexpr Field packet{"rdp.packet", "TPKT packet", Wire::group};
 constexpr Field headerLength{"rdp.cotp_len", "Header length", Wire::u8};
-constexpr Field pdu{"rdp.pdu", "PDU", Wire::hex8, pdus};
+constexpr Field pdu{"rdp.pdu", "PDU", Wire::hex8, isoTransport::pduNames};
 constexpr Field destination{"rdp.dst_ref", "Destination reference", Wire::hex16};
 constexpr Field source{"rdp.src_ref", "Source reference", Wire::hex16};
 constexpr Field options{"rdp.class", "Class", Wire::hex8};
@@ -50,38 +46,17 @@ void readNegotiation(Layer& rdp)
     rdp.read(kind == 3 ? failure : protocolsOffered);
 }
 
-void readTransport(Layer& rdp)
-{
-    rdp.read(headerLength);
-    const auto kind = rdp.read(pdu);
-    if (kind == 0xe0 || kind == 0xd0) {
-        rdp.read(destination, source, options);
-        readNegotiation(rdp);
-    } else if (kind == 0xf0) {
-        rdp.read(endOfData);
-    } else if (kind == 0x80) {
-        rdp.read(destination, source, options);
-    }
-    if (rdp.more())
-        rdp.readRest(data);
-}
+constexpr isoTransport::Fields fields{packet,      version, reserved, length,    headerLength, pdu,
+                                      destination, source,  options,  endOfData, fastPath};
 
 void decode(Layer& rdp)
 {
-    while (rdp.more()) {
-        if (rdp.peek8() != 3 || rdp.peek8(1) != 0) {
-            rdp.readRest(fastPath);
-            return;
-        }
-        rdp.beginMessage();
-        const Layer::Group group(rdp, packet);
-        rdp.read(version, reserved);
-        const auto size = rdp.read(length);
-        if (size < 7)
-            return rdp.reject(length);
-        const Layer::Window content(rdp, size - 4);
-        readTransport(rdp);
-    }
+    isoTransport::read(rdp, fields, [](Layer& layer, std::uint64_t kind) {
+        if (kind == isoTransport::request || kind == isoTransport::confirm)
+            readNegotiation(layer);
+        if (layer.more())
+            layer.readRest(data);
+    });
 }
 
 void describe(const LayerView& rdp, TextSink& out)
@@ -102,9 +77,9 @@ void describe(const LayerView& rdp, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && payload.size() >= 7 && payload[0] == 3 && payload[1] == 0
-            && load::be16(&payload[2]) >= 7 && load::be16(&payload[2]) <= payload.size()
-            && (payload[5] == 0xe0 || payload[5] == 0xd0 || payload[5] == 0xf0)
+    return transport == Transport::tcp && isoTransport::isPacket(payload) && load::be16(&payload[2]) <= payload.size()
+            && (payload[5] == isoTransport::request || payload[5] == isoTransport::confirm
+                || payload[5] == isoTransport::data)
         ? Likeness::likely
         : Likeness::none;
 }
