@@ -29,9 +29,9 @@ void decode(Layer& nbss)
             return;
         nbss.expect(size);
         if (kind == 0 && size) {
-            nbss.handOver(smb::protocol, size);
-            if (!nbss.left())
-                return;
+            const Layer::Window content(nbss, size);
+            if (nbss.left())
+                nbss.handOver(smb::protocol);
         } else if (kind == 0x81) {
             nbss.readBytes(names, size);
         } else if (kind == 0x83) {
