@@ -1,6 +1,8 @@
 // Any frame of a capture at once: by its number, in any order, while the file grows.
 #include "Capture/FrameIndex.h"
 
+#include "Capture/CaptureFile.h"
+#include "Capture/CopyCapture.h"
 #include "Support/Captures.h"
 #include "Support/Gzip.h"
 #include "Support/Readers.h"
@@ -89,6 +91,30 @@ TEST(FrameIndex, ReadsPcapngBlocksOfBothKindsBetweenOthers)
         EXPECT_EQ(found.interfaceID, expected[frame].interfaceID);
         EXPECT_EQ(found.linkType, expected[frame].linkType);
     }
+}
+
+TEST(FrameIndex, TellsWhatTheFileRemarksOnAFrame)
+{
+    const TempFolder folder;
+    const TempFile file(manyFrames(3));
+    const auto remarkOn = [](std::uint64_t wanted, std::string text) {
+        return [wanted, text](std::uint64_t frame) { return frame == wanted ? text : std::string(); };
+    };
+    const auto copied = [&](const std::filesystem::path& from, std::string_view to, const CopyRemarks& remarks) {
+        const auto reader = CaptureFile::open(from).value();
+        EXPECT_TRUE(copyCapture(
+            *reader, folder / to, [](const CaptureFrame& frame) { return frame.timestampSeconds > 0; }, {}, remarks));
+        return folder / to;
+    };
+    const auto first = copied(file, "first.pcapng", remarkOn(1, "odd")); // the first frame is not copied
+    const auto index = indexOf(copied(first, "second.pcapng", remarkOn(0, "very odd")));
+    auto fetcher = *index->fetcher();
+    ASSERT_EQ(index->count(), 2u);
+    EXPECT_EQ(fetcher.comment(*fetcher.fetch(0)), "odd\nvery odd");
+    EXPECT_EQ(fetcher.comment(*fetcher.fetch(1)), "");
+    const auto plain = indexOf(copied(first, "third.pcap", remarkOn(0, "lost")));
+    auto none = *plain->fetcher();
+    EXPECT_EQ(none.comment(*none.fetch(0)), "") << "there is no room for it in pcap";
 }
 
 struct ClockCase {

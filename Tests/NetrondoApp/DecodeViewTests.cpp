@@ -7,6 +7,7 @@
 #include "Views/DecodeView.h"
 #include "Views/FrameFindBar.h"
 #include "Views/FrameListView.h"
+#include "Views/TimeShiftDialog.h"
 
 #include <QAbstractItemModelTester>
 #include <QAccessible>
@@ -14,10 +15,12 @@
 #include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
@@ -265,6 +268,156 @@ TEST_F(DecodeWindowTest, MarksAndGoesToMarks)
     EXPECT_EQ(row(), 7);
     press(Qt::Key_M, Qt::ControlModifier);
     EXPECT_FALSE(view().frames()->isMarked(7));
+}
+
+constexpr auto shift = Qt::ControlModifier | Qt::ShiftModifier, alt = Qt::ControlModifier | Qt::AltModifier;
+
+TEST_F(DecodeWindowTest, IgnoredFramesCountForNothing)
+{
+    showConversation(30);
+    list().setFocus();
+    view().goToFrame(11); // DNS, as 1, 6, 16, 21 and 26
+    ASSERT_TRUE(isShown(11));
+    press(Qt::Key_D, Qt::ControlModifier);
+    EXPECT_TRUE(view().frames()->isIgnored(10));
+    EXPECT_EQ(nodes().rowCount(), 1) << "the tree says so and nothing else";
+    EXPECT_TRUE(nodes().index(0, 0).data().toString().startsWith(QStringLiteral("Ignored")));
+    EXPECT_EQ(nodes().filterOf(nodes().index(0, 0)), QString());
+    view().goToFrame(6);
+    ASSERT_TRUE(isShown(6));
+    press(Qt::Key_Period, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return row() == 15; })) << "find passes it over";
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 5));
+    list().setFocus();
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return view().frames()->rowCount() == 6; })) << "it is found again";
+    ASSERT_TRUE(filtered(QString(), 30));
+    press(Qt::Key_D, shift);
+    EXPECT_TRUE(view().frames()->are(FrameListModel::Kind::ignored, {{0, 29}}));
+    press(Qt::Key_D, alt);
+    EXPECT_TRUE(view().frames()->notes().ignored.empty());
+}
+
+TEST_F(DecodeWindowTest, AFrameIgnoredUnderAFilterStaysOnItsLine)
+{
+    showConversation(30);
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 6));
+    list().setFocus();
+    list().choose(2);
+    press(Qt::Key_D, Qt::ControlModifier);
+    EXPECT_TRUE(view().frames()->isIgnored(2));
+    EXPECT_EQ(view().frames()->rowCount(), 6);
+    press(Qt::Key_D, Qt::ControlModifier);
+    EXPECT_TRUE(eventually([&] { return view().frames()->rowCount() == 6 && !view().frames()->isIgnored(2); }));
+}
+
+TEST_F(DecodeWindowTest, TimesCountFromReferences)
+{
+    showConversation(20);
+    list().setFocus();
+    view().frames()->setTimeFormat(FrameListModel::TimeFormat::timeOfDay);
+    view().goToFrame(8);
+    ASSERT_TRUE(isShown(8));
+    press(Qt::Key_T, Qt::ControlModifier);
+    EXPECT_EQ(view().frames()->timeFormat(), FrameListModel::TimeFormat::sinceFirst)
+        << "or nothing would be seen of it";
+    EXPECT_EQ(view().frames()->text(7, FrameListModel::time), QStringLiteral("Reference"));
+    EXPECT_EQ(view().frames()->text(9, FrameListModel::time), QStringLiteral("2.000000"));
+    EXPECT_TRUE(nodes().index(0, 0).data().toString().startsWith(QStringLiteral("Time reference")));
+    view().goToFrame(1);
+    press(Qt::Key_N, alt);
+    EXPECT_EQ(row(), 7);
+    view().goToFrame(12);
+    press(Qt::Key_B, alt);
+    EXPECT_EQ(row(), 7);
+    press(Qt::Key_T, alt);
+    EXPECT_EQ(view().frames()->text(7, FrameListModel::time), QStringLiteral("7.000000"));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(view().frames()->text(7, FrameListModel::time), QStringLiteral("Reference"));
+    press(Qt::Key_Z, shift);
+    EXPECT_EQ(view().frames()->text(7, FrameListModel::time), QStringLiteral("7.000000"));
+}
+
+TEST_F(DecodeWindowTest, TimesAreShiftedByASpanOrByTheTimeOfAFrame)
+{
+    qputenv("TZ", "UTC");
+    showConversation(20);
+    list().setFocus();
+    const auto ask = [&](auto fill) {
+        view().findChild<QAction*>(QStringLiteral("shiftTimes"))->trigger();
+        auto* dialog = view().findChild<TimeShiftDialog*>();
+        ASSERT_TRUE(dialog);
+        fill(*dialog);
+        QTest::qWait(0); // gone
+    };
+    const auto lines = [](TimeShiftDialog& dialog) { return dialog.findChildren<QLineEdit*>(); };
+    const auto ok = [](TimeShiftDialog& dialog) {
+        return dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+    };
+    ask([&](TimeShiftDialog& dialog) {
+        lines(dialog)[0]->setText(QStringLiteral("soon"));
+        EXPECT_FALSE(ok(dialog)->isEnabled());
+        lines(dialog)[0]->setText(QStringLiteral("-1:00:00"));
+        ok(dialog)->click();
+    });
+    EXPECT_EQ(view().frames()->text(5, FrameListModel::time), QStringLiteral("21:13:25.250000"));
+    ask([&](TimeShiftDialog& dialog) {
+        dialog.findChildren<QRadioButton*>()[1]->setChecked(true);
+        EXPECT_EQ(lines(dialog)[1]->text(), QStringLiteral("2023-11-14 21:13:20.250000"));
+        lines(dialog)[1]->setText(QStringLiteral("2023-11-14 22:13:21"));
+        ok(dialog)->click();
+    });
+    EXPECT_EQ(view().frames()->text(5, FrameListModel::time), QStringLiteral("22:13:26.000000"));
+    ask([&](TimeShiftDialog& dialog) {
+        dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Reset)->click();
+        ok(dialog)->click();
+    });
+    EXPECT_EQ(view().frames()->notes().shift, 0);
+    view().frames()->setTimeFormat(FrameListModel::TimeFormat::sinceFirst); // which is remembered
+}
+
+TEST_F(DecodeWindowTest, ANoteStandsInTheListAndInTheTree)
+{
+    showConversation(20);
+    list().setFocus();
+    press(Qt::Key_C, alt);
+    auto* dialog = view().findChild<QInputDialog*>();
+    ASSERT_TRUE(dialog);
+    dialog->setTextValue(QStringLiteral("the first\nquestion"));
+    dialog->accept();
+    EXPECT_TRUE(
+        view().frames()->text(0, FrameListModel::info).startsWith(QStringLiteral("Note: the first question — ")));
+    EXPECT_EQ(nodes().index(0, 0).data().toString(), QStringLiteral("Note: the first question"));
+    tree().setCurrentIndex(node("ip.ttl"));
+    EXPECT_EQ(view().bytes()->lit().length, 1u) << "the rows below are nodes as before";
+}
+
+TEST_F(DecodeWindowTest, ARowOfTheTreeBecomesAColumnThatIsRemembered)
+{
+    showConversation(20);
+    view().goToFrame(3);
+    ASSERT_TRUE(isShown(3));
+    tree().setFocus();
+    tree().setCurrentIndex(node("ip.ttl"));
+    press(Qt::Key_I, shift);
+    const int column = FrameListModel::columns;
+    ASSERT_EQ(view().frames()->columnCount(), column + 1);
+    EXPECT_TRUE(eventually([&] { return view().frames()->text(2, column) == QStringLiteral("64"); }));
+    const auto* header = list().header();
+    EXPECT_EQ(header->visualIndex(FrameListModel::info), header->count() - 1) << "the info keeps the room that is left";
+    EXPECT_TRUE(list().selectionModel()->isRowSelected(2, {}));
+    DecodeView another;
+    EXPECT_EQ(another.frames()->fields(), view().frames()->fields());
+    QMenu menu;
+    view().fillViewMenu(menu);
+    auto* columns = menu.findChild<QMenu*>(QStringLiteral("columns"));
+    ASSERT_TRUE(columns);
+    emit columns->aboutToShow();
+    for (auto* action : columns->actions())
+        if (action->text() == QLatin1String("IPv4 TTL"))
+            action->setChecked(false);
+    EXPECT_EQ(view().frames()->columnCount(), column);
+    EXPECT_TRUE(DecodeView().frames()->fields().isEmpty());
 }
 
 TEST_F(DecodeWindowTest, CopiesRowsAsTheColumnsStand)

@@ -1,10 +1,12 @@
 // The packet list's rows.
 #include "Models/FrameListModel.h"
 
+#include "Models/FrameTimes.h"
 #include "NetrondoApp/Support/Waiting.h"
 
 #include <QAbstractItemModelTester>
 #include <QMimeData>
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
@@ -30,6 +32,7 @@ struct Shown {
     }
 };
 
+using Kind = FrameListModel::Kind;
 } // namespace
 
 TEST(FrameListModel, ShowsAFrameInItsColumns)
@@ -112,26 +115,26 @@ TEST(FrameListModel, ColoursAFrameByTheFirstRuleThatFits)
 TEST(FrameListModel, MarksFramesWhateverIsShown)
 {
     Shown shown(20);
-    shown.model.setMarked(5, 6, true);
+    shown.model.set(Kind::marked, {{5, 6}}, true);
     FrameFilterTask task(*shown.store, DisplayFilter::compile("udp").value());
     shown.model.setFilter(&task);
     ASSERT_TRUE(eventually([&] { return shown.model.rowCount() == 4; }));
     EXPECT_FALSE(shown.model.data(shown.model.index(0, 0), FrameListModel::markedRole).toBool());
     EXPECT_TRUE(shown.model.data(shown.model.index(1, 0), FrameListModel::markedRole).toBool());
-    EXPECT_EQ(shown.model.nextMarked(-1, 1), 1);
-    EXPECT_EQ(shown.model.nextMarked(1, 1), std::nullopt);
-    shown.model.markAllShown();
-    EXPECT_EQ(shown.model.nextMarked(1, 1), 2);
+    EXPECT_EQ(shown.model.next(Kind::marked, -1, 1), 1);
+    EXPECT_EQ(shown.model.next(Kind::marked, 1, 1), std::nullopt);
+    shown.model.setAllShown(Kind::marked);
+    EXPECT_EQ(shown.model.next(Kind::marked, 1, 1), 2);
     shown.model.setFilter(nullptr);
-    EXPECT_EQ(shown.model.nextMarked(0, 1), 5);
-    EXPECT_EQ(shown.model.nextMarked(20, -1), 15);
-    shown.model.clearMarks();
-    EXPECT_EQ(shown.model.nextMarked(-1, 1), std::nullopt);
+    EXPECT_EQ(shown.model.next(Kind::marked, 0, 1), 5);
+    EXPECT_EQ(shown.model.next(Kind::marked, 20, -1), 15);
+    shown.model.clear(Kind::marked);
+    EXPECT_EQ(shown.model.next(Kind::marked, -1, 1), std::nullopt);
 }
 
-TEST(MarkedFrames, AreWhatAListOfThemWouldBe)
+TEST(FrameSet, IsWhatAListOfThemWouldBe)
 {
-    MarkedFrames marked;
+    FrameSet marked;
     std::set<std::uint32_t> expected;
     std::mt19937 random(7);
     for (int i = 0; i < 300; ++i) {
@@ -155,6 +158,151 @@ TEST(MarkedFrames, AreWhatAListOfThemWouldBe)
     marked.clear();
     EXPECT_EQ(marked.next(0), std::nullopt);
     EXPECT_EQ(marked.previous(1000), std::nullopt);
+}
+
+TEST(FrameSet, HoldsAnotherWhenAllOfThatAreInIt)
+{
+    FrameSet many, few;
+    EXPECT_TRUE(few.holds(many));
+    many.set(10, 200, true);
+    few.set(64, 64, true);
+    EXPECT_TRUE(many.holds(few));
+    EXPECT_FALSE(few.holds(many));
+    few.set(300, 300, true);
+    EXPECT_FALSE(many.holds(few));
+}
+
+TEST(FrameListModel, AnIgnoredFrameSaysSoAndNothingElse)
+{
+    Shown shown(10);
+    shown.model.setColorRules(FrameColorRules({{QStringLiteral("all"), QStringLiteral("ip"), Qt::green}}));
+    shown.model.set(Kind::ignored, {{2, 2}}, true);
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::info), QStringLiteral("Ignored"));
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::number), QStringLiteral("3"));
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::time), QStringLiteral("2.000000"));
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::source), QString());
+    EXPECT_EQ(shown.model.ruleAt(2), nullptr);
+    EXPECT_EQ(shown.model.filterOf(2, FrameListModel::source), QString());
+    shown.model.clear(Kind::ignored);
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::source), QStringLiteral("10.0.0.1"));
+}
+
+TEST(FrameListModel, ATimeCountsFromTheReferenceBeforeIt)
+{
+    Shown shown(10);
+    shown.model.set(Kind::references, {{3, 3}, {6, 6}}, true);
+    const char* const expected[] = {"0.000000", "1.000000",  "2.000000", "Reference", "1.000000",
+                                    "2.000000", "Reference", "1.000000", "2.000000",  "3.000000"};
+    for (int row = 0; row < 10; ++row)
+        EXPECT_EQ(cell(shown.model, row, FrameListModel::time), QString::fromLatin1(expected[row])) << row;
+}
+
+TEST(FrameListModel, TimesOfDayAreShiftedAndTheHeadingSaysSo)
+{
+    Shown shown(10);
+    qputenv("TZ", "UTC");
+    shown.model.setTimeFormat(FrameListModel::TimeFormat::timeOfDay);
+    const auto heading = [&] {
+        return shown.model.headerData(FrameListModel::time, Qt::Horizontal, Qt::DisplayRole).toString();
+    };
+    EXPECT_EQ(heading(), QStringLiteral("Time of day"));
+    shown.store->notes().setShift(-3'600'000'000'000 + 1);
+    EXPECT_EQ(cell(shown.model, 5, FrameListModel::time), QStringLiteral("21:13:25.250000001"));
+    EXPECT_EQ(heading(), QStringLiteral("Time of day, shifted"));
+    shown.model.setTimeFormat(FrameListModel::TimeFormat::sinceFirst);
+    EXPECT_EQ(cell(shown.model, 5, FrameListModel::time), QStringLiteral("5.000000"));
+}
+
+TEST(FrameListModel, ANoteStandsBeforeTheInfo)
+{
+    Shown shown(10);
+    shown.store->notes().setNote(2, QStringLiteral("look\nhere"));
+    EXPECT_EQ(cell(shown.model, 2, FrameListModel::info),
+              QStringLiteral("Note: look here — GET /2 HTTP/1.1 (www.example.org)"));
+}
+
+TEST(FrameListModel, AFieldHasAColumnOfItsOwn)
+{
+    Shown shown(10);
+    const QAbstractItemModelTester tester(&shown.model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const int ttl = shown.model.addField({QStringLiteral("ip.ttl"), QStringLiteral("IPv4 TTL")});
+    const int host = shown.model.addField({QStringLiteral("http.host"), QStringLiteral("Host")});
+    const int http = shown.model.addField({QStringLiteral("http"), QStringLiteral("HTTP")});
+    EXPECT_EQ(shown.model.addField({QStringLiteral("ip.ttl"), QStringLiteral("IPv4 TTL")}), ttl) << "one is enough";
+    EXPECT_EQ(shown.model.columnCount(), FrameListModel::columns + 3);
+    EXPECT_EQ(shown.model.headerData(ttl, Qt::Horizontal, Qt::DisplayRole), QStringLiteral("IPv4 TTL"));
+    EXPECT_EQ(cell(shown.model, 2, static_cast<FrameListModel::Column>(ttl)), QStringLiteral("64"));
+    EXPECT_EQ(cell(shown.model, 2, static_cast<FrameListModel::Column>(host)), QStringLiteral("www.example.org"));
+    EXPECT_EQ(cell(shown.model, 2, static_cast<FrameListModel::Column>(http)),
+              QStringLiteral("GET /2 HTTP/1.1 (www.example.org)"));
+    EXPECT_EQ(cell(shown.model, 0, static_cast<FrameListModel::Column>(host)), QString()) << "a DNS query has none";
+    EXPECT_EQ(shown.model.filterOf(2, ttl), QStringLiteral("ip.ttl == 64"));
+    shown.model.removeField(ttl);
+    EXPECT_EQ(cell(shown.model, 2, static_cast<FrameListModel::Column>(ttl)), QStringLiteral("www.example.org"))
+        << "the next one has moved up";
+}
+
+struct SpanCase {
+    const char* text;
+    std::optional<std::int64_t> nanoseconds;
+    const char* written; ///< the other way round
+};
+
+TEST(FrameTimes, ReadsAndWritesSpans)
+{
+    for (const auto& [text, nanoseconds, written] : {
+             SpanCase{"0", 0, "0"},
+             SpanCase{"1.5", 1'500'000'000, "1.5"},
+             SpanCase{" -0.000000001 ", -1, "-0.000000001"},
+             SpanCase{"+1:00:00", 3'600'000'000'000, "3600"},
+             SpanCase{"\u22122:30", -150'000'000'000, "-150"},
+             SpanCase{"", std::nullopt, ""},
+             SpanCase{"1.5 s", std::nullopt, ""},
+             SpanCase{"1:", std::nullopt, ""},
+             SpanCase{"99999999999", std::nullopt, ""},
+         }) {
+        EXPECT_EQ(FrameTimes::parseSpan(QString::fromUtf8(text)), nanoseconds) << text;
+        if (nanoseconds) {
+            EXPECT_EQ(FrameTimes::spanText(*nanoseconds), QLatin1String(written));
+        }
+    }
+}
+
+TEST(FrameTimes, ReadsTheMomentsThatItWrites)
+{
+    qputenv("TZ", "UTC");
+    const auto format = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+    for (const std::int64_t moment : {0ll, 1'700'000'000'250'000'000ll, 1'700'000'000'250'000'001ll, -1ll})
+        EXPECT_EQ(FrameTimes::parseMoment(FrameTimes::clock(moment, format)), moment);
+    for (const auto* text : {"", "2026-13-01 00:00:00", "2026-01-31", "2026-01-31 12:00:00.", "9999-01-01 00:00:00"})
+        EXPECT_EQ(FrameTimes::parseMoment(QString::fromLatin1(text)), std::nullopt) << text;
+}
+
+TEST(FrameNotes, AreTakenBackAndDoneAgainStepByStep)
+{
+    FrameNotes notes;
+    QSignalSpy changed(&notes, &FrameNotes::changed);
+    notes.change(Kind::marked, [](FrameSet& set) { set.set(1, 3, true); });
+    notes.setNote(7, QStringLiteral("odd"));
+    notes.setNote(7, QStringLiteral("odd")); // no step: nothing is different
+    notes.setShift(5);
+    EXPECT_EQ(changed.size(), 3);
+    auto& history = notes.history();
+    EXPECT_EQ(history.undoText(), QStringLiteral("time shift"));
+    history.undo();
+    EXPECT_EQ(notes.now().shift, 0);
+    history.undo();
+    EXPECT_TRUE(notes.now().notes.isEmpty());
+    EXPECT_TRUE(notes.now().marked.have(2));
+    history.undo();
+    EXPECT_FALSE(notes.now().marked.have(2));
+    EXPECT_FALSE(history.canUndo());
+    for (int i = 0; i < 3; ++i)
+        history.redo();
+    EXPECT_EQ(notes.now().shift, 5);
+    EXPECT_EQ(notes.now().notes.value(7), QStringLiteral("odd"));
+    notes.setNote(7, {});
+    EXPECT_TRUE(notes.now().notes.isEmpty());
 }
 
 TEST(FrameListModel, ACellIsDraggedAsItsFilter)

@@ -1,6 +1,7 @@
 // The packet list in the window: one filter for everything, one selection for everything.
 #include "Models/DecodeTreeModel.h"
 #include "NetrondoApp/Support/Window.h"
+#include "Shell/LiveControl.h"
 #include "Views/CircleView.h"
 #include "Views/DecodeView.h"
 #include "Views/DecodeWindow.h"
@@ -8,11 +9,16 @@
 #include "Views/FrameListView.h"
 #include "Views/TimelineView.h"
 
+#include <QAbstractScrollArea>
 #include <QAction>
 #include <QApplication>
 #include <QDockWidget>
+#include <QHash>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
+#include <QTreeView>
+#include <algorithm>
 #include <numeric>
 
 namespace netrondo::test {
@@ -118,6 +124,83 @@ TEST_F(FramesDockTest, HaveAWindowOfTheirOwnThatFollowsTheCapture)
     EXPECT_TRUE(eventually([&] { return own->windowTitle() == QLatin1String("Frames of web.pcap"); }));
     own->close();
     EXPECT_TRUE(eventually([&] { return own.isNull(); }));
+}
+
+TEST_F(FramesDockTest, WhatIsNotedOfAFrameIsSeenInBothWindows)
+{
+    ASSERT_TRUE(eventually([&] { return part<DecodeView>().store() && part<DecodeView>().store()->isComplete(); }));
+    window->findChild<QAction*>(QStringLiteral("framesWindow"))->trigger();
+    auto& own = *window->findChild<DecodeWindow*>()->view()->frames();
+    auto& docked = *part<DecodeView>().frames();
+    docked.set(FrameListModel::Kind::marked, {{2, 3}}, true);
+    own.store()->notes().setNote(4, QStringLiteral("odd"));
+    EXPECT_TRUE(own.isMarked(3));
+    EXPECT_EQ(docked.notes().notes.value(4), QStringLiteral("odd"));
+    own.store()->notes().history().undo();
+    own.store()->notes().history().undo();
+    EXPECT_FALSE(docked.isMarked(3));
+}
+
+TEST_F(FramesDockTest, NotesAreSavedWithTheirFramesAsFarAsTheFormatHasRoom)
+{
+    ASSERT_TRUE(eventually([&] { return part<DecodeView>().store() && part<DecodeView>().store()->isComplete(); }));
+    const TempFolder folder;
+    part<DecodeView>().store()->notes().setNote(4, QStringLiteral("odd"));
+    const auto save = [&](std::string_view name) {
+        auto& control = part<LiveControl>();
+        QSignalSpy saved(&control, &LiveControl::saved);
+        control.save(asQt((folder / name).string()), LiveControl::Extent::everything);
+        ASSERT_TRUE(eventually([&] { return saved.count() == 1; }));
+    };
+    save("noted.pcapng");
+    EXPECT_FALSE(message().contains(QStringLiteral("Without the notes")));
+    open(asQt((folder / "noted.pcapng").string()));
+    auto& frames = *part<DecodeView>().frames();
+    ASSERT_TRUE(eventually([&] { return frames.rowCount() > 4 && frames.row(4); }));
+    EXPECT_TRUE(frames.text(4, FrameListModel::info).startsWith(QStringLiteral("Note: odd — ")));
+    part<DecodeView>().goToFrame(5);
+    EXPECT_TRUE(eventually([&] {
+        return part<DecodeView>().nodes()->index(0, 0).data().toString() == QLatin1String("Comment in the file: odd");
+    }));
+    part<DecodeView>().store()->notes().setNote(4, QStringLiteral("very odd"));
+    save("noted.pcap");
+    EXPECT_TRUE(message().contains(QStringLiteral("Without the notes"))) << message().toStdString();
+}
+
+/// Whether the action's keys reach it while this widget has the focus.
+bool isReached(const QAction& action, const QWidget& focus)
+{
+    if (action.shortcutContext() != Qt::WidgetWithChildrenShortcut)
+        return true;
+    return std::ranges::any_of(action.associatedObjects(), [&](const QObject* object) {
+        const auto* const widget = qobject_cast<const QWidget*>(object);
+        return widget && (widget == &focus || widget->isAncestorOf(&focus));
+    });
+}
+
+TEST_F(FramesDockTest, NoKeyMeansTwoThingsInAnyPane)
+{
+    const QWidget* const panes[] = {part<DecodeView>().list(),
+                                    part<DecodeView>().tree(),
+                                    window->findChild<QAbstractScrollArea*>(QStringLiteral("bytes")),
+                                    part<FilterBar>().line(),
+                                    &circle(),
+                                    &timeline()};
+    for (const auto* const pane : panes) {
+        ASSERT_TRUE(pane);
+        QHash<QString, QString> meanings;
+        for (const auto* const action : window->findChildren<QAction*>()) {
+            for (const auto& keys : action->shortcuts()) {
+                if (!isReached(*action, *pane))
+                    continue;
+                const auto name = keys.toString();
+                EXPECT_FALSE(meanings.contains(name)) << name.toStdString() << ": " << meanings[name].toStdString()
+                                                      << ", " << action->text().toStdString();
+                meanings[name] = action->text();
+            }
+        }
+        EXPECT_GT(meanings.size(), 10);
+    }
 }
 
 TEST_F(FramesDockTest, TheFramesMenuHoldsTheCommandsAndBringsThePanel)

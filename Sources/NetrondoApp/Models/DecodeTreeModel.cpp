@@ -15,14 +15,17 @@ QString toQString(std::string_view text)
 }
 } // namespace
 
-void DecodeTreeModel::setFrame(std::shared_ptr<const FrameDetail> frame)
+void DecodeTreeModel::setFrame(std::shared_ptr<const FrameDetail> frame, const QStringList& remarks, Extent extent)
 {
     beginResetModel();
     frame_ = std::move(frame);
-    const std::uint32_t count = frame_ ? tree().size() : 0;
+    remarks_ = remarks;
+    const std::uint32_t count = frame_ && extent == Extent::whole ? tree().size() : 0;
     parents_.assign(count, root);
     rows_.assign(count, 0);
     children_.assign(count + 1, {});
+    for (qsizetype i = 0; i < remarks_.size(); ++i)
+        children_.back().push_back(static_cast<std::uint32_t>(firstRemark + static_cast<quintptr>(i)));
     std::vector<std::uint32_t> open; // the nodes around the one that is looked at
     for (std::uint32_t node = 0; node < count; ++node) {
         while (!open.empty() && tree()[open.back()].end <= node)
@@ -43,8 +46,7 @@ const std::vector<std::uint32_t>& DecodeTreeModel::childrenOf(std::uint32_t node
 
 QModelIndex DecodeTreeModel::indexOf(std::uint32_t node) const
 {
-    return frame_ && node < tree().size() ? createIndex(static_cast<int>(rows_[node]), 0, quintptr{node})
-                                          : QModelIndex();
+    return node < rows_.size() ? createIndex(static_cast<int>(rows_[node]), 0, quintptr{node}) : QModelIndex();
 }
 
 QModelIndex DecodeTreeModel::nodeOfByte(std::uint32_t offset, bool ofDerivedBytes) const
@@ -66,8 +68,8 @@ QModelIndex DecodeTreeModel::nodeOfByte(std::uint32_t offset, bool ofDerivedByte
 
 QString DecodeTreeModel::filterOf(const QModelIndex& index) const
 {
-    return frame_ && index.isValid() ? QString::fromStdString(FilterFrom::node(frame_->decoded, nodeAt(index)))
-                                     : QString();
+    return frame_ && isNode(index) ? QString::fromStdString(FilterFrom::node(frame_->decoded, nodeAt(index)))
+                                   : QString();
 }
 
 QStringList DecodeTreeModel::pathOf(const QModelIndex& index) const
@@ -103,7 +105,7 @@ QModelIndex DecodeTreeModel::index(int row, int column, const QModelIndex& paren
 
 QModelIndex DecodeTreeModel::parent(const QModelIndex& index) const
 {
-    if (!index.isValid())
+    if (!isNode(index))
         return {};
     const auto parent = parents_[nodeAt(index)];
     return parent == root ? QModelIndex() : indexOf(parent);
@@ -111,7 +113,9 @@ QModelIndex DecodeTreeModel::parent(const QModelIndex& index) const
 
 int DecodeTreeModel::rowCount(const QModelIndex& parent) const
 {
-    return frame_ ? static_cast<int>(childrenOf(parent.isValid() ? nodeAt(parent) : root).size()) : 0;
+    if (!frame_ || (parent.isValid() && !isNode(parent)))
+        return 0;
+    return static_cast<int>(childrenOf(parent.isValid() ? nodeAt(parent) : root).size());
 }
 
 int DecodeTreeModel::columnCount(const QModelIndex&) const
@@ -132,6 +136,10 @@ QVariant DecodeTreeModel::data(const QModelIndex& index, int role) const
 {
     if (!frame_ || !index.isValid())
         return {};
+    if (!isNode(index)) {
+        const bool isText = role == Qt::DisplayRole || role == Qt::AccessibleTextRole || role == Qt::ToolTipRole;
+        return isText ? remarks_[index.row()] : QVariant(); // they are the first rows
+    }
     const auto node = nodeAt(index);
     switch (role) {
     case Qt::DisplayRole: {

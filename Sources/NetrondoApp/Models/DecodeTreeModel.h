@@ -4,6 +4,7 @@
 #include "Tasks/FrameRowLoader.h"
 
 #include <QAbstractItemModel>
+#include <QStringList>
 #include <memory>
 #include <vector>
 
@@ -19,8 +20,16 @@ public:
 
     using QAbstractItemModel::QAbstractItemModel;
 
-    /// Null for no frame.
-    void setFrame(std::shared_ptr<const FrameDetail> frame);
+    /// What is shown of a frame.
+    enum class Extent {
+        remarks, ///< what is said about it alone
+        whole,
+    };
+    /// Null for no frame. Remarks stand above the frame's own rows; they are no nodes.
+    void setFrame(std::shared_ptr<const FrameDetail> frame, const QStringList& remarks = {},
+                  Extent extent = Extent::whole);
+    const QStringList& remarks() const { return remarks_; }
+    static bool isNode(const QModelIndex& index) { return index.isValid() && index.internalId() < firstRemark; }
     const FrameDetail* frame() const { return frame_.get(); }
     const std::shared_ptr<const FrameDetail>& sharedFrame() const { return frame_; }
 
@@ -46,12 +55,14 @@ public:
 
 private:
     static constexpr std::uint32_t root = 0xffffffff;
+    static constexpr quintptr firstRemark = 0xff000000; ///< a frame has by far not so many nodes
 
     const DecodeTree& tree() const { return frame_->decoded.tree; }
     const std::vector<std::uint32_t>& childrenOf(std::uint32_t node) const;
     Expert worstIn(std::uint32_t node) const;
 
     std::shared_ptr<const FrameDetail> frame_;
+    QStringList remarks_;
     // Nodes know where their subtree ends; going up and sideways takes these.
     std::vector<std::uint32_t> parents_;
     std::vector<std::uint32_t> rows_;

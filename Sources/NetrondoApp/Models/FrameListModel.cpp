@@ -6,8 +6,8 @@
 #include "Dissection/Decode/Render.h"
 #include "Models/CaptureFindings.h"
 #include "Models/Severities.h"
+#include "Models/Text.h"
 
-#include <QDateTime>
 #include <QMimeData>
 #include <algorithm>
 
@@ -16,28 +16,7 @@ namespace {
 constexpr auto patience = std::chrono::milliseconds(4); // a screen has two pages at most
 constexpr auto askAgainAfter = std::chrono::milliseconds(200);
 
-QString toQString(std::string_view text)
-{
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-QString seconds(std::int64_t nanoseconds)
-{
-    TextSink out;
-    Render::time(nanoseconds, out);
-    return toQString(out.text());
-}
-
-QString clockTime(std::int64_t nanoseconds, const QString& format)
-{
-    constexpr std::int64_t second = 1'000'000'000;
-    const auto fraction = (nanoseconds % second + second) % second;
-    const auto moment = QDateTime::fromSecsSinceEpoch((nanoseconds - fraction) / second);
-    const auto digits = QString::number(fraction).rightJustified(9, QLatin1Char('0'));
-    return moment.toString(format) + QLatin1Char('.') + (fraction % 1000 == 0 ? digits.left(6) : digits);
-}
-
-std::optional<FilterFrom::Cell> cellOf(FrameListModel::Column column)
+std::optional<FilterFrom::Cell> cellOf(int column)
 {
     using Cell = FilterFrom::Cell;
     switch (column) {
@@ -49,10 +28,8 @@ std::optional<FilterFrom::Cell> cellOf(FrameListModel::Column column)
     case FrameListModel::length: return Cell::length;
     case FrameListModel::sourcePort: return Cell::sourcePort;
     case FrameListModel::destinationPort: return Cell::destinationPort;
-    case FrameListModel::info:
-    case FrameListModel::columns: break;
+    default: return {};
     }
-    return {};
 }
 
 QVariant alignmentOf(int column)
@@ -73,18 +50,20 @@ FrameListModel::FrameListModel(QObject* parent) : QAbstractTableModel(parent), r
 void FrameListModel::setStore(FrameStore* store)
 {
     beginResetModel();
-    if (store_)
+    if (store_) {
         store_->disconnect(this);
+        store_->notes().disconnect(this);
+    }
     if (filter_)
         filter_->disconnect(this);
     store_ = store;
     filter_ = nullptr;
     matches_.reset();
-    marks_.clear();
     rows_ = 0;
     forgetPages();
     loader_.reset();
     cells_.index.reset();
+    cells_.notes = store_ ? store_->notes().now() : FrameNotes::State();
     cells_.names = showsNames_ && store_ ? store_->hostNames() : FrameStore::HostNames();
     if (store_) {
         connect(store_, &FrameStore::opened, this, &FrameListModel::makeLoader);
@@ -93,6 +72,11 @@ void FrameListModel::setStore(FrameStore* store)
                 grow(store_->count());
         });
         connect(store_, &FrameStore::followedMore, this, &FrameListModel::refresh);
+        connect(&store_->notes(), &FrameNotes::changed, this, [this] {
+            cells_.notes = store_->notes().now();
+            emit marksChanged();
+            emit headerDataChanged(Qt::Horizontal, time, time);
+        });
         makeLoader();
         rows_ = store_->count();
     }
@@ -107,6 +91,7 @@ void FrameListModel::makeLoader()
     cells_.index = store_->index();
     loader_ = std::make_unique<FrameRowLoader>(store_->index(), store_->orderedDecoderSource());
     loader_->setRules(rules_.filters());
+    loader_->setFields(fieldIds());
     connect(loader_.get(), &FrameRowLoader::pageReady, this, &FrameListModel::receive);
     connect(loader_.get(), &FrameRowLoader::detailReady, this, &FrameListModel::detailReady);
     connect(loader_.get(), &FrameRowLoader::detailFailed, this, &FrameListModel::detailFailed);
@@ -169,7 +154,43 @@ void FrameListModel::setColorRules(FrameColorRules rules)
         loader_->setRules(rules_.filters());
     forgetPages();
     if (rows_ > 0)
-        emit dataChanged(index(0, 0), index(static_cast<int>(rows_) - 1, columns - 1));
+        emit dataChanged(index(0, 0), index(static_cast<int>(rows_) - 1, columnCount() - 1));
+}
+
+std::vector<std::string> FrameListModel::fieldIds() const
+{
+    std::vector<std::string> ids;
+    for (const auto& field : fields_)
+        ids.push_back(field.id.toStdString());
+    return ids;
+}
+
+int FrameListModel::addField(const Field& field)
+{
+    for (qsizetype i = 0; i < fields_.size(); ++i)
+        if (fields_[i].id == field.id)
+            return columns + static_cast<int>(i);
+    const int column = columnCount();
+    beginInsertColumns({}, column, column);
+    fields_.append(field);
+    fieldsChanged();
+    endInsertColumns();
+    return column;
+}
+
+void FrameListModel::removeField(int column)
+{
+    beginRemoveColumns({}, column, column);
+    fields_.removeAt(column - columns);
+    fieldsChanged();
+    endRemoveColumns();
+}
+
+void FrameListModel::fieldsChanged()
+{
+    if (loader_)
+        loader_->setFields(fieldIds());
+    forgetPages();
 }
 
 std::uint32_t FrameListModel::frameAt(int row) const
@@ -290,12 +311,12 @@ void FrameListModel::receive(quint64 page)
     keep(place, std::move(rows));
     awaited_.remove(place);
     if (last >= first && last < static_cast<int>(rows_))
-        emit dataChanged(index(first, 0), index(last, columns - 1));
+        emit dataChanged(index(first, 0), index(last, columnCount() - 1));
 }
 
 const FrameColorRule* FrameListModel::ruleAt(int row) const
 {
-    const auto* decoded = this->row(row);
+    const auto* decoded = isIgnored(row) ? nullptr : this->row(row);
     return decoded && decoded->rule >= 0 ? &rules_.rules()[static_cast<std::size_t>(decoded->rule)] : nullptr;
 }
 
@@ -344,6 +365,8 @@ std::vector<FrameListModel::Mark> FrameListModel::marksAt(int row) const
 std::optional<Severity> FrameListModel::severityAt(int row) const
 {
     std::optional<Severity> worst;
+    if (isIgnored(row))
+        return worst;
     for (const auto& [finding, whole] : marksAt(row))
         worst = std::max(worst, std::optional(whole ? whole->severity : kindOf(finding).severity));
     const auto* decoded = this->row(row);
@@ -359,10 +382,12 @@ std::optional<Severity> FrameListModel::severityAt(int row) const
 QString FrameListModel::problemText(int row) const
 {
     QStringList problems;
+    if (isIgnored(row))
+        return {};
     const auto* decoded = this->row(row);
     const auto known = decoded ? findingOf(expertId(decoded->expert)) : Finding::none;
     if (decoded && decoded->expert != Expert::none && !isMuted(row, known))
-        problems << toQString(expertText(decoded->expert));
+        problems << asQt(expertText(decoded->expert));
     for (const auto& [finding, whole] : marksAt(row)) {
         if (finding == known)
             continue;
@@ -371,53 +396,59 @@ QString FrameListModel::problemText(int row) const
         const auto title = whole                      ? ExpertText::title(*whole)
             : kind.title.find('{') == kind.title.npos ? std::string(kind.title)
                                                       : std::string(kind.id);
-        problems << QStringLiteral("%1: %2").arg(severityWord(whole ? whole->severity : kind.severity),
-                                                 toQString(title));
+        problems << QStringLiteral("%1: %2").arg(severityWord(whole ? whole->severity : kind.severity), asQt(title));
     }
     return problems.join(QStringLiteral("; "));
 }
 
-bool FrameListModel::areMarked(int first, int last) const
+bool FrameListModel::are(Kind kind, const QList<Rows>& rows) const
 {
-    for (int row = first; row <= last; ++row)
-        if (!isMarked(frameAt(row)))
-            return false;
+    const auto& set = notes().of(kind);
+    for (const auto& [first, last] : rows)
+        for (int row = first; row <= last; ++row)
+            if (!set.have(frameAt(row)))
+                return false;
     return true;
 }
 
-void FrameListModel::setMarked(int first, int last, bool marked)
+void FrameListModel::set(Kind kind, const QList<Rows>& rows, bool isSet)
 {
-    if (first > last)
+    if (!store_)
         return;
-    if (!matches_)
-        marks_.set(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last), marked);
-    for (int row = first; matches_ && row <= last; ++row)
-        marks_.set(frameAt(row), frameAt(row), marked);
-    emit marksChanged();
+    store_->notes().change(kind, [&](FrameSet& set) {
+        for (const auto& [first, last] : rows) {
+            if (!matches_ && first <= last)
+                set.set(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(last), isSet);
+            for (int row = first; matches_ && row <= last; ++row)
+                set.set(frameAt(row), frameAt(row), isSet);
+        }
+    });
 }
 
-void FrameListModel::markAllShown()
+void FrameListModel::setAllShown(Kind kind)
 {
-    setMarked(0, static_cast<int>(rows_) - 1, true);
+    set(kind, {{0, static_cast<int>(rows_) - 1}}, true);
 }
 
-std::optional<int> FrameListModel::nextMarked(int from, int step) const
+void FrameListModel::clear(Kind kind)
 {
-    const int last = static_cast<int>(rows_) - 1;
-    if (matches_ || last < 0) {
-        for (int row = from + step; row >= 0 && row <= last; row += step)
-            if (isMarked(frameAt(row)))
-                return row;
-        return {};
+    if (store_)
+        store_->notes().change(kind, [](FrameSet& set) { set.clear(); });
+}
+
+std::optional<int> FrameListModel::next(Kind kind, int from, int step) const
+{
+    const auto& set = notes().of(kind);
+    for (int row = from + step; row >= 0 && row < static_cast<int>(rows_);) {
+        const auto frame = step > 0 ? set.next(frameAt(row)) : set.previous(frameAt(row));
+        if (!frame)
+            break;
+        const int place = rowAtOrBefore(*frame);
+        if (place >= 0 && frameAt(place) == *frame)
+            return place;
+        row = step > 0 ? place + 1 : place; // the frame is not shown: on with the next one that is
     }
-    const auto next = step > 0 ? marks_.next(from + 1) : marks_.previous(from - 1);
-    return next ? rowOf(*next) : std::nullopt;
-}
-
-void FrameListModel::clearMarks()
-{
-    marks_.clear();
-    emit marksChanged();
+    return {};
 }
 
 void FrameListModel::requestDetail(std::uint32_t frame)
@@ -433,56 +464,10 @@ int FrameListModel::rowCount(const QModelIndex& parent) const
 
 int FrameListModel::columnCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : columns;
+    return parent.isValid() ? 0 : columns + static_cast<int>(fields_.size());
 }
 
-QString FrameListModel::Cells::addressText(const Address& address) const
-{
-    if (names) {
-        if (auto name = names(address); !name.isEmpty())
-            return name;
-    }
-    char text[Address::maxText];
-    return QString::fromLatin1(text, static_cast<qsizetype>(address.write(text)));
-}
-
-QString FrameListModel::Cells::timeText(const FrameSummary& summary, std::uint32_t above) const
-{
-    const auto frame = static_cast<std::uint32_t>(summary.number - 1);
-    switch (timeFormat) {
-    case TimeFormat::sinceFirst: return seconds(summary.nanoseconds);
-    case TimeFormat::sincePrevious: // the one above it in the list, whatever a filter leaves out
-        return seconds(index->nanoseconds(frame) - index->nanoseconds(above));
-    case TimeFormat::timeOfDay: return clockTime(index->nanoseconds(frame), QStringLiteral("HH:mm:ss"));
-    case TimeFormat::dateAndTime: return clockTime(index->nanoseconds(frame), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-    }
-    return {};
-}
-
-QString FrameListModel::Cells::text(const FrameRow& row, Column column, std::uint32_t above) const
-{
-    const auto& summary = row.summary;
-    if (column == number)
-        return QString::number(summary.number);
-    if (!row.isReadable)
-        return column == info ? row.info : QString();
-    const bool hasPorts = summary.transport != Transport::none;
-    switch (column) {
-    case time: return timeText(summary, above);
-    case source: return addressText(summary.source);
-    case destination: return addressText(summary.destination);
-    case protocol: return toQString(Render::protocol(summary));
-    case length: return QString::number(summary.length);
-    case sourcePort: return hasPorts ? QString::number(summary.sourcePort) : QString();
-    case destinationPort: return hasPorts ? QString::number(summary.destinationPort) : QString();
-    case info: return row.info;
-    case number:
-    case columns: break;
-    }
-    return {};
-}
-
-QString FrameListModel::text(int row, Column column) const
+QString FrameListModel::text(int row, int column) const
 {
     if (column == number) // known without decoding, so that a list on a slow disk shows where one is
         return QString::number(std::uint64_t{frameAt(row)} + 1);
@@ -490,11 +475,15 @@ QString FrameListModel::text(int row, Column column) const
     return decoded ? cells_.text(*decoded, column, frameAt(std::max(0, row - 1))) : QString();
 }
 
-QString FrameListModel::filterOf(int row, Column column) const
+QString FrameListModel::filterOf(int row, int column) const
 {
     const auto* decoded = this->row(row);
+    if (!decoded || !decoded->isReadable || isIgnored(row))
+        return {};
+    if (const auto field = static_cast<std::size_t>(column - columns); column >= columns)
+        return field < decoded->fields.size() ? decoded->fields[field].filter : QString();
     const auto cell = cellOf(column);
-    if (!decoded || !decoded->isReadable || !cell)
+    if (!cell)
         return {};
     return QString::fromStdString(FilterFrom::cell(decoded->summary, *cell));
 }
@@ -505,17 +494,19 @@ QVariant FrameListModel::data(const QModelIndex& index, int role) const
         return {};
     const int row = index.row();
     switch (role) {
-    case Qt::DisplayRole: return text(row, static_cast<Column>(index.column()));
+    case Qt::DisplayRole: return text(row, index.column());
     case Qt::ToolTipRole: {
         const auto problem = problemText(row);
-        const auto words = text(row, static_cast<Column>(index.column()));
+        const auto words = text(row, index.column());
         return problem.isEmpty() ? words : words + QLatin1Char('\n') + problem;
     }
     case Qt::TextAlignmentRole: return alignmentOf(index.column());
     case Qt::AccessibleTextRole: {
-        auto words = text(row, static_cast<Column>(index.column()));
+        auto words = text(row, index.column());
         if (index.column() == number && isMarked(frameAt(row)))
             words += tr(", marked");
+        if (index.column() == number && notes().references.have(frameAt(row)))
+            words += tr(", time reference");
         if (const auto problem = data(index, problemRole).toString(); index.column() == info && !problem.isEmpty())
             words += tr(", problem: %1").arg(problem);
         return words;
@@ -540,7 +531,7 @@ QVariant FrameListModel::headerData(int section, Qt::Orientation orientation, in
         case TimeFormat::sinceFirst: return tr("Time (s)");
         case TimeFormat::sincePrevious: return tr("Since previous (s)");
         case TimeFormat::timeOfDay:
-        case TimeFormat::dateAndTime: return tr("Time of day");
+        case TimeFormat::dateAndTime: return notes().shift == 0 ? tr("Time of day") : tr("Time of day, shifted");
         }
         return {};
     case source: return tr("Source");
@@ -550,7 +541,7 @@ QVariant FrameListModel::headerData(int section, Qt::Orientation orientation, in
     case sourcePort: return tr("Source port");
     case destinationPort: return tr("Destination port");
     case info: return tr("Info");
-    default: return {};
+    default: return section < columnCount() ? fields_[section - columns].title : QVariant();
     }
 }
 
@@ -570,7 +561,7 @@ QMimeData* FrameListModel::mimeData(const QModelIndexList& indexes) const
     // What is dragged is the cell under the pointer: the view passes it first.
     if (indexes.isEmpty())
         return nullptr;
-    const auto filter = filterOf(indexes.first().row(), static_cast<Column>(indexes.first().column()));
+    const auto filter = filterOf(indexes.first().row(), indexes.first().column());
     if (filter.isEmpty())
         return nullptr;
     auto* data = new QMimeData;

@@ -4,7 +4,6 @@
 #include "Analysis/Expert/ExpertCatalog.h"
 #include "Dissection/Filter/FilterFrom.h"
 #include "Models/FrameColorRules.h"
-#include "Models/MarkedFrames.h"
 #include "Tasks/FrameFilterTask.h"
 #include "Tasks/FrameRowLoader.h"
 #include "Tasks/FrameStore.h"
@@ -48,13 +47,22 @@ public:
         std::shared_ptr<const FrameIndex> index;
         TimeFormat timeFormat = TimeFormat::sinceFirst;
         FrameStore::HostNames names; ///< null: hosts are shown by their addresses
+        FrameNotes::State notes;
 
         /// `above` is the frame of the row before; of the first row it is its own.
-        QString text(const FrameRow& row, Column column, std::uint32_t above) const;
+        QString text(const FrameRow& row, int column, std::uint32_t above) const;
+        /// What somebody has noted on the frame and what the file remarks, in one line; empty for nothing.
+        QString remark(const FrameRow& row) const;
 
     private:
         QString timeText(const FrameSummary& summary, std::uint32_t above) const;
         QString addressText(const Address& address) const;
+    };
+
+    /// A field of the protocol tree that has a column of its own, behind the others.
+    struct Field {
+        QString id, title;
+        friend bool operator==(const Field&, const Field&) = default;
     };
 
     explicit FrameListModel(QObject* parent = nullptr);
@@ -73,6 +81,12 @@ public:
     void setColorRules(FrameColorRules rules);
     const FrameColorRules& colorRules() const { return rules_; }
 
+    const QList<Field>& fields() const { return fields_; }
+    std::vector<std::string> fieldIds() const;
+    /// Gives the field a column, if it has none yet, and tells which.
+    int addField(const Field& field);
+    void removeField(int column);
+
     /// Marks the frames that have findings which are not muted; null for none.
     void setFindings(std::shared_ptr<const CaptureFindings> findings);
     /// How bad the worst is that the row's frame is marked with, by the findings or by its own bytes.
@@ -90,14 +104,20 @@ public:
     const FrameColorRule* ruleAt(int row) const;
     std::shared_ptr<const FrameMatches> matches() const { return matches_; }
 
-    bool isMarked(std::uint32_t frame) const { return marks_.have(frame); }
-    /// Whether all rows from one to another are marked.
-    bool areMarked(int first, int last) const;
-    void setMarked(int first, int last, bool marked);
-    void markAllShown();
-    void clearMarks();
-    /// The next marked row behind this one (`step` 1) or before it (-1).
-    std::optional<int> nextMarked(int from, int step) const;
+    using Kind = FrameNotes::Kind;
+    /// From one row to another, both included.
+    using Rows = std::pair<int, int>;
+
+    const FrameNotes::State& notes() const { return cells_.notes; }
+    bool isMarked(std::uint32_t frame) const { return notes().marked.have(frame); }
+    bool isIgnored(int row) const { return notes().ignored.have(frameAt(row)); }
+    /// Whether all of the rows are marked, or ignored, or references.
+    bool are(Kind kind, const QList<Rows>& rows) const;
+    void set(Kind kind, const QList<Rows>& rows, bool isSet);
+    void setAllShown(Kind kind);
+    void clear(Kind kind);
+    /// The next such row behind this one (`step` 1) or before it (-1).
+    std::optional<int> next(Kind kind, int from, int step) const;
 
     /// A frame in detail, answered by `detailReady` or `detailFailed`.
     void requestDetail(std::uint32_t frame);
@@ -111,13 +131,14 @@ public:
     QStringList mimeTypes() const override;
 
     /// The cell as text.
-    QString text(int row, Column column) const;
+    QString text(int row, int column) const;
     /// The filter that a cell stands for; empty when it stands for none, or is not decoded yet.
-    QString filterOf(int row, Column column) const;
+    QString filterOf(int row, int column) const;
 
 signals:
     void detailReady(quint32 frame, const std::shared_ptr<const netrondo::FrameDetail>& detail);
     void detailFailed(quint32 frame, const QString& sentence);
+    /// What frames are marked with by the findings, or what a person has noted.
     void marksChanged();
 
 private:
@@ -131,6 +152,7 @@ private:
 
     void makeLoader();
     void forgetPages();
+    void fieldsChanged();
     void grow(std::uint32_t count);
     void receive(quint64 page);
     void refresh();
@@ -156,8 +178,8 @@ private:
     std::uint32_t rows_ = 0;
     std::shared_ptr<const CaptureFindings> findings_;
     std::vector<std::vector<const ExpertFinding*>> findingsByKind_; ///< there are a thousand of a kind at most
-    MarkedFrames marks_;
     Cells cells_;
+    QList<Field> fields_;
     bool showsNames_ = false;
     FrameColorRules rules_;
 

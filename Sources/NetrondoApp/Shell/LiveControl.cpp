@@ -299,24 +299,27 @@ void LiveControl::save(const QString& target, Extent extent, const std::function
                                  .arg(target));
         return emit saved();
     }
-    SaveWish wish{session.facts().path, target, {}, {}, {}};
+    SaveWish wish{session.facts().path, target, {}, {}, {}, around_.notes()};
     if (extent == Extent::shown) {
         wish.span = session.span();
         wish.filter = session.filter();
         wish.focus = filterFor(around_.selection.focused());
     }
     const bool isRecording = extent == Extent::everything && wish.source == live_.path();
+    const bool losesNotes =
+        !wish.notes.isEmpty() && CaptureWriter::formatFor(target.toStdString()) == CaptureFormat::pcap;
     inBackground(
         this, [wish] { return saveFrames(wish); },
-        [this, target, isRecording, then](const Saved& result) {
+        [this, target, isRecording, losesNotes, then](const Saved& result) {
             if (!result.trouble.isEmpty()) {
                 around_.messages.say(MessageBar::Kind::error, tr("%1. The frames were not saved.").arg(result.trouble));
             } else {
                 if (isRecording)
                     live_.setSaved(result.frames);
-                around_.messages.say(
-                    MessageBar::Kind::note,
-                    tr("%1 in %2.").arg(asQt(units::counted(result.frames, "frame", "frames")), target));
+                const auto said = tr("%1 in %2.").arg(asQt(units::counted(result.frames, "frame", "frames")), target);
+                around_.messages.say(MessageBar::Kind::note,
+                                     losesNotes ? said + tr(" Without the notes: only pcapng has room for them.")
+                                                : said);
             }
             emit saved();
             if (result.trouble.isEmpty() && then)

@@ -4,6 +4,7 @@
 
 #include "Capture/LiveCapture.h"
 #include "Capture/PcapOverIp.h"
+#include "Models/FrameNotes.h"
 #include "Models/Selection.h"
 #include "Tasks/LiveSession.h"
 #include "Tasks/TemporaryCapture.h"
@@ -37,6 +38,7 @@ public:
         Selection& selection;
         MessageBar& messages;
         QSettings& settings;
+        std::function<FrameNotes::Texts()> notes; ///< to the frames of the open capture
     };
     /// Which frames of the open capture are meant.
     enum class Extent {

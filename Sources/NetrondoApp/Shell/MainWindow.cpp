@@ -207,7 +207,12 @@ void MainWindow::buildCentre()
     pages_->addWidget(welcome_);
     pages_->addWidget(page);
     message_ = new MessageBar;
-    live_ = new LiveControl({*this, *session_, selection_, *message_, settings_});
+    const auto notes = [this] {
+        const auto& store = decode_->store();
+        const bool isOpen = store && store->path() == session_->facts().path;
+        return isOpen ? store->notes().now().notes : FrameNotes::Texts();
+    };
+    live_ = new LiveControl({*this, *session_, selection_, *message_, settings_, notes});
     auto* const centre = new QWidget;
     auto* const layout = new QVBoxLayout(centre);
     layout->setContentsMargins(0, 0, 0, 0);

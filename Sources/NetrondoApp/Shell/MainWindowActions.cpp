@@ -122,6 +122,8 @@ void MainWindow::buildActions()
             if (dock->widget() != decode_)
                 dock->addAction(action);
     };
+    for (auto* const action : {undo_, redo_})
+        outsideOfFrames(action);
     outsideOfFrames(back_);
     outsideOfFrames(forward_);
     const auto zoom = [&](const QString& text, const QKeySequence& keys, const auto& does) {
@@ -229,6 +231,11 @@ void MainWindow::buildActions()
                "<p><b>Findings</b><br>Choose one: its frame, host or conversation is shown. Enter: the frames that "
                "prove "
                "it, alone. F3, Shift+F3: from one to the next. M: mute; Ctrl+Z takes it back.</p>"
+               "<p><b>Frames</b><br>Ctrl+F: find, Ctrl+N, Ctrl+B: next, previous. Ctrl+G: go to. F8, F7: next, "
+               "previous; Ctrl+. "
+               "Ctrl+,: of the conversation. Ctrl+M: mark, Ctrl+D: ignore, Ctrl+T: time reference, Ctrl+Alt+C: note; "
+               "Ctrl+Z "
+               "takes it back. Ctrl+Shift+I: the tree’s row as a column. All of them stand in the menu Frames.</p>"
                "<p><b>Window</b><br>Alt+← and Alt+→ go through what was selected.</p>"));
     });
     help->addAction(tr("&About Netrondo"), this, [this] {

@@ -20,12 +20,13 @@ struct FrameFilterTask::Shared {
     std::optional<CaptureError> error; ///< written before `isComplete`
 
     std::optional<CaptureError> search(const std::stop_token& stop, const FrameIndex& index,
-                                       const std::function<bool()>& isWhole, const DisplayFilter& filter);
+                                       const std::function<bool()>& isWhole, const DisplayFilter& filter,
+                                       const FrameSet& ignored);
 };
 
 std::optional<CaptureError> FrameFilterTask::Shared::search(const std::stop_token& stop, const FrameIndex& index,
                                                             const std::function<bool()>& isWhole,
-                                                            const DisplayFilter& filter)
+                                                            const DisplayFilter& filter, const FrameSet& ignored)
 {
     auto fetcher = index.fetcher();
     if (!fetcher)
@@ -38,7 +39,7 @@ std::optional<CaptureError> FrameFilterTask::Shared::search(const std::stop_toke
             const auto capture = fetcher->fetch(frame);
             if (!capture)
                 return capture.error();
-            if (selector.next(*capture)) {
+            if (selector.next(*capture) && !ignored.have(frame)) { // the streams' history goes on with it
                 matches.append(frame);
                 matches.publish();
             }
@@ -56,11 +57,12 @@ FrameFilterTask::FrameFilterTask(const FrameStore& store, DisplayFilter filter, 
 {
     connect(&timer_, &QTimer::timeout, this, &FrameFilterTask::look);
     timer_.start(lookEvery);
-    worker_ = std::jthread([shared = shared_, index = store.index(), isWhole = store.completionTest(),
-                            filter = std::move(filter)](const std::stop_token& stop) {
-        shared->error = shared->search(stop, *index, isWhole, filter);
-        shared->isComplete = true;
-    });
+    worker_ =
+        std::jthread([shared = shared_, index = store.index(), isWhole = store.completionTest(),
+                      filter = std::move(filter), ignored = store.notes().now().ignored](const std::stop_token& stop) {
+            shared->error = shared->search(stop, *index, isWhole, filter, ignored);
+            shared->isComplete = true;
+        });
 }
 
 FrameFilterTask::~FrameFilterTask()

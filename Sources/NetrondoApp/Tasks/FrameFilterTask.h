@@ -13,7 +13,8 @@ namespace netrondo {
 /// The frames that were found, counted from 0, in their order; any thread may read it while it grows.
 using FrameMatches = AppendLog<std::uint32_t>;
 
-/// Lives in the window's thread. It goes through the frames as the store reads them, to the end of its pass.
+/// Lives in the window's thread. It goes through the frames as the store reads them, to the end of its pass. Frames
+/// that are to be ignored as it begins are none of those it finds.
 class FrameFilterTask : public QObject {
     Q_OBJECT
 public:

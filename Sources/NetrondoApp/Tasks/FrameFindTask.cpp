@@ -68,6 +68,8 @@ CaptureResult<std::optional<std::uint32_t>> FrameFindTask::Shared::find(const st
     for (std::int64_t i = 1; i <= rows && !stop.stop_requested(); ++i) {
         const auto row = static_cast<std::uint32_t>(((from + step * i) % rows + rows) % rows);
         const auto frame = among.matches ? (*among.matches)[row] : row;
+        if (among.ignored.have(frame))
+            continue;
         if (search.readsFindings())
             ordered.awaitFollowed(frame, stop);
         NR_TRY(const bool fits, search.matches(decoder, frame, scratch));

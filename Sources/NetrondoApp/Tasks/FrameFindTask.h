@@ -19,6 +19,7 @@ public:
         FrameStore::OrderedDecoder ordered;
         std::shared_ptr<const FrameMatches> matches; ///< null: all of them
         std::uint32_t rows = 0;
+        FrameSet ignored = {}; ///< are passed over
     };
 
     /// Begins behind (or before) the row, goes on at the other end when there is none, and ends with the row itself.

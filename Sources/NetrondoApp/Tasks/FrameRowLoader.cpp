@@ -2,6 +2,8 @@
 #include "Tasks/FrameRowLoader.h"
 
 #include "Dissection/Decode/Render.h"
+#include "Dissection/Filter/FilterFrom.h"
+#include "Models/Text.h"
 
 #include <algorithm>
 
@@ -9,14 +11,33 @@ namespace netrondo {
 namespace {
 constexpr std::size_t maxRequests = 8;
 constexpr std::size_t maxReady = 16;
+constexpr int mostValues = 8; ///< of one field in one cell
 
-QString toQString(std::string_view text)
+/// All values that the frame has for the field, as the tree says them.
+FrameCell cellOf(const DecodedFrame& decoded, std::string_view id, TextSink& text)
 {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    FrameCell cell;
+    const auto nodes = decoded.tree.nodes();
+    for (std::uint32_t node = 0, values = 0; node < nodes.size() && values < mostValues; ++node) {
+        const auto& field = *nodes[node].field;
+        if (field.id != id)
+            continue;
+        text.clear();
+        Render::row(decoded, node, text); // "IPv4 TTL: 64"; "IPv4, 10.0.0.1 → 10.0.0.2" for a layer
+        auto value = text.text();
+        value.remove_prefix(std::min(value.size(), field.summary.size() + 2));
+        if (values++ == 0)
+            cell.filter = QString::fromStdString(FilterFrom::node(decoded, node));
+        else
+            cell.text += QStringLiteral(", ");
+        cell.text += value.empty() ? QStringLiteral("yes") : asQt(value);
+    }
+    return cell;
 }
 } // namespace
 
-FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& decoded, TextSink& text)
+FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, const std::vector<std::string>& fields,
+                 DecodedFrame& decoded, TextSink& text)
 {
     FrameRow row;
     const auto capture = decoder.fetch(frame);
@@ -30,7 +51,10 @@ FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& dec
     row.summary = decoded.summary;
     text.clear();
     Render::info(decoded, text);
-    row.info = toQString(text.text());
+    row.info = asQt(text.text());
+    row.comment = QString::fromStdString(decoder.comment(*capture));
+    for (const auto& id : fields)
+        row.fields.push_back(cellOf(decoded, id, text));
     const auto nodes = decoded.tree.nodes();
     const auto marked = std::ranges::find_if(nodes, [](const Node& node) { return node.expert != Expert::none; });
     if (marked != nodes.end())
@@ -51,6 +75,12 @@ void FrameRowLoader::setRules(Rules rules)
 {
     const std::lock_guard guard(lock_);
     rules_ = std::make_shared<const Rules>(std::move(rules));
+}
+
+void FrameRowLoader::setFields(std::vector<std::string> ids)
+{
+    const std::lock_guard guard(lock_);
+    fields_ = std::move(ids);
 }
 
 void FrameRowLoader::request(std::uint64_t page, std::vector<std::uint32_t> frames)
@@ -109,8 +139,9 @@ void FrameRowLoader::run(const std::stop_token& stop, const std::shared_ptr<cons
         const auto request = std::move(requests_.back());
         requests_.pop_back();
         const auto rules = rules_;
+        const auto fields = fields_;
         guard.unlock();
-        auto page = std::make_shared<const FramePage>(load(*decoder, request.frames, *rules));
+        auto page = std::make_shared<const FramePage>(load(*decoder, request.frames, *rules, fields));
         guard.lock();
         std::erase_if(ready_, [&](const Ready& ready) { return ready.page == request.page; });
         if (ready_.size() == maxReady) // nobody took it in all that time: it went out of view
@@ -121,7 +152,8 @@ void FrameRowLoader::run(const std::stop_token& stop, const std::shared_ptr<cons
     }
 }
 
-FramePage FrameRowLoader::load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules)
+FramePage FrameRowLoader::load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules,
+                               const std::vector<std::string>& fields)
 {
     FramePage page;
     page.rows.reserve(frames.size());
@@ -129,7 +161,7 @@ FramePage FrameRowLoader::load(IndexedDecoder& decoder, const std::vector<std::u
     decoder.useContextsOf(std::move(ordered));
     page.followed = followed;
     for (const auto frame : frames) {
-        auto& row = page.rows.emplace_back(readRow(decoder, frame, scratch_, text_));
+        auto& row = page.rows.emplace_back(readRow(decoder, frame, fields, scratch_, text_));
         if (!row.isReadable)
             continue;
         const auto rule =
@@ -149,6 +181,7 @@ void FrameRowLoader::loadDetail(IndexedDecoder& decoder, std::uint32_t frame)
     auto [ordered, followed] = ordered_();
     decoder.useContextsOf(std::move(ordered));
     detail->followed = followed;
+    detail->comment = QString::fromStdString(decoder.comment(*capture));
     decoder.decode(detail->capture, frame, detail->decoded);
     emit detailReady(frame, detail);
 }

@@ -14,22 +14,32 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace netrondo {
 
+/// A field of the protocol tree as a cell of the packet list.
+struct FrameCell {
+    QString text;
+    QString filter; ///< that the first value stands for; empty when it stands for none
+};
+
 /// What the packet list shows of a frame; addresses and numbers become text when a row is painted.
 struct FrameRow {
     FrameSummary summary;
     QString info;
-    std::int8_t rule = -1;        ///< the first colour rule that fits, or none
-    Expert expert = Expert::none; ///< the first finding the frame is marked with
-    bool isReadable = true;       ///< false: `info` says why the frame cannot be shown
+    QString comment;               ///< what the file itself remarks on the frame
+    std::vector<FrameCell> fields; ///< that were asked for, in their order
+    std::int8_t rule = -1;         ///< the first colour rule that fits, or none
+    Expert expert = Expert::none;  ///< the first finding the frame is marked with
+    bool isReadable = true;        ///< false: `info` says why the frame cannot be shown
 };
 /// Decodes a row of the packet list, all but its colour rule; `decoded` holds the frame afterwards, where it is
 /// readable.
-FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, DecodedFrame& decoded, TextSink& text);
+FrameRow readRow(IndexedDecoder& decoder, std::uint32_t frame, const std::vector<std::string>& fields,
+                 DecodedFrame& decoded, TextSink& text);
 
 struct FramePage {
     std::vector<FrameRow> rows;
@@ -42,6 +52,7 @@ struct FrameDetail {
     StoredFrame stored;
     CaptureFrame capture; ///< a view of `stored`
     DecodedFrame decoded;
+    QString comment;            ///< what the file itself remarks on the frame
     std::uint32_t followed = 0; ///< as of a page
 
     explicit FrameDetail(const CaptureFrame& frame) : stored(frame), capture(stored.view()) { }
@@ -59,6 +70,8 @@ public:
 
     /// Pages that are asked for from now on have their rows coloured by these.
     void setRules(Rules rules);
+    /// Rows of pages that are asked for from now on have cells for the fields with these ids.
+    void setFields(std::vector<std::string> ids);
 
     /// Asks for a page, by a number that is the asker's own. The page asked for last comes first, and only the latest
     /// few requests are kept: whoever scrolls on has forgotten the others.
@@ -79,7 +92,8 @@ signals:
 
 private:
     void run(const std::stop_token& stop, const std::shared_ptr<const FrameIndex>& index);
-    FramePage load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules);
+    FramePage load(IndexedDecoder& decoder, const std::vector<std::uint32_t>& frames, const Rules& rules,
+                   const std::vector<std::string>& fields);
     void loadDetail(IndexedDecoder& decoder, std::uint32_t frame);
 
     struct Request {
@@ -98,6 +112,7 @@ private:
     std::vector<Ready> ready_;      ///< the one that has waited longest comes first
     std::optional<std::uint32_t> wantedDetail_;
     std::shared_ptr<const Rules> rules_;
+    std::vector<std::string> fields_;
     FrameStore::OrderedDecoder ordered_;
     DecodedFrame scratch_;
     TextSink text_;

@@ -4,6 +4,7 @@
 #include "Base/Address.h"
 #include "Capture/FrameIndex.h"
 #include "Dissection/Decode/PacketDecoder.h"
+#include "Models/FrameNotes.h"
 
 #include <QObject>
 #include <QString>
@@ -53,6 +54,10 @@ public:
     using HostNames = std::function<QString(const Address&)>;
     HostNames hostNames() const;
 
+    /// What a person notes about the frames: whoever shows them shows the same.
+    FrameNotes& notes() { return notes_; }
+    const FrameNotes& notes() const { return notes_; }
+
 public slots:
     /// Ends the pass; the frames so far stay.
     void stop();
@@ -78,6 +83,7 @@ private:
     std::uint32_t count_ = 0;
     bool isComplete_ = false;
     QString error_;
+    FrameNotes notes_;
     QTimer timer_;
     std::uint32_t followed_ = 0; ///< as announced last
     std::jthread reader_;

@@ -22,7 +22,13 @@ Saved saveFrames(const SaveWish& wish)
             const bool isFirst = !first || first(frame), isSecond = !second || second(frame);
             return isFirst && isSecond;
         };
-    const auto copied = copyCapture(**reader, wish.target.toStdString(), choice);
+    const auto note = [&](std::uint64_t frame) {
+        return frame <= std::numeric_limits<std::uint32_t>::max()
+            ? wish.notes.value(static_cast<std::uint32_t>(frame)).toStdString()
+            : std::string();
+    };
+    const auto copied = copyCapture(**reader, wish.target.toStdString(), choice, {},
+                                    wish.notes.isEmpty() ? CopyRemarks() : CopyRemarks(note));
     if (!copied)
         return failed(copied.error().side == CopyFailure::Side::source ? wish.source : wish.target,
                       copied.error().error);

@@ -1,6 +1,7 @@
 // Writing frames of a capture into a file, in the background.
 #pragma once
 
+#include "Models/FrameNotes.h"
 #include "Tasks/CaptureSession.h"
 
 #include <QString>
@@ -17,6 +18,7 @@ struct SaveWish {
     std::optional<TimeSpan> span;                ///< only frames of this time
     std::shared_ptr<const DisplayFilter> filter; ///< only frames that this one selects, null for all
     std::shared_ptr<const DisplayFilter> focus;  ///< and this one as well
+    FrameNotes::Texts notes;                     ///< to be kept with their frames, where the format has room for them
 };
 
 struct Saved {

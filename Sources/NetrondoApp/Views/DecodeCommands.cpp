@@ -77,12 +77,8 @@ void DecodeView::makeActions()
             [this] { findNext(Direction::forwards); });
     command(named("findPrevious"), tr("Find &previous"), {key(Qt::CTRL, Qt::Key_B), key(Qt::SHIFT, Qt::Key_F3)},
             [this] { findNext(Direction::backwards); });
-    command(named("mark"), tr("&Mark"), {key(Qt::CTRL, Qt::Key_M)}, [this] { markChosen(); });
-    command(named("markAll"), tr("Mark all &shown"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_M)},
-            [this] { frames_.markAllShown(); });
-    command(named("unmarkAll"), tr("&Unmark all"), {key(Qt::CTRL, Qt::ALT, Qt::Key_M)},
-            [this] { frames_.clearMarks(); });
 
+    makeNoteActions();
     command(named("goTo"), tr("&Go to frame…"), {key(Qt::CTRL, Qt::Key_G)}, [this] { askForFrame(); });
     command(named("first"), tr("&First frame"), {key(Qt::CTRL, Qt::Key_Home)}, [this, rows] {
         if (rows() > 0)
@@ -99,9 +95,6 @@ void DecodeView::makeActions()
             [this] { findConversation(Direction::forwards); });
     command(named("previousInConversation"), tr("Previous frame of the con&versation"), {key(Qt::CTRL, Qt::Key_Comma)},
             [this] { findConversation(Direction::backwards); });
-    command(named("nextMark"), tr("Next &mark"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_N)}, [this] { goToMark(1); });
-    command(named("previousMark"), tr("Previous mar&k"), {key(Qt::CTRL, Qt::SHIFT, Qt::Key_B)},
-            [this] { goToMark(-1); });
     command(named("back"), tr("&Back"), {key(Qt::ALT, Qt::Key_Left)}, [this] { travel(-1); });
     command(named("forward"), tr("F&orward"), {key(Qt::ALT, Qt::Key_Right)}, [this] { travel(1); });
 
@@ -139,9 +132,11 @@ void DecodeView::fill(QMenu& menu, std::initializer_list<const char*> names) con
 
 void DecodeView::fillEditMenu(QMenu& menu)
 {
-    fill(menu, {"copy"});
+    fill(menu, {"undo", "redo", "", "copy"});
     fillCopyMenu(menu);
-    fill(menu, {"", "find", "findNext", "findPrevious", "", "mark", "markAll", "unmarkAll"});
+    fill(menu,
+         {"", "find", "findNext", "findPrevious", "", "mark", "markAll", "unmarkAll", "", "ignore", "ignoreAll",
+          "unignoreAll", "", "reference", "clearReferences", "shiftTimes", "", "note"});
 }
 
 /// Of what the pane with the focus has chosen; in the packet list that is the frame.
@@ -155,7 +150,7 @@ void DecodeView::fillGoMenu(QMenu& menu) const
 {
     fill(menu,
          {"goTo", "first", "last", "", "next", "previous", "", "nextInConversation", "previousInConversation", "",
-          "nextMark", "previousMark", "", "back", "forward"});
+          "nextMark", "previousMark", "nextReference", "previousReference", "", "back", "forward"});
 }
 
 void DecodeView::fillViewMenu(QMenu& menu)
@@ -167,9 +162,10 @@ void DecodeView::fillViewMenu(QMenu& menu)
         commands_[QString::fromLatin1(shown[static_cast<int>(frames_.timeFormat())])]->setChecked(true);
     });
     auto* columns = menu.addMenu(tr("&Columns"));
+    columns->setObjectName(QStringLiteral("columns"));
     connect(columns, &QMenu::aboutToShow, this, [this, columns] { fillColumnsMenu(*columns); });
     commands_[QStringLiteral("names")]->setChecked(frames_.showsNames());
-    fill(menu, {"names", "colorRules", "", "zoomIn", "zoomOut", "zoomNormal"});
+    fill(menu, {"applyAsColumn", "names", "colorRules", "", "zoomIn", "zoomOut", "zoomNormal"});
 }
 
 void DecodeView::editColorRules()
@@ -204,13 +200,6 @@ void DecodeView::travel(int steps)
     }
 }
 
-void DecodeView::goToMark(int by)
-{
-    const auto current = list_->currentIndex();
-    if (const auto row = frames_.nextMarked(current.isValid() ? current.row() : -1, by))
-        list_->choose(*row);
-}
-
 void DecodeView::askForFrame()
 {
     bool isGiven = false;
@@ -220,15 +209,6 @@ void DecodeView::askForFrame()
                              static_cast<int>(std::max<quint64>(1, frameNumber())), 1, std::max(1, most), 1, &isGiven);
     if (isGiven)
         goToFrame(static_cast<quint64>(number));
-}
-
-void DecodeView::markChosen()
-{
-    const auto ranges = list_->chosenRanges();
-    const bool areAll =
-        std::ranges::all_of(ranges, [this](const auto& range) { return frames_.areMarked(range.first, range.second); });
-    for (const auto& [first, last] : ranges)
-        frames_.setMarked(first, last, !areAll);
 }
 
 void DecodeView::zoom(int steps)
@@ -249,7 +229,8 @@ void DecodeView::find(const FrameSearch& search, FrameFindTask::Direction direct
     if (!store_ || !store_->index())
         return;
     const auto current = list_->currentIndex();
-    FrameFindTask::Among among{store_->index(), store_->orderedDecoderSource(), nullptr, store_->count()};
+    FrameFindTask::Among among{store_->index(), store_->orderedDecoderSource(), nullptr, store_->count(),
+                               frames_.notes().ignored};
     std::int64_t from = shown_ ? std::int64_t{*shown_} : -1;
     if (isAmongShown) {
         among.matches = frames_.matches();
@@ -312,14 +293,14 @@ void DecodeView::showListMenu(const QPoint& point)
     if (!cell.isValid())
         return;
     QMenu menu(this);
-    addFilterMenus(menu, frames_.filterOf(cell.row(), static_cast<FrameListModel::Column>(cell.column())));
+    addFilterMenus(menu, frames_.filterOf(cell.row(), cell.column()));
     if (const auto* row = frames_.row(cell.row()); row && row->isReadable) {
         const auto filter = QString::fromStdString(FilterFrom::conversation(row->summary));
         connect(menu.addAction(tr("Filter this &conversation")), &QAction::triggered, this,
                 [this, filter] { emit filterRequested(filter, FilterFrom::Joint::replace, FilterBar::Use::apply); });
     }
     menu.addSeparator();
-    fill(menu, {"mark", "nextInConversation", "previousInConversation"});
+    fill(menu, {"mark", "ignore", "reference", "note", "", "nextInConversation", "previousInConversation"});
     menu.addSeparator();
     connect(menu.addAction(tr("Copy c&ell")), &QAction::triggered, this,
             [this, text = cell.data().toString()] { copy(text); });
@@ -331,11 +312,12 @@ void DecodeView::showListMenu(const QPoint& point)
 void DecodeView::showTreeMenu(const QPoint& point)
 {
     const auto node = tree_->indexAt(point);
-    if (!node.isValid())
+    if (!DecodeTreeModel::isNode(node))
         return;
     QMenu menu(this);
     const auto filter = nodes_.filterOf(node);
     addFilterMenus(menu, filter);
+    fill(menu, {"applyAsColumn"});
     menu.addSeparator();
     const auto& decoded = nodes_.frame()->decoded;
     const auto number = DecodeTreeModel::nodeAt(node);
@@ -391,6 +373,8 @@ void DecodeView::fillColumnsMenu(QMenu& menu)
         action->setChecked(!header->isSectionHidden(column));
         action->setEnabled(column != FrameListModel::info); // it takes the room that the others leave
         connect(action, &QAction::toggled, this, [this, column](bool isShown) {
+            if (column >= FrameListModel::columns) // comes by the tree, and goes as a whole
+                return removeColumn(column);
             list_->header()->setSectionHidden(column, !isShown);
             list_->viewport()->update();
         });
@@ -438,12 +422,13 @@ void DecodeView::copyRows()
         lines.push_back({frames_.frameAt(row), frames_.frameAt(std::max(0, row - 1))});
     if (lines.empty())
         return;
-    std::vector<FrameListModel::Column> columns;
+    std::vector<int> columns;
     const auto* header = list_->header();
     for (int visual = 0; visual < header->count(); ++visual)
         if (const int column = header->logicalIndex(visual); !header->isSectionHidden(column))
-            columns.push_back(static_cast<FrameListModel::Column>(column));
-    const auto work = [lines, columns, cells = frames_.cells(), ordered = store_->orderedDecoderSource()] {
+            columns.push_back(column);
+    const auto work = [lines, columns, fields = frames_.fieldIds(), cells = frames_.cells(),
+                       ordered = store_->orderedDecoderSource()] {
         QString text;
         auto decoder = IndexedDecoder::open(cells.index);
         if (!decoder)
@@ -452,8 +437,8 @@ void DecodeView::copyRows()
         DecodedFrame decoded;
         TextSink scratch;
         for (const auto& [frame, above] : lines) {
-            const auto row = readRow(*decoder, frame, decoded, scratch);
-            for (const auto column : columns) {
+            const auto row = readRow(*decoder, frame, fields, decoded, scratch);
+            for (const int column : columns) {
                 text += cells.text(row, column, above);
                 text += QLatin1Char(column == columns.back() ? '\n' : '\t');
             }
@@ -489,9 +474,8 @@ void DecodeView::copyTree()
 void DecodeView::copyFilter()
 {
     const auto cell = list_->currentIndex();
-    const auto filter = list_->hasFocus() && cell.isValid()
-        ? frames_.filterOf(cell.row(), static_cast<FrameListModel::Column>(cell.column()))
-        : nodes_.filterOf(tree_->currentIndex());
+    const auto filter = list_->hasFocus() && cell.isValid() ? frames_.filterOf(cell.row(), cell.column())
+                                                            : nodes_.filterOf(tree_->currentIndex());
     if (filter.isEmpty())
         return emit remarked(tr("What is chosen is nothing a filter could ask for"));
     copy(filter);

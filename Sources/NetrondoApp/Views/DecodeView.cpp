@@ -58,6 +58,9 @@ DecodeView::DecodeView(QWidget* parent) : QWidget(parent)
     const QSettings settings;
     panes_->restoreState(settings.value(QStringLiteral("decode/panes")).toByteArray());
     lower_->restoreState(settings.value(QStringLiteral("decode/lower")).toByteArray());
+    const auto fields = settings.value(QStringLiteral("decode/fields")).toStringList();
+    for (const auto& field : fields) // the columns they have are among those whose state follows
+        addColumn({field.section(QLatin1Char(' '), 0, 0), field.section(QLatin1Char(' '), 1)});
     list_->header()->restoreState(settings.value(QStringLiteral("decode/columns")).toByteArray());
     frames_.setTimeFormat(static_cast<FrameListModel::TimeFormat>(
         std::clamp(settings.value(QStringLiteral("decode/time")).toInt(), 0, 3)));
@@ -97,6 +100,7 @@ void DecodeView::makePanes()
     tree_->installEventFilter(this);
 
     bytes_ = new DecodeBytesView;
+    bytes_->setObjectName(QStringLiteral("bytes"));
     bytes_->setContextMenuPolicy(Qt::CustomContextMenu);
     bytesTitle_ = new QLabel;
     bytesTitle_->setMargin(3);
@@ -151,7 +155,7 @@ void DecodeView::connectModels()
     connect(list_, &QWidget::customContextMenuRequested, this, &DecodeView::showListMenu);
     connect(list_->header(), &QWidget::customContextMenuRequested, this, &DecodeView::showHeaderMenu);
     connect(&frames_, &QAbstractItemModel::rowsInserted, this, &DecodeView::rowsCame);
-    connect(&frames_, &FrameListModel::marksChanged, list_->viewport(), qOverload<>(&QWidget::update));
+    connect(&frames_, &FrameListModel::marksChanged, this, &DecodeView::takeNotes);
     connect(&frames_, &FrameListModel::detailReady, this, &DecodeView::showDetail);
     connect(&frames_, &FrameListModel::detailFailed, this, [this](quint32 frame, const QString& sentence) {
         if (frame != shown_)
@@ -275,6 +279,7 @@ void DecodeView::applyFilters()
         ? filter_.toStdString()
         : FilterFrom::joined(filter_.toStdString(), conversation_.toStdString(), FilterFrom::Joint::and_);
     findTask_.reset();
+    ignored_ = frames_.notes().ignored;
     auto filter = DisplayFilter::compileOptional(text);
     if (!filter || !*filter) {
         frames_.setFilter(nullptr);
@@ -416,9 +421,21 @@ void DecodeView::showDetail(quint32 frame, const std::shared_ptr<const FrameDeta
 {
     if (frame != shown_)
         return;
+    fillTree(detail);
+    emit frameSelected(quint64{frame} + 1,
+                       {QString::fromStdString(detail->decoded.summary.source.text()),
+                        QString::fromStdString(detail->decoded.summary.destination.text()), valueOf(*detail, "eth.src"),
+                        valueOf(*detail, "eth.dst")});
+}
+
+void DecodeView::fillTree(const std::shared_ptr<const FrameDetail>& detail)
+{
+    using Extent = DecodeTreeModel::Extent;
     isFilling_ = true;
     const int scrolled = tree_->verticalScrollBar()->value();
-    nodes_.setFrame(detail);
+    nodes_.setFrame(detail, remarksOn(*detail),
+                    frames_.notes().ignored.have(*shown_) ? Extent::remarks : Extent::whole);
+    bytes_->setProperty("derived", false);
     bytes_->setBytes(detail->capture.data, detail);
     if (openNodes_.isEmpty() && nodes_.rowCount() > 0) // the first look: what the frame is about
         tree_->expand(nodes_.index(nodes_.rowCount() - 1, 0));
@@ -430,10 +447,6 @@ void DecodeView::showDetail(quint32 frame, const std::shared_ptr<const FrameDeta
         tree_->setCurrentIndex(same);
     else
         showNode({});
-    emit frameSelected(quint64{frame} + 1,
-                       {QString::fromStdString(detail->decoded.summary.source.text()),
-                        QString::fromStdString(detail->decoded.summary.destination.text()), valueOf(*detail, "eth.src"),
-                        valueOf(*detail, "eth.dst")});
 }
 
 /// Nodes that stood open in the frame before stand open in this one.
@@ -455,7 +468,8 @@ void DecodeView::showNode(const QModelIndex& index)
         return;
     const auto& detail = *nodes_.frame();
     const auto& tree = detail.decoded.tree;
-    const bool isDerived = index.isValid() && tree[DecodeTreeModel::nodeAt(index)].flags & Node::derivedBytes;
+    const bool isDerived =
+        DecodeTreeModel::isNode(index) && tree[DecodeTreeModel::nodeAt(index)].flags & Node::derivedBytes;
     const auto source = isDerived ? tree.ownBytes() : detail.capture.data;
     if (bytes_->property("derived").toBool() != isDerived) {
         bytes_->setProperty("derived", isDerived);
@@ -463,7 +477,7 @@ void DecodeView::showNode(const QModelIndex& index)
     }
     bytesTitle_->setText(isDerived ? tr("Decrypted or unpacked: %1 bytes").arg(source.size())
                                    : tr("Frame %1: %2 bytes").arg(detail.decoded.summary.number).arg(source.size()));
-    if (!index.isValid())
+    if (!DecodeTreeModel::isNode(index))
         return bytes_->light({}, {});
     nodePath_ = nodes_.pathOf(index);
     auto top = index;

@@ -106,6 +106,7 @@ private:
 
     void makePanes();
     void makeActions();
+    void makeNoteActions();
     QAction* command(const QString& name, const QString& text, const QList<QKeySequence>& keys,
                      const std::function<void()>& act);
     void fill(QMenu& menu, std::initializer_list<const char*> names) const;
@@ -113,6 +114,9 @@ private:
 
     void showCurrentFrame(const QModelIndex& current);
     void showDetail(quint32 frame, const std::shared_ptr<const FrameDetail>& detail);
+    void fillTree(const std::shared_ptr<const FrameDetail>& detail);
+    QStringList remarksOn(const FrameDetail& detail) const;
+    void takeNotes();
     void showNode(const QModelIndex& node);
     void showByte(quint32 offset);
     void openNodes(const QModelIndex& parent, int depth);
@@ -128,9 +132,13 @@ private:
     void findConversation(FrameFindTask::Direction direction);
     void step(int rows);
     void travel(int steps);
-    void goToMark(int step);
+    void goTo(FrameListModel::Kind kind, int step);
     void askForFrame();
-    void markChosen();
+    void toggleChosen(FrameListModel::Kind kind);
+    void toggleReference();
+    void askForNote();
+    void askForShift();
+    void applyAsColumn();
     void zoom(int steps);
     void editColorRules();
 
@@ -151,6 +159,10 @@ private:
     void copyJson();
     Bytes chosenBytes() const;
 
+    void addColumn(const FrameListModel::Field& field);
+    void removeColumn(int column);
+    void saveFields() const;
+
     std::shared_ptr<FrameStore> store_;
     FrameListModel frames_;
     DecodeTreeModel nodes_;
@@ -158,6 +170,7 @@ private:
     std::unique_ptr<FrameFindTask> findTask_;
     QString filter_;
     QString conversation_;
+    FrameSet ignored_;             ///< as far as the filter has been told
     std::optional<Anchor> anchor_; ///< to be shown again as soon as it is known whether it matches
 
     QSplitter* panes_;

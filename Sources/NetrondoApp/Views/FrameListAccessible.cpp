@@ -14,7 +14,10 @@ class Cell final : public QAccessibleInterface, public QAccessibleTableCellInter
 public:
     Cell(FrameListView* view, int row, int column) : view_(view), row_(row), column_(column) { }
 
-    bool isValid() const override { return view_ && view_->model() && row_ < view_->model()->rowCount(); }
+    bool isValid() const override
+    {
+        return view_ && view_->model() && row_ < view_->model()->rowCount() && column_ < view_->model()->columnCount();
+    }
     QObject* object() const override { return nullptr; }
     QWindow* window() const override { return view_ ? view_->window()->windowHandle() : nullptr; }
     QAccessibleInterface* childAt(int, int) const override { return nullptr; }

@@ -33,6 +33,7 @@ FrameListView::FrameListView(QWidget* parent) : QAbstractItemView(parent)
     header_->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(header_, &QHeaderView::sectionResized, this, [this] { updateGeometries(), viewport()->update(); });
     connect(header_, &QHeaderView::sectionMoved, this, [this] { viewport()->update(); });
+    connect(header_, &QHeaderView::sectionCountChanged, this, [this] { updateGeometries(), viewport()->update(); });
     setSelectionMode(ExtendedSelection);
     setSelectionBehavior(SelectRows);
     setEditTriggers(NoEditTriggers);
@@ -293,7 +294,11 @@ void FrameListView::paintRow(QPainter& painter, int row, const QRect& area) cons
         painter.fillRect(area, FrameColorRules::ground(rule->color, colors.color(QPalette::Base)));
     if (rule) // the hue itself, thin, so that it shows on a chosen row as well
         painter.fillRect(QRect(area.left(), area.top(), 3, area.height()), rule->color);
-    painter.setPen(colors.color(group, isChosen ? QPalette::HighlightedText : QPalette::Text));
+    const bool isFaint = frames_->isIgnored(row) && !isChosen;
+    painter.setPen(colors.color(group,
+                                isChosen      ? QPalette::HighlightedText
+                                    : isFaint ? QPalette::PlaceholderText
+                                              : QPalette::Text));
     const int margin = fontMetrics().averageCharWidth() / 2 + 1;
     for (int visual = 0; visual < header_->count(); ++visual) {
         const int column = header_->logicalIndex(visual);
@@ -304,7 +309,7 @@ void FrameListView::paintRow(QPainter& painter, int row, const QRect& area) cons
         if (column == FrameListModel::number)
             cell.setLeft(cell.left() + gutter());
         const auto index = model()->index(row, column);
-        auto text = frames_->text(row, static_cast<FrameListModel::Column>(column)).left(maxCharacters);
+        auto text = frames_->text(row, column).left(maxCharacters);
         if (fontMetrics().horizontalAdvance(text) > cell.width())
             text = fontMetrics().elidedText(text, Qt::ElideRight, cell.width());
         const auto alignment = model()->data(index, Qt::TextAlignmentRole).toInt();

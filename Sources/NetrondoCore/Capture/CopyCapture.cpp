@@ -10,7 +10,8 @@ namespace netrondo {
 
 Result<std::optional<std::uint64_t>, CopyFailure> copyCapture(CaptureReading& source, const std::filesystem::path& copy,
                                                               const CopyChoice& isWanted,
-                                                              const std::function<bool()>& goesOn)
+                                                              const std::function<bool()>& goesOn,
+                                                              const CopyRemarks& remarks)
 {
     const auto failed = [](CopyFailure::Side side, const CaptureError& error) {
         return std::unexpected(CopyFailure{side, error});
@@ -23,6 +24,7 @@ Result<std::optional<std::uint64_t>, CopyFailure> copyCapture(CaptureReading& so
     if (!writer)
         return failed(CopyFailure::Side::copy, writer.error());
     std::array<CaptureFrame, 64> frames;
+    std::uint64_t number = 0;
     while (!goesOn || goesOn()) {
         const auto count = source.nextBatch(frames);
         if (!count)
@@ -38,10 +40,13 @@ Result<std::optional<std::uint64_t>, CopyFailure> copyCapture(CaptureReading& so
             return (*writer)->frames();
         }
         for (const auto& frame : std::span(frames).first(*count)) {
+            const auto at = number++;
             if (isWanted && !isWanted(frame))
                 continue;
-            const auto written = (*writer)->write(frame, source.nanoseconds(frame), source.interfaceOf(frame),
-                                                  noted ? noted->optionsOf(frame) : PcapNgOptions());
+            auto options = noted ? noted->optionsOf(frame) : PcapNgOptions();
+            if (const auto remark = remarks ? remarks(at) : std::string(); !remark.empty())
+                options.addText(PcapNgOptions::comment, remark);
+            const auto written = (*writer)->write(frame, source.nanoseconds(frame), source.interfaceOf(frame), options);
             if (!written)
                 return failed(CopyFailure::Side::copy, written.error());
         }

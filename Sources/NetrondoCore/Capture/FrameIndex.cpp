@@ -2,6 +2,7 @@
 #include "Capture/FrameIndex.h"
 
 #include "Capture/CaptureFile.h"
+#include "Capture/PcapNgReader.h"
 
 #include <array>
 #include <fmt/format.h>
@@ -76,6 +77,12 @@ CaptureResult<CaptureFrame> FrameFetcher::fetch(std::uint32_t frame)
     found->timestampSeconds = time / nanosecondsPerSecond;
     found->timestampFraction = time % nanosecondsPerSecond;
     return *found;
+}
+
+std::string FrameFetcher::comment(const CaptureFrame& fetched) const
+{
+    const auto* const noted = dynamic_cast<const PcapNgReader*>(reader_.get()); // the one format that has any
+    return noted ? noted->optionsOf(fetched).lines(PcapNgOptions::comment) : std::string();
 }
 
 } // namespace netrondo

@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <stop_token>
+#include <string>
 
 namespace netrondo {
 
@@ -71,6 +72,8 @@ public:
     /// A frame with its bytes, good until the next call. Its fraction is nanoseconds, whatever unit the file counts in.
     /// An error when the file no longer holds the frame.
     CaptureResult<CaptureFrame> fetch(std::uint32_t frame);
+    /// What the file itself remarks on the frame that was fetched last, in lines; empty for nothing.
+    std::string comment(const CaptureFrame& fetched) const;
 
 private:
     friend class FrameIndex;

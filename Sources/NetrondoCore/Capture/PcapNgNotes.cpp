@@ -103,6 +103,21 @@ void PcapNgOptions::remove(std::uint16_t code)
     }
 }
 
+std::string PcapNgOptions::lines(std::uint16_t code) const
+{
+    std::string lines;
+    for (std::size_t at = 0; at + headerSize <= bytes_.size();) {
+        const std::size_t length = load::le16(bytes_.data() + at + 2);
+        if (load::le16(bytes_.data() + at) == code) {
+            if (!lines.empty())
+                lines += '\n';
+            lines += asText(Bytes(bytes_).subspan(at + headerSize, length));
+        }
+        at += headerSize + padded(length);
+    }
+    return lines;
+}
+
 std::optional<Bytes> PcapNgOptions::find(std::uint16_t code) const
 {
     for (std::size_t at = 0; at + headerSize <= bytes_.size();) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -48,6 +49,8 @@ public:
     Bytes bytes() const { return bytes_; }
     /// The value of the first option with this code.
     std::optional<Bytes> find(std::uint16_t code) const;
+    /// The values of all options with this code, a line each.
+    std::string lines(std::uint16_t code) const;
 
     friend bool operator==(const PcapNgOptions&, const PcapNgOptions&) = default;
 

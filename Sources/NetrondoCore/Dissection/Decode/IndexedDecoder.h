@@ -16,6 +16,7 @@ public:
 
     /// The frame as it was captured, good until the next call.
     CaptureResult<CaptureFrame> fetch(std::uint32_t frame) { return fetcher_.fetch(frame); }
+    std::string comment(const CaptureFrame& fetched) const { return fetcher_.comment(fetched); }
     /// Decodes a frame that was just fetched; the result views its bytes.
     void decode(const CaptureFrame& capture, std::uint32_t frame, DecodedFrame& decoded);
 
