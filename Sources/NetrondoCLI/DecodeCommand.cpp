@@ -1,8 +1,6 @@
 // `netrondo decode`: the packet list of a capture as text, or its decode trees as JSON Lines.
 #include "Analysis/Expert/TcpHistory.h"
-#include "Base/Json.h"
-#include "Dissection/Decode/PacketList.h"
-#include "Dissection/Decode/Render.h"
+#include "Dissection/Decode/FrameWriter.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "FilterOption.h"
 #include "Options.h"
@@ -26,53 +24,6 @@ struct Wishes {
     std::string filter;
 };
 
-void writeJson(const DecodedFrame& frame, JsonWriter& json, TextOutput& out, TextSink& text)
-{
-    const auto& summary = frame.summary;
-    const auto written = [&](auto write) {
-        text.clear();
-        write();
-        return text.text();
-    };
-    json.beginObject();
-    json.field("number", summary.number);
-    json.field("time", static_cast<double>(summary.nanoseconds) / 1e9);
-    json.field("source", written([&] { text.put(summary.source); }));
-    json.field("destination", written([&] { text.put(summary.destination); }));
-    json.field("protocol", Render::protocol(summary));
-    json.field("length", summary.length);
-    json.field("info", written([&] { Render::info(frame, text); }));
-    // The tree is most of the line, and comes as text.
-    text.clear();
-    text.put(",\"tree\":");
-    Render::json(frame, text);
-    text.put('}');
-    out.put(text.text());
-    json.endLine();
-}
-
-/// Writes decoded frames in the form that was asked for; what it needs is used again from frame to frame.
-class Writer {
-public:
-    Writer(TextOutput& out, bool json) : out_(out), json_(json), writer_(out) { }
-
-    void write(const DecodedFrame& frame)
-    {
-        if (json_)
-            return writeJson(frame, writer_, out_, text_);
-        text_.clear();
-        list_.write(frame, text_);
-        out_.put(text_.text());
-    }
-
-private:
-    TextOutput& out_;
-    bool json_;
-    JsonWriter writer_;
-    TextSink text_;
-    PacketList list_;
-};
-
 int run(const Wishes& wishes)
 {
     const auto filter = DisplayFilter::compileOptional(wishes.filter);
@@ -82,7 +33,7 @@ int run(const Wishes& wishes)
     if (!reader)
         return fail(wishes.file, reader.error());
     TextOutput out(STDOUT_FILENO);
-    Writer writer(out, wishes.json);
+    FrameWriter writer(out, wishes.json ? FrameWriter::Form::json : FrameWriter::Form::list);
     // Trees show what earlier frames tell of a frame; the list does not, and costs less without.
     const bool needsHistory = wishes.json || (*filter && (*filter)->readsFindings());
     FrameSelector selector(*filter, (*reader)->isNanosecond(), needsHistory ? followHistory() : FrameHistory{},

@@ -2,6 +2,7 @@
 #include "Views/DecodeWindow.h"
 
 #include "NetrondoApp/Support/Waiting.h"
+#include "Support/Command.h"
 #include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
@@ -19,6 +20,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollBar>
@@ -27,6 +29,7 @@
 #include <QTableWidget>
 #include <QTreeView>
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace netrondo::test {
 namespace {
@@ -383,7 +386,7 @@ TEST_F(DecodeWindowTest, ANoteStandsInTheListAndInTheTree)
     press(Qt::Key_C, alt);
     auto* dialog = view().findChild<QInputDialog*>();
     ASSERT_TRUE(dialog);
-    dialog->setTextValue(QStringLiteral("the first\nquestion"));
+    dialog->setTextValue(QStringLiteral(" the first  question"));
     dialog->accept();
     EXPECT_TRUE(
         view().frames()->text(0, FrameListModel::info).startsWith(QStringLiteral("Note: the first question — ")));
@@ -418,6 +421,78 @@ TEST_F(DecodeWindowTest, ARowOfTheTreeBecomesAColumnThatIsRemembered)
             action->setChecked(false);
     EXPECT_EQ(view().frames()->columnCount(), column);
     EXPECT_TRUE(DecodeView().frames()->fields().isEmpty());
+}
+
+struct ExportCase {
+    FrameWriter::Form form;
+    std::vector<std::string> command;
+};
+
+TEST_F(DecodeWindowTest, ExportsWhatTheCommandPrints)
+{
+    const auto sample = std::string(NETRONDO_SOURCE_DIR "/Samples/office.pcapng");
+    window.open(QString::fromStdString(sample));
+    window.show();
+    ASSERT_TRUE(eventually([&] { return view().store()->isComplete() && view().frames()->rowCount() > 0; }));
+    const TempFolder folder;
+    for (const auto& [form, command] : {ExportCase{FrameWriter::Form::list, {"decode", sample}},
+                                        ExportCase{FrameWriter::Form::json, {"decode", "--json", sample}}}) {
+        QSignalSpy remarks(&view(), &DecodeView::remarked);
+        const auto target = folder / "exported";
+        view().exportFrames(QString::fromStdString(target.string()), FrameExportDialog::Extent::shown, form);
+        ASSERT_TRUE(eventually([&] { return !remarks.empty(); }));
+        EXPECT_EQ(textOfFile(target), netrondo(command).output);
+    }
+}
+
+TEST_F(DecodeWindowTest, ExportsTheChosenOrTheMarkedFramesWithoutTheIgnored)
+{
+    showConversation(30);
+    const TempFolder folder;
+    const auto exported = [&](FrameExportDialog::Extent extent) {
+        QSignalSpy remarks(&view(), &DecodeView::remarked);
+        const auto target = folder / "exported";
+        view().exportFrames(QString::fromStdString(target.string()), extent, FrameWriter::Form::list);
+        EXPECT_TRUE(eventually([&] { return !remarks.empty(); }));
+        std::vector<int> numbers;
+        std::istringstream lines(textOfFile(target));
+        for (std::string line; std::getline(lines, line);)
+            numbers.push_back(std::stoi(line));
+        return numbers;
+    };
+    using Kind = FrameListModel::Kind;
+    view().frames()->set(Kind::marked, {{3, 4}, {20, 20}}, true);
+    view().frames()->set(Kind::ignored, {{4, 4}}, true);
+    EXPECT_EQ(exported(FrameExportDialog::Extent::marked), (std::vector{4, 21}));
+    ASSERT_TRUE(filtered(QStringLiteral("udp"), 6)); // 1, 6, 11, 16, 21, 26
+    list().selectionModel()->select({view().frames()->index(1, 0), view().frames()->index(2, 0)},
+                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    EXPECT_EQ(exported(FrameExportDialog::Extent::chosen), (std::vector{6, 11}));
+    EXPECT_EQ(exported(FrameExportDialog::Extent::shown), (std::vector{1, 6, 11, 16, 21, 26}));
+}
+
+TEST_F(DecodeWindowTest, SaysWhyNothingWasExported)
+{
+    showConversation(5);
+    QSignalSpy failed(&view(), &DecodeView::failed);
+    view().exportFrames(QStringLiteral("/nowhere/list.txt"), FrameExportDialog::Extent::shown, FrameWriter::Form::list);
+    ASSERT_TRUE(eventually([&] { return !failed.empty(); }));
+    EXPECT_EQ(failed.front().front().toString(),
+              QStringLiteral("/nowhere/list.txt: No such file or directory. Nothing was exported."));
+}
+
+TEST_F(DecodeWindowTest, AnExportThatIsCancelledLeavesNothing)
+{
+    showConversation(20'000);
+    const TempFolder folder;
+    view().exportFrames(QString::fromStdString((folder / "list.txt").string()), FrameExportDialog::Extent::shown,
+                        FrameWriter::Form::json);
+    auto* progress = view().findChild<QProgressDialog*>();
+    ASSERT_TRUE(progress);
+    progress->findChild<QPushButton*>()->click();
+    EXPECT_TRUE(eventually([&] { return folder.count() == 0 && !view().findChild<QProgressDialog*>(); }));
+    QTest::qWait(50);
+    EXPECT_EQ(folder.count(), 0u);
 }
 
 TEST_F(DecodeWindowTest, CopiesRowsAsTheColumnsStand)

@@ -203,6 +203,8 @@ void MainWindow::buildActions()
 
     auto* const ofFrames = menuBar()->addMenu(tr("F&rames"));
     ofFrames->setObjectName(QStringLiteral("framesMenu"));
+    decode_->fillFileMenu(*ofFrames);
+    ofFrames->addSeparator();
     decode_->fillEditMenu(*ofFrames);
     ofFrames->addSeparator();
     decode_->fillGoMenu(*ofFrames->addMenu(tr("&Go")));

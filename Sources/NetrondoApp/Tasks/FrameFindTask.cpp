@@ -2,47 +2,13 @@
 #include "Tasks/FrameFindTask.h"
 
 #include "Tasks/Background.h"
+#include "Tasks/OrderedFrames.h"
 
 #include <chrono>
-#include <utility>
 
 namespace netrondo {
 namespace {
 constexpr auto lookEvery = std::chrono::milliseconds(10);
-constexpr auto breath = std::chrono::milliseconds(5);
-constexpr int maxBreaths = 400; // without the pass moving on: it has come to its end
-
-/// The pass that decodes frames in their order, as the searching thread sees it.
-class OrderedFrames {
-public:
-    OrderedFrames(const FrameStore::OrderedDecoder& source, IndexedDecoder& decoder)
-        : source_(source), decoder_(decoder)
-    {
-        look();
-    }
-    /// Waits until the pass has been at the frame.
-    void awaitFollowed(std::uint32_t frame, const std::stop_token& stop)
-    {
-        for (int breaths = 0; followed_ <= frame && breaths < maxBreaths && !stop.stop_requested(); ++breaths) {
-            std::this_thread::sleep_for(breath);
-            if (look())
-                breaths = 0;
-        }
-    }
-
-private:
-    /// Whether it has moved on.
-    bool look()
-    {
-        auto [ordered, followed] = source_();
-        decoder_.useContextsOf(std::move(ordered));
-        return std::exchange(followed_, followed) != followed;
-    }
-
-    const FrameStore::OrderedDecoder& source_;
-    IndexedDecoder& decoder_;
-    std::uint32_t followed_ = 0;
-};
 } // namespace
 
 struct FrameFindTask::Shared {

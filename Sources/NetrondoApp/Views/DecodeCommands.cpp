@@ -79,6 +79,7 @@ void DecodeView::makeActions()
             [this] { findNext(Direction::backwards); });
 
     makeNoteActions();
+    command(named("export"), tr("E&xport what is decoded…"), {key(Qt::CTRL, Qt::Key_H)}, [this] { askForExport(); });
     command(named("goTo"), tr("&Go to frame…"), {key(Qt::CTRL, Qt::Key_G)}, [this] { askForFrame(); });
     command(named("first"), tr("&First frame"), {key(Qt::CTRL, Qt::Key_Home)}, [this, rows] {
         if (rows() > 0)
@@ -128,6 +129,11 @@ void DecodeView::fill(QMenu& menu, std::initializer_list<const char*> names) con
         else
             menu.addSeparator();
     }
+}
+
+void DecodeView::fillFileMenu(QMenu& menu) const
+{
+    fill(menu, {"export"});
 }
 
 void DecodeView::fillEditMenu(QMenu& menu)

@@ -32,19 +32,20 @@ void DecodeView::makeNoteActions()
     make("redo", tr("&Redo"), shift | Qt::Key_Z, [history] { history(&QUndoStack::redo); });
     make("mark", tr("&Mark"), plain | Qt::Key_M, [this] { toggleChosen(Kind::marked); });
     make("markAll", tr("Mark all &shown"), shift | Qt::Key_M, [this] { frames_.setAllShown(Kind::marked); });
-    make("unmarkAll", tr("Unmark &all"), alt | Qt::Key_M, [this] { frames_.clear(Kind::marked); });
+    make("unmarkAll", tr("Unmar&k all"), alt | Qt::Key_M, [this] { frames_.clear(Kind::marked); });
     make("ignore", tr("&Ignore"), plain | Qt::Key_D, [this] { toggleChosen(Kind::ignored); });
-    make("ignoreAll", tr("I&gnore all shown"), shift | Qt::Key_D, [this] { frames_.setAllShown(Kind::ignored); });
-    make("unignoreAll", tr("Ignore n&one"), alt | Qt::Key_D, [this] { frames_.clear(Kind::ignored); });
+    make("ignoreAll", tr("Ignore a&ll shown"), shift | Qt::Key_D, [this] { frames_.setAllShown(Kind::ignored); });
+    make("unignoreAll", tr("Ign&ore none"), alt | Qt::Key_D, [this] { frames_.clear(Kind::ignored); });
     make("reference", tr("&Time reference"), plain | Qt::Key_T, [this] { toggleReference(); });
-    make("clearReferences", tr("No time reference"), alt | Qt::Key_T, [this] { frames_.clear(Kind::references); });
-    make("shiftTimes", tr("Shift the times of &day…"), shift | Qt::Key_T, [this] { askForShift(); });
+    make("clearReferences", tr("&Drop all time references"), alt | Qt::Key_T,
+         [this] { frames_.clear(Kind::references); });
+    make("shiftTimes", tr("Shift the times of da&y…"), shift | Qt::Key_T, [this] { askForShift(); });
     make("note", tr("Not&e…"), alt | Qt::Key_C, [this] { askForNote(); });
     make("nextMark", tr("Next &mark"), shift | Qt::Key_N, [this] { goTo(Kind::marked, 1); });
     make("previousMark", tr("Previous mar&k"), shift | Qt::Key_B, [this] { goTo(Kind::marked, -1); });
     make("nextReference", tr("Next time &reference"), alt | Qt::Key_N, [this] { goTo(Kind::references, 1); });
     make("previousReference", tr("Previous time r&eference"), alt | Qt::Key_B, [this] { goTo(Kind::references, -1); });
-    make("applyAsColumn", tr("Show the row of the tree as a co&lumn"), shift | Qt::Key_I, [this] { applyAsColumn(); });
+    make("applyAsColumn", tr("&Show the row of the tree as a column"), shift | Qt::Key_I, [this] { applyAsColumn(); });
 }
 
 /// Whoever shows the same frames may have noted something as well.
@@ -79,7 +80,7 @@ QStringList DecodeView::remarksOn(const FrameDetail& detail) const
     if (notes.references.have(frame))
         remarks << tr("Time reference: the times behind count from here");
     if (const auto note = notes.notes.value(frame); !note.isEmpty())
-        remarks << tr("Note: %1").arg(note.simplified());
+        remarks << tr("Note: %1").arg(note);
     for (const auto& line : detail.comment.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
         remarks << tr("Comment in the file: %1").arg(line.simplified());
     return remarks;
@@ -115,13 +116,12 @@ void DecodeView::askForNote()
         return;
     auto* dialog = new QInputDialog(this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setOptions(QInputDialog::UsePlainTextEditForTextInput);
     dialog->setWindowTitle(tr("Note to frame %1").arg(frameNumber()));
-    dialog->setLabelText(tr("Kept until the capture is closed, and in a pcapng file the frame is saved to:"));
+    dialog->setLabelText(tr("Kept until the capture is closed, and with frames that are saved as pcapng:"));
     dialog->setTextValue(frames_.notes().notes.value(*shown_));
     connect(dialog, &QDialog::accepted, this, [this, dialog, frame = *shown_, of = std::weak_ptr(store_)] {
         if (const auto store = of.lock())
-            store->notes().setNote(frame, dialog->textValue().trimmed());
+            store->notes().setNote(frame, dialog->textValue().simplified());
     });
     dialog->open();
 }

@@ -5,6 +5,7 @@
 #include "Models/FrameListModel.h"
 #include "Tasks/FrameFindTask.h"
 #include "Views/FilterBar.h"
+#include "Views/FrameExportDialog.h"
 
 #include <QMap>
 #include <QSet>
@@ -58,7 +59,11 @@ public:
     /// What a line at the window's edge may say: frames, progress, an error.
     QString status() const { return status_; }
 
+    /// Writes decoded frames into a file, with its progress shown; `remarked` or `failed` say how it ended.
+    void exportFrames(const QString& path, FrameExportDialog::Extent extent, FrameWriter::Form form);
+
     /// The commands, for menus: they are ready to be added, with their shortcuts.
+    void fillFileMenu(QMenu& menu) const;
     void fillEditMenu(QMenu& menu);
     void fillGoMenu(QMenu& menu) const;
     void fillViewMenu(QMenu& menu);
@@ -138,6 +143,7 @@ private:
     void toggleReference();
     void askForNote();
     void askForShift();
+    void askForExport();
     void applyAsColumn();
     void zoom(int steps);
     void editColorRules();

@@ -28,6 +28,7 @@ DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
     setCentralWidget(content);
 
     auto* file = menuBar()->addMenu(tr("&File"));
+    view_->fillFileMenu(*file);
     file->addAction(tr("&Close"), QKeySequence::Close, this, &QWidget::close);
     view_->fillEditMenu(*menuBar()->addMenu(tr("&Edit")));
     view_->fillGoMenu(*menuBar()->addMenu(tr("&Go")));
