@@ -34,8 +34,8 @@ inline constexpr Way routingWays[] = {way::ip(89),    way::ip6(89),   way::ip(88
 inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452), way::ipx(0x0453), way::ipx(0x0455),
                                      way::ipx(0x0552),   way::ipx(0x85be), way::llc(0xf0),   way::ether(0x809b),
                                      way::ether(0x80f3), way::udp(137),    way::udp(138),    way::tcp(139)};
-inline constexpr Way webWays[] = {way::tcp(80),   way::tcp(443),   way::tcp(40001), way::udp(443),
-                                  way::udp(1900), way::udp(40001), way::tcp(8883),  way::tcp(1080)};
+inline constexpr Way webWays[] = {way::tcp(80),    way::tcp(443),  way::tcp(40001), way::udp(443),  way::udp(1900),
+                                  way::udp(40001), way::tcp(8883), way::tcp(1080),  way::udp(1194), way::tcp(1194)};
 inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),
                                    way::udp(547), way::udp(123),  way::udp(161),  way::udp(514),  way::udp(1812),
                                    way::udp(69),  way::udp(3478), way::tcp(49)};
@@ -43,9 +43,10 @@ inline constexpr Way fileWays[] = {way::tcp(445),   way::tcp(135), way::tcp(2049
                                    way::tcp(389),   way::udp(88),  way::tcp(88),   way::tcp(3306), way::tcp(5432),
                                    way::tcp(6379),  way::tcp(21),  way::tcp(502),  way::tcp(2404), way::tcp(20000),
                                    way::udp(20000), way::tcp(102), way::tcp(5222)};
-inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),  way::tcp(143),  way::tcp(22),   way::tcp(23),
-                                   way::tcp(1883), way::tcp(3389), way::tcp(5900), way::udp(5060), way::tcp(5060),
-                                   way::tcp(554),  way::udp(5004), way::tcp(6000), way::tcp(6881), way::tcp(6667)};
+inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),   way::tcp(143),  way::tcp(22),   way::tcp(23),
+                                   way::tcp(1883), way::tcp(3389),  way::tcp(5900), way::udp(5060), way::tcp(5060),
+                                   way::tcp(554),  way::udp(5004),  way::tcp(6000), way::tcp(6881), way::tcp(6667),
+                                   way::udp(6771), way::udp(25401), way::udp(1214)};
 
 inline void decodeLink(Bytes input)
 {

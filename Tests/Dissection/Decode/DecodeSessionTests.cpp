@@ -533,5 +533,72 @@ TEST(DecodeSession, PeersThatShookHandsAreFollowedOnAnyPort)
     EXPECT_EQ(capture.dumpOutOfTurn(rest), capture.dump(rest));
 }
 
+TEST(DecodeSession, PacketsOfATunnelCarryTlsThatIsPutTogetherAndFoundOnAnyPort)
+{
+    const std::string client = "c65c45b9f4c32691", server = "b75de901887d93c9";
+    const auto guard = [](int number) {
+        return std::string(40, 'e') + "0000000" + std::to_string(number) + "65000000";
+    };
+    Capture capture;
+    const auto reset = capture.udp(5555, 40000, hex("38", client, guard(1), "00 00000000"));
+    const auto answer = capture.udp(40000, 5555, hex("40", server, guard(1), "01 00000000", client, "00000000"));
+    const auto start = capture.udp(5555, 40000, hex("20", client, guard(2), "00 00000001 1503030002"));
+    const auto end = capture.udp(5555, 40000, hex("20", client, guard(3), "00 00000002 0228"));
+    const auto again = capture.udp(5555, 40000, hex("20", client, guard(4), "00 00000002 0228"));
+    const auto afterGap = capture.udp(5555, 40000, hex("20", client, guard(5), "00 00000004 030300020228"));
+    const auto data = capture.udp(40000, 5555, hex("48 000007 00000001 8899aabbccddeeff"));
+    EXPECT_EQ(capture.info(reset), "P_CONTROL_HARD_RESET_CLIENT_V2, message 0");
+    EXPECT_EQ(capture.info(answer), "P_CONTROL_HARD_RESET_SERVER_V2, message 0, acknowledges 0");
+    EXPECT_EQ(capture.info(start), "P_CONTROL_V1, message 1");
+    EXPECT_EQ(capture.info(end), "Alert (fatal, handshake_failure)");
+    EXPECT_EQ(capture.info(again), "P_CONTROL_V1, message 2");
+    EXPECT_EQ(capture.info(afterGap), "P_CONTROL_V1, message 4");
+    EXPECT_EQ(capture.info(data), "P_DATA_V2, peer 7, 12 bytes");
+    for (const auto frame : {reset, answer, start, end, again, afterGap, data})
+        EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame)) << frame;
+}
+
+TEST(DecodeSession, APacketOfATunnelOverTcpIsTakenOnceItIsWhole)
+{
+    Capture capture;
+    const auto packet = hex("0019 20 c65c45b9f4c32691 00 00000001 16030300 06 0e000000 0000");
+    const auto first = capture.tcp(1194, 40000, 1, Bytes(packet).first(20));
+    const auto second = capture.tcp(1194, 40000, 21, Bytes(packet).subspan(20));
+    EXPECT_EQ(capture.values(first, "openvpn.message_id"), "");
+    EXPECT_EQ(capture.values(second, "openvpn.message_id"), "1");
+    EXPECT_EQ(capture.protocol(second), "TLS");
+    EXPECT_EQ(capture.dumpOutOfTurn(second), capture.dump(second));
+}
+
+TEST(DecodeSession, PacketsBetweenTwoThatSpeakGooglesQuicAreKnownByItsFirstOne)
+{
+    Capture capture;
+    const std::string hash(24, '1'), id = "1122334455667788";
+    const auto hello = hex("09", id, "51303339 01", hash, "8001 43484c4f 0100 0000 534e4900 05000000 612e746c64");
+    const auto unknown = capture.udp(40000, 443, hex("00 02", hash, "99887766554433"));
+    const auto first = capture.udp(443, 40000, hello);
+    const auto sealed = capture.udp(40000, 443, hex("00 02", hash, "99887766554433"));
+    const auto nonce = capture.udp(40000, 443, hex("04", hash, hash, "1122334455667788 03", hash));
+    const auto both = capture.udp(40000, 443, hex("1c", id, hash, hash, "1122334455667788 0102", hash));
+    EXPECT_EQ(capture.protocol(unknown), "UDP");
+    EXPECT_EQ(capture.info(first), "CHLO, SNI=a.tld, packet 1, Q039, CID=1122334455667788");
+    EXPECT_EQ(capture.info(sealed), "Protected payload, packet 2");
+    EXPECT_EQ(capture.info(nonce), "Protected payload, packet 3");
+    EXPECT_EQ(capture.info(both), "Protected payload, packet 258, CID=1122334455667788");
+    for (const auto frame : {unknown, first, sealed, nonce, both})
+        EXPECT_EQ(capture.dumpOutOfTurn(frame), capture.dump(frame)) << frame;
+}
+
+TEST(DecodeSession, AnOrdinaryNodeAnswersThePingOfItsNetwork)
+{
+    Capture capture;
+    const auto answer = hex("29 000000a9 02 01 0000 375375a6403ecebdb08f0000");
+    const auto unasked = capture.udp(1214, 2133, answer);
+    capture.udp(2133, 1214, hex("27 00000029 80 4b615a614100"));
+    const auto asked = capture.udp(1214, 2133, answer);
+    EXPECT_EQ(capture.protocol(unasked), "UDP");
+    EXPECT_EQ(capture.info(asked), "Pong of an ordinary node");
+}
+
 } // namespace
 } // namespace netrondo::test
