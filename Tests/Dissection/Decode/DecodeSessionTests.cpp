@@ -2,6 +2,7 @@
 #include "Support/Hex.h"
 #include "Support/Segments.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace netrondo::test {
@@ -598,6 +599,79 @@ TEST(DecodeSession, AnOrdinaryNodeAnswersThePingOfItsNetwork)
     const auto asked = capture.udp(1214, 2133, answer);
     EXPECT_EQ(capture.protocol(unasked), "UDP");
     EXPECT_EQ(capture.info(asked), "Pong of an ordinary node");
+}
+
+/// A client of X11 with its setup behind it: little-endian requests to the server and its answers.
+class XClient {
+public:
+    XClient() { request("6c00 0b00 0000 0000 0000 0000"); }
+
+    std::size_t request(std::string_view bytes) { return send(6010, 40000, sent_, hex(bytes)); }
+    std::size_t answer(std::string_view bytes) { return send(40000, 6010, answered_, hex(bytes)); }
+    std::size_t reply(std::string_view number) { return answer(fmt::format("0100{}00 00000000 {:048}", number, 0)); }
+    void lose(std::uint32_t bytes) { sent_ += bytes; }
+    Capture capture;
+
+private:
+    std::size_t send(std::uint16_t to, std::uint16_t from, std::uint32_t& sequence,
+                     const std::vector<std::uint8_t>& bytes)
+    {
+        const auto frame = capture.tcp(to, from, sequence, bytes);
+        sequence += static_cast<std::uint32_t>(bytes.size());
+        return frame;
+    }
+
+    std::uint32_t sent_ = 1, answered_ = 1;
+};
+
+constexpr std::string_view internAtom = "1000 0300 0200 0000 574d0000", mapWindow = "0800 0200 01000000",
+                           getInputFocus = "2b00 0100", queryExtension = "6200 0300 0300 0000 41424300",
+                           extensionRequest = "8503 0200 00000000", listFontsWithInfo = "3200 0300 ff00 0100 2a000000";
+
+TEST(DecodeSession, RepliesOfX11NameTheirRequests)
+{
+    XClient client;
+    client.request(std::string(internAtom) + std::string(mapWindow) + std::string(getInputFocus));
+    client.request(std::string(extensionRequest) + std::string(listFontsWithInfo));
+    client.request(queryExtension);
+    const auto atom = client.reply("01"), focus = client.reply("03"), font = client.reply("05");
+    const auto otherFont = client.reply("05"), extension = client.reply("06");
+    EXPECT_EQ(client.capture.info(atom), "Reply to InternAtom");
+    EXPECT_EQ(client.capture.info(focus), "Reply to GetInputFocus");
+    EXPECT_EQ(client.capture.info(font), "Reply to ListFontsWithInfo");
+    EXPECT_EQ(client.capture.info(otherFont), "Reply to ListFontsWithInfo");
+    EXPECT_EQ(client.capture.info(extension), "Reply to QueryExtension");
+    for (const auto frame : {atom, focus, font, otherFont, extension})
+        EXPECT_EQ(client.capture.dumpOutOfTurn(frame), client.capture.dump(frame)) << frame;
+}
+
+TEST(DecodeSession, ARequestOfX11InTwoSegmentsCountsOnce)
+{
+    XClient client;
+    client.request(std::string(internAtom).substr(0, 14));
+    client.request(std::string(internAtom).substr(14) + std::string(getInputFocus));
+    const auto replies = client.answer(fmt::format("01000100 00000000 {:048} 01000200 00000000 {:048}", 0, 0));
+    EXPECT_EQ(client.capture.info(replies), "Replies to InternAtom, GetInputFocus");
+}
+
+TEST(DecodeSession, AnErrorOfX11AnswersItsRequest)
+{
+    XClient client;
+    client.request(std::string(internAtom) + std::string(getInputFocus));
+    client.answer(fmt::format("00050100 00000000 0000 10 {:042}", 0));
+    EXPECT_EQ(client.capture.info(client.reply("02")), "Reply to GetInputFocus");
+}
+
+TEST(DecodeSession, WhereRequestsOfX11WereMissedRepliesSayTheirNumber)
+{
+    XClient client;
+    client.request(internAtom);
+    client.lose(8); // a window is mapped
+    client.request(std::string(getInputFocus) + std::string(queryExtension));
+    const auto first = client.reply("01"), next = client.reply("03"), later = client.reply("04");
+    EXPECT_EQ(client.capture.info(first), "Reply to InternAtom");
+    EXPECT_EQ(client.capture.info(next), "Reply to request number 3");
+    EXPECT_EQ(client.capture.info(later), "Reply to request number 4");
 }
 
 } // namespace

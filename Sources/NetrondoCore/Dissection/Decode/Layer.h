@@ -197,12 +197,15 @@ public:
     }
     /// The message does not end with this segment, but for so many bytes nobody needs to see more of it.
     void goesOn(std::uint64_t count) { goesOn_ = count; }
-    /// So many bytes of the message follow. A long one that is not all here goes by instead of being kept.
-    void expect(std::uint64_t size)
+    /// So many bytes of the message follow. A long one that is not all here goes by instead of being kept; then the
+    /// answer is true.
+    bool expect(std::uint64_t size)
     {
         constexpr std::uint64_t longMessage = 16 * 1024;
-        if (size > leftOnWire() && size > longMessage)
+        const bool goesBy = size > leftOnWire() && size > longMessage;
+        if (goesBy)
             goesOn(size - leftOnWire());
+        return goesBy;
     }
     /// Nothing more can be read before at least so many bytes have followed the ones that are here.
     void await(const Field& what, std::size_t missing = 1) { stopAt(what, left() + missing); }
