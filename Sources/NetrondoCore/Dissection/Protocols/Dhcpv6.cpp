@@ -150,9 +150,29 @@ void describe(const LayerView& dhcp, TextSink& out)
         out(", {}", result);
 }
 
+/// Options to the last byte, of which one names a client or, of a relay, holds a message.
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::udp || payload.size() < 8 || payload[0] < 1 || payload[0] > 13)
+        return Likeness::none;
+    constexpr unsigned clientId = 1, relayed = 9, highestOption = 150;
+    const bool isRelay = payload[0] >= 12;
+    std::size_t at = isRelay ? 34 : 4;
+    bool isNamed = false;
+    while (at + 4 <= payload.size()) {
+        const auto kind = load::be16(&payload[at]), size = load::be16(&payload[at + 2]);
+        if (kind == 0 || kind > highestOption)
+            return Likeness::none;
+        isNamed = isNamed || (isRelay ? kind == relayed : kind == clientId && size >= 6);
+        at += 4u + size;
+    }
+    return isNamed && at == payload.size() ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(546), udpPort(547)};
 } // namespace
 
-constexpr Protocol protocol{{"dhcpv6", "DHCPv6", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"dhcpv6", "DHCPv6", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 1, 13)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::dhcpv6

@@ -2,6 +2,8 @@
 #include "Dissection/Protocols/DnsMessage.h"
 #include "Dissection/Protocols/Protocols.h"
 
+#include <algorithm>
+
 namespace netrondo {
 namespace {
 
@@ -74,10 +76,23 @@ void decode(Layer& layer)
     readMessages(layer, dnsMessage::Names::netBios);
 }
 
+/// A name of 16 characters, each in two letters (RFC 1001, 14.1), where the first one of DNS would stand.
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t nameAt = 12, nameSize = 32;
+    if (transport != Transport::udp || payload.size() < nameAt + 1 + nameSize || payload[nameAt] != nameSize
+        || !dnsMessage::looksRight(payload))
+        return Likeness::none;
+    const bool isHalves = std::ranges::all_of(payload.subspan(nameAt + 1, nameSize),
+                                              [](std::uint8_t letter) { return letter >= 'A' && letter <= 'P'; });
+    return isHalves ? Likeness::certain : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(137), tcpPort(137)};
 } // namespace
 
-constexpr Protocol protocol{{"nbns", "NBNS", Wire::layer}, {}, claims, decode, dnsMessage::describe};
+constexpr Protocol protocol{{"nbns", "NBNS", Wire::layer}, {}, claims, decode, dnsMessage::describe, guess,
+                            opensOn({Transport::udp})};
 static_assert(wellFormed(protocol));
 } // namespace nbns
 

@@ -334,7 +334,13 @@ bool looksRight(Bytes message)
     if (load::be16(message.data() + 8) > 64 || load::be16(message.data() + 10) > 64 || asked + answered == 0)
         return false;
     MadeText text;
-    return name(message, 12, text) != 0;
+    const auto end = name(message, 12, text);
+    if (end == 0 || end + 4 > message.size())
+        return false;
+    // A question and a record alike go on with a type and a class, whose highest bit is mDNS's own.
+    constexpr std::uint16_t internet = 1, none = 254, any = 255;
+    const auto classOf = load::be16(&message[end + 2]) & 0x7fff;
+    return load::be16(&message[end]) && ((classOf >= internet && classOf <= 4) || classOf == none || classOf == any);
 }
 
 } // namespace netrondo::dnsMessage

@@ -30,7 +30,8 @@ void describe(const LayerView& ftp, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    if (transport != Transport::tcp || !asText(payload).starts_with("220 "))
+    const auto head = asText(payload);
+    if (transport != Transport::tcp || (!head.starts_with("220 ") && !head.starts_with("220-")))
         return Likeness::none;
     return textLines::firstLine(payload).find("FTP") != std::string_view::npos ? Likeness::certain : Likeness::none;
 }

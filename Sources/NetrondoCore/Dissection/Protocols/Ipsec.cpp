@@ -266,11 +266,27 @@ void readMessage(Layer& ike)
         ike.readRest(data);
 }
 
+/// A header whose version, exchange, flags and length agree with the datagram.
+bool isMessage(Bytes bytes)
+{
+    constexpr std::size_t header = 28;
+    if (bytes.size() < header || load::be64(bytes.data()) == 0 || load::be32(&bytes[24]) != bytes.size())
+        return false;
+    const unsigned number = bytes[17] >> 4, bits = bytes[19];
+    const bool hasFlags = number == 1 ? bits <= 7 : number == 2 && (bits & ~0x38u) == 0;
+    return hasFlags && !nameIn(exchanges, bytes[18]).empty();
+}
+
+constexpr std::size_t markerSize = 4; ///< four zeros where ESP shares the port
+
 void decode(Layer& ike)
 {
     const auto& summary = ike.summary();
-    if (summary.sourcePort != 4500 && summary.destinationPort != 4500)
+    if (summary.sourcePort != 4500 && summary.destinationPort != 4500) {
+        if (isMessage(slice(ike.rest(), markerSize)) && ike.peek32() == 0)
+            ike.read(marker); // a port of its own behind NAT
         return readMessage(ike);
+    }
     if (ike.left() == 1)
         return static_cast<void>(ike.read(keepAlive));
     if (ike.left() >= 4 && ike.peek32() != 0)
@@ -288,10 +304,19 @@ void describe(const LayerView& ike, TextSink& out)
     ike.each(notice, [&](const Value& entry) { out(", {}", entry); });
 }
 
+Likeness guess(Bytes bytes, Transport transport)
+{
+    if (transport != Transport::udp || bytes.size() < 28)
+        return Likeness::none;
+    const bool isMarked = load::be32(bytes.data()) == 0 && isMessage(bytes.subspan(markerSize));
+    return isMarked || isMessage(bytes) ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(500), udpPort(4500)};
 } // namespace
 
-constexpr Protocol protocol{{"ike", "IKE", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"ike", "IKE", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensOn({Transport::udp})};
 static_assert(wellFormed(protocol));
 } // namespace ike
 

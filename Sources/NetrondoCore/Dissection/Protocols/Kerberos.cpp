@@ -209,14 +209,21 @@ void describe(const LayerView& kerberos, TextSink& out)
         out(", realm {}", where);
 }
 
+/// An application element that the datagram, or the length in front of it in a stream, is as long as.
 Likeness guess(Bytes payload, Transport transport)
 {
     const auto bytes = transport == Transport::tcp ? slice(payload, 4) : payload;
     if (bytes.size() < 10 || (transport == Transport::tcp && payload[0] != 0))
         return Likeness::none;
-    const bool application = (bytes[0] & 0xe0) == 0x60 && !nameIn(messages, bytes[0] & 0x1fu).empty();
+    const bool isApplication = (bytes[0] & 0xe0) == 0x60 && !nameIn(messages, bytes[0] & 0x1fu).empty();
     const std::size_t inner = bytes[1] & 0x80 ? 2u + (bytes[1] & 0x7fu) : 2u;
-    return application && inner < bytes.size() && bytes[inner] == ber::sequence ? Likeness::likely : Likeness::none;
+    if (!isApplication || inner > 5 || bytes[inner] != ber::sequence)
+        return Likeness::none;
+    std::size_t size = inner == 2 ? bytes[1] : 0;
+    for (std::size_t i = 2; i < inner; ++i)
+        size = size << 8 | bytes[i];
+    const auto told = transport == Transport::tcp ? load::be32(payload.data()) : payload.size();
+    return inner + size == told ? Likeness::likely : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(88), udpPort(88), tcpPort(464), udpPort(464)};

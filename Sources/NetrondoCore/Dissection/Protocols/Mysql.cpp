@@ -131,9 +131,10 @@ void describe(const LayerView& mysql, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
-    // A server's greeting: packet 0, protocol 10, a version that begins with a digit.
+    // A server's greeting: packet 0, protocol 10, a version that begins with a number and a point.
+    const auto isDigit = [](std::uint8_t byte) { return byte >= '0' && byte <= '9'; };
     const bool greets = transport == Transport::tcp && payload.size() > 20 && payload[2] == 0 && payload[3] == 0
-        && payload[4] == 10 && payload[5] >= '3' && payload[5] <= '9' && payload[6] == '.';
+        && payload[4] == 10 && isDigit(payload[5]) && (payload[6] == '.' || (isDigit(payload[6]) && payload[7] == '.'));
     return greets ? Likeness::certain : Likeness::none;
 }
 

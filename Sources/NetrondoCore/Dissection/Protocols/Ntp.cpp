@@ -57,9 +57,26 @@ void describe(const LayerView& ntp, TextSink& out)
         out(", stratum {}", level.number());
 }
 
+/// Distances to the reference clock are seconds at most, and clocks tick between once a second and every nanosecond.
+Likeness guess(Bytes payload, Transport transport)
+{
+    const auto size = payload.size();
+    if (transport != Transport::udp || (size != 48 && size != 68 && size != 72))
+        return Likeness::none;
+    const unsigned number = payload[0] >> 3 & 7u, kind = payload[0] & 7u;
+    const auto tick = static_cast<std::int8_t>(payload[3]);
+    const bool isKnown = number >= 1 && number <= 4 && kind >= 1 && kind <= 5;
+    const bool isClock = payload[1] <= 16 && payload[2] <= 17 && tick <= 0 && tick >= -32;
+    constexpr unsigned mostSeconds = 16;
+    return isKnown && isClock && load::be16(&payload[4]) <= mostSeconds && load::be16(&payload[8]) <= mostSeconds
+        ? Likeness::likely
+        : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(123)};
 } // namespace
 
-constexpr Protocol protocol{{"ntp", "NTP", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"ntp", "NTP", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensOn({Transport::udp})};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::ntp

@@ -125,9 +125,23 @@ void describe(const LayerView& radius, TextSink& out)
         out(", user “{}”", name);
 }
 
+/// A length that is the datagram's, filled by attributes to the last byte.
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 20, longest = 4096;
+    if (transport != Transport::udp || payload.size() < header || payload.size() > longest
+        || nameIn(codes, payload[0]).empty() || load::be16(&payload[2]) != payload.size())
+        return Likeness::none;
+    std::size_t at = header;
+    while (at + 2 <= payload.size() && payload[at] && payload[at + 1] >= 2)
+        at += payload[at + 1];
+    return at == payload.size() ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(1812), udpPort(1813), udpPort(1645), udpPort(1646), udpPort(3799)};
 } // namespace
 
-constexpr Protocol protocol{{"radius", "RADIUS", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"radius", "RADIUS", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensOn({Transport::udp})};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::radius

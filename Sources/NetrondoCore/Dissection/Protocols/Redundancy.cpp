@@ -186,10 +186,28 @@ void describe(const LayerView& bfd, TextSink& out)
     out("State {}, diagnostic {}", bfd[state], bfd[diagnostic]);
 }
 
+/// Its length, a discriminator, and intervals of no more than a minute.
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 24;
+    constexpr std::uint32_t minute = 60'000'000;
+    if (transport != Transport::udp || payload.size() < header || payload[3] != payload.size() || payload[0] >> 5 != 1)
+        return Likeness::none;
+    const bool isAuthenticated = payload[1] & 0x04, isMultipoint = payload[1] & 0x01;
+    const bool fits = !isMultipoint && (isAuthenticated ? payload.size() > header : payload.size() == header);
+    const bool isKnown =
+        fits && !nameIn(diagnostics, payload[0] & 0x1fu).empty() && payload[2] && load::be32(&payload[4]);
+    return isKnown && load::be32(&payload[12]) <= minute && load::be32(&payload[16]) <= minute
+            && load::be32(&payload[20]) <= minute
+        ? Likeness::likely
+        : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(3784), udpPort(4784)};
 } // namespace
 
-constexpr Protocol protocol{{"bfd", "BFD", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{
+    {"bfd", "BFD", Wire::layer}, {}, claims, decode, describe, guess, opensWith({Transport::udp}, 0x20, 0x28)};
 static_assert(wellFormed(protocol));
 } // namespace bfd
 

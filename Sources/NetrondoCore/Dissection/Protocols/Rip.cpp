@@ -6,6 +6,15 @@
 namespace netrondo {
 namespace {
 constexpr NamedValue commands[] = {{1, "Request"}, {2, "Response"}};
+constexpr std::size_t header = 4, entry = 20;
+constexpr std::uint32_t infinity = 16;
+
+/// Entries to the last byte behind a header with an empty second word.
+bool hasEntries(Bytes payload, Transport transport)
+{
+    return transport == Transport::udp && payload.size() >= header + entry && (payload.size() - header) % entry == 0
+        && (payload[0] == 1 || payload[0] == 2) && payload[2] == 0 && payload[3] == 0;
+}
 } // namespace
 
 namespace rip {
@@ -68,10 +77,28 @@ void describe(const LayerView& rip, TextSink& out)
     out("RIPv{} {}, {} routes", rip[version], rip[command], rip.count(metric));
 }
 
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (!hasEntries(payload, transport) || payload[1] < 1 || payload[1] > 2)
+        return Likeness::none;
+    constexpr std::uint16_t ip = 2, authenticated = 0xffff;
+    for (auto at = header; at < payload.size(); at += entry) {
+        const auto of = load::be16(&payload[at]);
+        const auto distance = load::be32(&payload[at + 16]);
+        const bool isWhole = of == 0 && payload[0] == 1; // all routes are asked for
+        if (of == authenticated && payload[1] == 2)
+            continue;
+        if ((of != ip && !isWhole) || distance < 1 || distance > infinity)
+            return Likeness::none;
+    }
+    return Likeness::likely;
+}
+
 constexpr Claim claims[] = {udpPort(520)};
 } // namespace
 
-constexpr Protocol protocol{{"rip", "RIP", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"rip", "RIP", Wire::layer},      {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 1, 2)};
 static_assert(wellFormed(protocol));
 } // namespace rip
 
@@ -100,10 +127,29 @@ void describe(const LayerView& ripng, TextSink& out)
     out("RIPng {}, {} routes", ripng[command], ripng.count(route));
 }
 
+/// Prefixes whose last bits are zeros, and how far they are.
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (!hasEntries(payload, transport) || payload[1] != 1)
+        return Likeness::none;
+    for (auto at = header; at < payload.size(); at += entry) {
+        const unsigned bits = payload[at + 18], distance = payload[at + 19];
+        constexpr unsigned nextHop = 0xff;
+        if (bits > 128 || distance < 1 || (distance > infinity && distance != nextHop))
+            return Likeness::none;
+        for (auto i = (bits + 7) / 8; distance != nextHop && i < 16; ++i) {
+            if (payload[at + i])
+                return Likeness::none;
+        }
+    }
+    return Likeness::likely;
+}
+
 constexpr Claim claims[] = {udpPort(521)};
 } // namespace
 
-constexpr Protocol protocol{{"ripng", "RIPng", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"ripng", "RIPng", Wire::layer},  {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 1, 2)};
 static_assert(wellFormed(protocol));
 } // namespace ripng
 

@@ -46,14 +46,32 @@ void describe(const LayerView& rtp, TextSink& out)
     out(", Seq={}, Time={}{}", rtp[sequence], rtp[timestamp], rtp[marker] == 1 ? ", mark" : "");
 }
 
+constexpr std::size_t header = 12;
+constexpr unsigned firstDynamic = 96;
+
+/// Whether the payload holds whole frames of a static type's codec (RFC 3551, 6), as far as one has frames of a size.
+bool fitsCodec(unsigned kind, std::size_t size)
+{
+    switch (kind) {
+    case 0: // 8 samples a millisecond
+    case 8:
+    case 9: return size % 8 == 0;
+    case 3: return size % 33 == 0;
+    case 4: return size % 4 == 0;
+    case 18: return size % 10 == 0 || size % 10 == 2; // the last frame may be one of silence
+    case 33: return size % 188 == 0;
+    default: return kind <= 34;
+    }
+}
+
 Likeness guess(Bytes bytes, Transport transport)
 {
     if (transport != Transport::udp || bytes.size() < 20 || bytes[0] != 0x80)
         return Likeness::none;
-    const auto kind = bytes[1] & 0x7f;
-    // Types 72 to 76 are those that control packets would have.
-    const bool known = kind <= 34 || (kind >= 96 && kind <= 127);
-    return known && load::be32(&bytes[8]) ? Likeness::likely : Likeness::none;
+    const unsigned kind = bytes[1] & 0x7fu;
+    const auto size = bytes.size() - header;
+    const bool isKnown = kind >= firstDynamic || fitsCodec(kind, size);
+    return isKnown && load::be32(&bytes[8]) ? Likeness::likely : Likeness::none;
 }
 } // namespace
 
@@ -94,13 +112,22 @@ void describe(const LayerView& rtcp, TextSink& out)
     });
 }
 
+/// A report with room for its blocks, behind which anything may stand (encrypted, say), or packets to the last byte.
 Likeness guess(Bytes payload, Transport transport)
 {
+    constexpr unsigned senderReport = 200, receiverReport = 201, lowest = 200, highest = 207;
     if (transport != Transport::udp || payload.size() < 8 || payload[0] >> 6 != 2)
         return Likeness::none;
-    return payload[1] >= 200 && payload[1] <= 207 && (load::be16(&payload[2]) + 1u) * 4 <= payload.size()
-        ? Likeness::likely
-        : Likeness::none;
+    const unsigned kind = payload[1], blocks = payload[0] & 0x1fu;
+    const std::size_t words = load::be16(&payload[2]);
+    if (kind == senderReport || kind == receiverReport) {
+        const std::size_t least = (kind == senderReport ? 6 : 1) + std::size_t{6} * blocks;
+        return words >= least && (words + 1) * 4 <= payload.size() ? Likeness::likely : Likeness::none;
+    }
+    std::size_t at = 0;
+    while (at + 8 <= payload.size() && payload[at] >> 6 == 2 && payload[at + 1] >= lowest && payload[at + 1] <= highest)
+        at += (load::be16(&payload[at + 2]) + std::size_t{1}) * 4;
+    return at == payload.size() ? Likeness::likely : Likeness::none;
 }
 } // namespace
 

@@ -36,16 +36,22 @@ void describe(const LayerView& smtp, TextSink& out)
 Likeness guess(Bytes payload, Transport transport)
 {
     const auto head = asText(payload);
-    if (transport != Transport::tcp || (!head.starts_with("220 ") && !head.starts_with("EHLO ")))
+    const bool isServer = head.starts_with("220 ") || head.starts_with("220-");
+    if (transport != Transport::tcp || (!isServer && !head.starts_with("EHLO ") && !head.starts_with("HELO ")))
         return Likeness::none;
-    const bool greets = head.front() == 'E' || textLines::firstLine(payload).find("SMTP") != head.npos;
+    const bool greets = !isServer || textLines::firstLine(payload).find("SMTP") != head.npos;
     return greets ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {tcpPort(25), tcpPort(587), tcpPort(2525)};
 } // namespace
 
-constexpr Protocol protocol{
-    {"smtp", "SMTP", Wire::layer}, {}, claims, decode, describe, guess, opensWith({Transport::tcp}, '2').orByte('E')};
+constexpr Protocol protocol{{"smtp", "SMTP", Wire::layer},
+                            {},
+                            claims,
+                            decode,
+                            describe,
+                            guess,
+                            opensWith({Transport::tcp}, '2').orByte('E').orByte('H')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::smtp
