@@ -51,27 +51,6 @@ void putLabel(Bytes label, MadeText& out)
     }
 }
 
-/// A NetBIOS name: 16 characters, each as two letters from "A" on; the last one is the kind of the name.
-bool netBiosName(Bytes message, std::size_t offset, MadeText& out)
-{
-    const auto label = slice(message, offset, 33);
-    if (label.size() < 33 || label[0] != 32)
-        return false;
-    std::uint8_t characters[16];
-    for (std::size_t i = 0; i < 16; ++i) {
-        const auto high = label[1 + 2 * i] - 'A', low = label[2 + 2 * i] - 'A';
-        if (high < 0 || high > 15 || low < 0 || low > 15)
-            return false;
-        characters[i] = static_cast<std::uint8_t>(high << 4 | low);
-    }
-    std::size_t length = 15;
-    while (length && (characters[length - 1] == ' ' || characters[length - 1] == 0))
-        --length;
-    out.put({reinterpret_cast<const char*>(characters), length});
-    out.add("<{:02x}>", characters[15]);
-    return true;
-}
-
 /// The text of a name that stands at the layer's offset, and the number of its bytes there (0 for a broken one).
 std::size_t nameAt(Layer& layer, Names names, MadeText& out)
 {
@@ -236,6 +215,27 @@ void readRecord(Layer& layer, Names names, const Section& section)
 }
 
 } // namespace
+
+/// A NetBIOS name: 16 characters, each as two letters from "A" on; the last one is the kind of the name.
+bool netBiosName(Bytes message, std::size_t offset, MadeText& out)
+{
+    const auto label = slice(message, offset, 33);
+    if (label.size() < 33 || label[0] != 32)
+        return false;
+    std::uint8_t characters[16];
+    for (std::size_t i = 0; i < 16; ++i) {
+        const auto high = label[1 + 2 * i] - 'A', low = label[2 + 2 * i] - 'A';
+        if (high < 0 || high > 15 || low < 0 || low > 15)
+            return false;
+        characters[i] = static_cast<std::uint8_t>(high << 4 | low);
+    }
+    std::size_t length = 15;
+    while (length && (characters[length - 1] == ' ' || characters[length - 1] == 0))
+        --length;
+    out.put({reinterpret_cast<const char*>(characters), length});
+    out.add("<{:02x}>", characters[15]);
+    return true;
+}
 
 std::size_t name(Bytes message, std::size_t offset, MadeText& out)
 {

@@ -5,8 +5,8 @@
 
 namespace netrondo::eigrp {
 namespace {
-constexpr NamedValue opcodes[] = {{1, "Update"}, {2, "Request"},    {3, "Query"},     {4, "Reply"},
-                                  {5, "Hello"},  {10, "SIA query"}, {11, "SIA reply"}};
+constexpr NamedValue opcodes[] = {{1, "Update"}, {2, "Request"}, {3, "Query"},      {4, "Reply"},
+                                  {5, "Hello"},  {6, "IPX SAP"}, {10, "SIA query"}, {11, "SIA reply"}};
 constexpr NamedValue flagNames[] = {{1, "initial"}, {2, "conditional receive"}, {4, "restart"}, {8, "end of table"}};
 constexpr NamedValue elementTypes[] = {{0x0001, "parameters"},
                                        {0x0002, "authentication"},

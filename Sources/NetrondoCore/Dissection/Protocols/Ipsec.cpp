@@ -300,7 +300,9 @@ void describe(const LayerView& ike, TextSink& out)
     if (ike.has(keepAlive))
         return out("NAT keep-alive");
     if (const auto kind = ike[exchange])
-        out("{}, {}", kind, ike[flags].number() & 0x20 ? "response" : "message");
+        out("{}", kind);
+    if (ike[version].number() >> 4 == 2)
+        out(" {}, message {}", ike[flags].number() & 0x20 ? "response" : "request", ike[messageId].number());
     ike.each(notice, [&](const Value& entry) { out(", {}", entry); });
 }
 

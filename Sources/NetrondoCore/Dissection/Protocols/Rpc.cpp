@@ -378,6 +378,8 @@ void describe(const LayerView& rpc, TextSink& out)
         rpc.each(operation, [&](const Value& entry) { out(" {}", entry); });
         if (const auto file = rpc[name] ? rpc[name] : rpc[path])
             out(", “{}”", file);
+        if (const auto place = rpc[offset])
+            out(", offset {}, {} bytes", place, rpc[count]);
         if (const auto outcome = rpc[nfsStatus] ? rpc[nfsStatus] : rpc[mountStatus])
             out(", {}", outcome);
         if (const auto what = rpc[asked])

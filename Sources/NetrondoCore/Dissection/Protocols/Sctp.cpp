@@ -123,6 +123,10 @@ void describe(const LayerView& sctp, TextSink& out)
 {
     out("{} → {}", sctp[sourcePort].number(), sctp[destinationPort].number());
     sctp.each(chunk, [&](const Value& entry) { out(" {}", entry); });
+    if (const auto number = sctp[sequence])
+        out(", TSN {}", number);
+    if (const auto number = sctp[cumulative])
+        out(", up to TSN {}", number);
 }
 
 constexpr Claim claims[] = {ipProtocol(132), udpPort(9899)};

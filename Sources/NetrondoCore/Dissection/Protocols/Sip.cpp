@@ -4,6 +4,7 @@
 #include "Dissection/Protocols/TextLines.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace netrondo {
 namespace {
@@ -21,6 +22,11 @@ constexpr Field contentType{"sip.content_type", "Content-Type", Wire::text};
 constexpr Field contentLength{"sip.content_length", "Content-Length", Wire::text};
 constexpr Field body{"sip.body", "Body", Wire::text};
 constexpr Field keepAlive{"sip.keep_alive", "Keep-alive", Wire::bytes};
+constexpr Field interleaved{"sip.interleaved", "Interleaved data", Wire::group};
+constexpr Field marker{"sip.interleaved_mark", "Mark", Wire::hex8};
+constexpr Field channel{"sip.channel", "Channel", Wire::u8};
+constexpr Field interleavedLength{"sip.interleaved_len", "Length", Wire::u16};
+constexpr Field interleavedData{"sip.interleaved_data", "Data", Wire::bytes};
 
 constexpr headerLines::Known known[] = {{"From", "f", from},
                                         {"To", "t", to},
@@ -32,35 +38,88 @@ constexpr headerLines::Known known[] = {{"From", "f", from},
                                         {"Content-Type", "c", contentType},
                                         {"Content-Length", "l", contentLength}};
 
-void decodeMessage(Layer& sip)
+std::string_view valueOf(const Layer& sip, std::span<const Node> message, const Field& field)
 {
-    if (!textLines::isText(sip.rest())) {
-        sip.readRest(keepAlive);
-        return;
-    }
+    const auto found = std::ranges::find(message, &field, &Node::field);
+    return found == message.end() ? std::string_view() : asText(sip.bytesOf(*found));
+}
+
+/// How long the body is. In a datagram it may reach to the end without saying so, in a stream it does not (RFC 3261,
+/// 18.3).
+std::size_t bodyLength(const Layer& sip, std::string_view told)
+{
+    std::size_t length = 0;
+    const auto end = std::from_chars(told.data(), told.data() + told.size(), length);
+    if (end.ec != std::errc())
+        return sip.isStream() ? 0 : sip.left();
+    return sip.isStream() ? length : std::min(length, sip.left());
+}
+
+void readMessage(Layer& sip)
+{
     sip.beginMessage();
+    const auto first = sip.tree().size();
     sip.readLine(start);
-    const auto nodes = sip.tree().size();
     if (!headerLines::read(sip, header, known))
         return sip.isStream() ? sip.await(header) : static_cast<void>(0);
-    if (!sip.left())
+    const auto message = sip.tree().nodes().subspan(first);
+    const bool isSdp = textLines::startsIgnoringCase(valueOf(sip, message, contentType), "application/sdp");
+    const auto size = bodyLength(sip, valueOf(sip, message, contentLength));
+    if (!size)
         return;
-    const auto all = sip.tree().nodes().subspan(nodes);
-    const auto type = std::ranges::find(all, &contentType, &Node::field);
-    const bool isSdp =
-        type != all.end() && textLines::startsIgnoringCase(asText(sip.tree().bytesOf(*type)), "application/sdp");
-    if (isSdp)
+    sip.expect(size);
+    const Layer::Window content(sip, size);
+    if (isSdp && sip.more())
         sip.embed(sdp::protocol);
-    else
+    else if (sip.more())
         sip.readText(body, sip.left());
+}
+
+/// Media in the same stream (RFC 7826, 14).
+void readInterleaved(Layer& rtsp)
+{
+    rtsp.beginMessage();
+    const Layer::Group group(rtsp, interleaved);
+    rtsp.read(marker, channel);
+    const auto size = rtsp.read(interleavedLength);
+    const Layer::Window content(rtsp, size);
+    if (rtsp.more())
+        rtsp.readRest(interleavedData);
+}
+
+void decodeMessage(Layer& sip)
+{
+    while (sip.more()) {
+        if (sip.isStream() && sip.peek8() == '$') {
+            readInterleaved(sip);
+        } else if (!textLines::isText(sip.rest())) {
+            sip.readRest(keepAlive);
+            return;
+        } else {
+            readMessage(sip);
+        }
+        if (!sip.isStream())
+            return;
+    }
 }
 
 void describeMessage(const LayerView& sip, TextSink& out)
 {
-    if (const auto line = sip[start])
+    if (const auto line = sip[start]) {
         out("{}", line);
-    else if (sip.has(keepAlive))
+        const auto [number, method] = textLines::firstWord(sip[sequence].text());
+        if (!method.empty() && line.text().starts_with("SIP/")) { // what it answers
+            out(" (");
+            out.putForeign(method);
+            out(")");
+        }
+    } else if (const auto media = sip[channel]) {
+        out("Interleaved data, channel {}, {} bytes", media, sip[interleavedLength]);
+    } else if (sip.has(keepAlive)) {
         out("Keep-alive");
+    }
+    if (const auto messages = sip.count(start); messages > 1)
+        out(" (and {} more messages)", messages - 1);
 }
 
 Likeness guessOf(Bytes payload, std::string_view name)

@@ -1,4 +1,5 @@
 // Server Message Block, versions 1 to 3 (MS-CIFS, MS-SMB2), behind the NetBIOS session service or bare on port 445.
+#include "Dissection/Protocols/DnsMessage.h"
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/SmbNames.h"
 
@@ -13,8 +14,20 @@ constexpr NamedValue types[] = {{0x00, "Session message"},           {0x81, "Ses
 constexpr Field type{"nbss.type", "Message type", Wire::hex8, types};
 constexpr Field length{"nbss.length", "Length", Wire::u24};
 constexpr Field error{"nbss.error", "Error", Wire::hex8};
+constexpr Field called{"nbss.called", "Called name", Wire::madeText};
+constexpr Field calling{"nbss.calling", "Calling name", Wire::madeText};
 constexpr Field names{"nbss.names", "Names", Wire::bytes};
 constexpr Field continuation{"nbss.continuation", "Continuation of a message", Wire::bytes};
+
+void readName(Layer& nbss, const Field& field)
+{
+    constexpr std::size_t size = 34; // a label of 32 letters, and the empty one that ends it
+    MadeText name;
+    if (nbss.left() < size || !dnsMessage::netBiosName(nbss.rest(), 0, name))
+        return;
+    nbss.addText(field, name, nbss.offset(), size);
+    nbss.skip(size);
+}
 
 void decode(Layer& nbss)
 {
@@ -33,7 +46,11 @@ void decode(Layer& nbss)
             if (nbss.left())
                 nbss.handOver(smb::protocol);
         } else if (kind == 0x81) {
-            nbss.readBytes(names, size);
+            const Layer::Window both(nbss, size);
+            readName(nbss, called);
+            readName(nbss, calling);
+            if (nbss.more())
+                nbss.readRest(names);
         } else if (kind == 0x83) {
             nbss.read(error);
         } else if (size) {
@@ -44,8 +61,12 @@ void decode(Layer& nbss)
 
 void describe(const LayerView& nbss, TextSink& out)
 {
-    if (const auto kind = nbss[type])
-        return out("{}", kind);
+    if (const auto kind = nbss[type]) {
+        out("{}", kind);
+        if (const auto whom = nbss[called])
+            out(" to {} from {}", whom, nbss[calling]);
+        return;
+    }
     if (const auto rest = nbss[continuation])
         out("Continuation, {} bytes", rest.node()->length);
 }

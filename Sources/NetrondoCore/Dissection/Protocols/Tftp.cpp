@@ -61,6 +61,11 @@ void describe(const LayerView& tftp, TextSink& out)
     out("{}", tftp[opcode]);
     if (const auto name = tftp[file])
         out(" “{}” ({})", name, tftp[mode]);
+    const auto options = tftp.nodes();
+    for (std::size_t i = 0; i + 1 < options.size(); ++i) {
+        if (options[i].field == &option && options[i + 1].field == &value)
+            out(", {}={}", Value(tftp.tree(), &options[i]), Value(tftp.tree(), &options[i + 1]));
+    }
     if (const auto number = tftp[block])
         out(", block {}", number);
     if (const auto bytes = tftp[data])

@@ -65,6 +65,47 @@ static_assert(wellFormed(protocol));
 
 namespace l2tp {
 namespace {
+// RFC 2661, 3.2 and 4.4.
+constexpr NamedValue messages[] = {{1, "Start-Control-Connection-Request"},
+                                   {2, "Start-Control-Connection-Reply"},
+                                   {3, "Start-Control-Connection-Connected"},
+                                   {4, "Stop-Control-Connection-Notification"},
+                                   {6, "Hello"},
+                                   {7, "Outgoing-Call-Request"},
+                                   {8, "Outgoing-Call-Reply"},
+                                   {9, "Outgoing-Call-Connected"},
+                                   {10, "Incoming-Call-Request"},
+                                   {11, "Incoming-Call-Reply"},
+                                   {12, "Incoming-Call-Connected"},
+                                   {14, "Call-Disconnect-Notify"},
+                                   {15, "WAN-Error-Notify"},
+                                   {16, "Set-Link-Info"}};
+constexpr NamedValue attributes[] = {{0, "message type"},
+                                     {1, "result code"},
+                                     {2, "protocol version"},
+                                     {3, "framing capabilities"},
+                                     {4, "bearer capabilities"},
+                                     {5, "tie breaker"},
+                                     {6, "firmware revision"},
+                                     {7, "host name"},
+                                     {8, "vendor name"},
+                                     {9, "assigned tunnel"},
+                                     {10, "receive window"},
+                                     {11, "challenge"},
+                                     {13, "challenge response"},
+                                     {14, "assigned session"},
+                                     {15, "call serial number"},
+                                     {16, "minimum speed"},
+                                     {17, "maximum speed"},
+                                     {18, "bearer type"},
+                                     {19, "framing type"},
+                                     {21, "called number"},
+                                     {22, "calling number"},
+                                     {24, "connect speed"},
+                                     {29, "proxy authentication type"},
+                                     {38, "receive speed"},
+                                     {39, "sequencing required"}};
+
 constexpr Field flags{"l2tp.flags", "Flags and version", Wire::hex16};
 constexpr Field isControl{"l2tp.control", "Control message", Wire::bit, {}, 0x8000};
 constexpr Field version{"l2tp.version", "Version", Wire::bits, {}, 0x000f};
@@ -74,7 +115,46 @@ constexpr Field session{"l2tp.session", "Session", Wire::u16};
 constexpr Field sent{"l2tp.ns", "Sequence number", Wire::u16};
 constexpr Field received{"l2tp.nr", "Expected sequence number", Wire::u16};
 constexpr Field offset{"l2tp.offset", "Offset size", Wire::u16};
-constexpr Field attributes{"l2tp.attributes", "Attributes", Wire::bytes};
+constexpr Field attribute{"l2tp.avp", "Attribute", Wire::number, attributes};
+constexpr Field attributeHead{"l2tp.avp_head", "Flags and length", Wire::hex16};
+constexpr Field isMandatory{"l2tp.avp_mandatory", "Mandatory", Wire::bit, {}, 0x8000};
+constexpr Field isHidden{"l2tp.avp_hidden", "Hidden", Wire::bit, {}, 0x4000};
+constexpr Field attributeLength{"l2tp.avp_len", "Length", Wire::bits, {}, 0x03ff};
+constexpr Field vendor{"l2tp.vendor", "Vendor", Wire::u16};
+constexpr Field attributeType{"l2tp.avp_type", "Type", Wire::u16, attributes};
+constexpr Field messageType{"l2tp.message", "Message type", Wire::u16, messages};
+constexpr Field resultCode{"l2tp.result", "Result code", Wire::u16};
+constexpr Field hostName{"l2tp.host", "Host name", Wire::text};
+constexpr Field assignedTunnel{"l2tp.assigned_tunnel", "Assigned tunnel", Wire::u16};
+constexpr Field assignedSession{"l2tp.assigned_session", "Assigned session", Wire::u16};
+constexpr Field value{"l2tp.value", "Value", Wire::bytes};
+
+/// RFC 2661, 4.1.
+void readAttributes(Layer& l2tp)
+{
+    while (l2tp.more(6)) {
+        const Layer::Group group(l2tp, attribute, l2tp.peek16(4));
+        const auto head = l2tp.readParts(attributeHead, isMandatory, isHidden, attributeLength);
+        const auto size = head & 0x3ff;
+        if (size < 6)
+            return l2tp.reject(attributeLength);
+        const Layer::Window content(l2tp, size - 2);
+        const auto owner = l2tp.read(vendor), kind = l2tp.read(attributeType);
+        const bool isPlain = owner == 0 && !(head & 0x4000) && l2tp.left() >= 2;
+        if (isPlain && kind == 0)
+            l2tp.read(messageType);
+        else if (isPlain && kind == 1)
+            l2tp.read(resultCode);
+        else if (isPlain && kind == 7)
+            l2tp.readText(hostName, l2tp.left());
+        else if (isPlain && kind == 9)
+            l2tp.read(assignedTunnel);
+        else if (isPlain && kind == 14)
+            l2tp.read(assignedSession);
+        if (l2tp.more())
+            l2tp.readRest(value);
+    }
+}
 
 void decode(Layer& l2tp)
 {
@@ -90,13 +170,22 @@ void decode(Layer& l2tp)
         l2tp.skip(l2tp.read(offset));
     if (!(bits & 0x8000))
         return l2tp.handOver(ppp::protocol);
-    if (l2tp.more())
-        l2tp.readRest(attributes);
+    readAttributes(l2tp);
 }
 
 void describe(const LayerView& l2tp, TextSink& out)
 {
-    out("{} message, tunnel {}, session {}", l2tp[isControl] == 1 ? "Control" : "Data", l2tp[tunnel], l2tp[session]);
+    if (l2tp[isControl] != 1)
+        out("Data");
+    else if (const auto kind = l2tp[messageType])
+        out("{}", kind);
+    else
+        out("Acknowledgment"); // a control message without attributes (RFC 2661, 5.8)
+    out(", tunnel {}, session {}", l2tp[tunnel], l2tp[session]);
+    if (const auto name = l2tp[hostName])
+        out(", host “{}”", name);
+    if (const auto code = l2tp[resultCode])
+        out(", result {}", code);
 }
 
 constexpr Claim claims[] = {udpPort(1701)};
@@ -135,6 +224,12 @@ void decode(Layer& wireguard)
 void describe(const LayerView& wireguard, TextSink& out)
 {
     out("{}", wireguard[type]);
+    if (const auto from = wireguard[sender])
+        out(", sender {}", from);
+    if (const auto to = wireguard[receiver])
+        out(", receiver {}", to);
+    if (const auto number = wireguard[counter])
+        out(", counter {}", number);
 }
 
 Likeness guess(Bytes payload, Transport transport)
