@@ -1,16 +1,16 @@
-// One pass behind the one that builds the index; where it has caught up it waits a little.
+// One pass behind the one that builds the index.
 #include "Tasks/FrameFilterTask.h"
 
 #include "Analysis/Expert/TcpHistory.h"
 #include "Dissection/Filter/FrameSelector.h"
 #include "Tasks/Background.h"
+#include "Tasks/EachFrame.h"
 
 #include <chrono>
 
 namespace netrondo {
 namespace {
 constexpr auto lookEvery = std::chrono::milliseconds(25);
-constexpr auto breath = std::chrono::milliseconds(5);
 } // namespace
 
 struct FrameFilterTask::Shared {
@@ -28,28 +28,14 @@ std::optional<CaptureError> FrameFilterTask::Shared::search(const std::stop_toke
                                                             const std::function<bool()>& isWhole,
                                                             const DisplayFilter& filter, const FrameSet& ignored)
 {
-    auto fetcher = index.fetcher();
-    if (!fetcher)
-        return fetcher.error();
     FrameSelector selector(filter, true, historyFor(filter)); // the index counts in nanoseconds
-    for (std::uint32_t frame = 0; !stop.stop_requested();) {
-        const bool whole = isWhole(); // asked first: the count that follows is final then
-        const auto count = index.count();
-        for (; frame < count && !stop.stop_requested(); ++frame) {
-            const auto capture = fetcher->fetch(frame);
-            if (!capture)
-                return capture.error();
-            if (selector.next(*capture) && !ignored.have(frame)) { // the streams' history goes on with it
-                matches.append(frame);
-                matches.publish();
-            }
-            examined.store(frame + 1, std::memory_order_release);
+    return eachFrame(stop, index, isWhole, [&](std::uint32_t frame, const CaptureFrame& capture) {
+        if (selector.next(capture) && !ignored.have(frame)) { // the streams' history goes on with it
+            matches.append(frame);
+            matches.publish();
         }
-        if (whole)
-            break;
-        std::this_thread::sleep_for(breath);
-    }
-    return {};
+        examined.store(frame + 1, std::memory_order_release);
+    });
 }
 
 FrameFilterTask::FrameFilterTask(const FrameStore& store, DisplayFilter filter, QObject* parent)

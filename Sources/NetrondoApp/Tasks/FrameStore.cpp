@@ -7,6 +7,7 @@
 #include "Analysis/HostNameStore.h"
 #include "Dissection/Classify/FrameClassifier.h"
 #include "Tasks/Background.h"
+#include "Tasks/EachFrame.h"
 
 #include <QDir>
 #include <chrono>
@@ -31,6 +32,7 @@ struct FrameStore::Shared {
 
     void read(const std::stop_token& stop, const std::filesystem::path& path, Reading reading);
     void follow(const std::stop_token& stop);
+    std::shared_ptr<const FrameIndex> awaitIndex(const std::stop_token& stop);
     void learnNames(const CaptureFrame& frame);
 };
 
@@ -66,42 +68,41 @@ void FrameStore::Shared::read(const std::stop_token& stop, const std::filesystem
     isComplete = true;
 }
 
+/// The index, once the file is open; null for a file that cannot be.
+std::shared_ptr<const FrameIndex> FrameStore::Shared::awaitIndex(const std::stop_token& stop)
+{
+    while (!stop.stop_requested()) {
+        const bool isOver = isComplete; // asked first: what there is to come is there below
+        {
+            const std::lock_guard guard(lock);
+            if (index || isOver)
+                return index;
+        }
+        std::this_thread::sleep_for(breath);
+    }
+    return {};
+}
+
 void FrameStore::Shared::follow(const std::stop_token& stop)
 {
-    std::optional<FrameFetcher> fetcher;
+    const auto present = awaitIndex(stop);
+    if (!present)
+        return;
     const auto ordered = std::make_shared<PacketDecoder>(true, PacketDecoder::Keep::contexts);
     const auto history = followHistory(); // as long as the pass: it takes more room than what is kept of it
     DecodedFrame scratch;
-    while (!stop.stop_requested()) {
-        const bool isWhole = isComplete; // asked first: the count that follows is final then
-        std::shared_ptr<const FrameIndex> present;
-        {
+    const auto take = [&](std::uint32_t frame, const CaptureFrame& capture) {
+        ordered->decodeNext(capture, scratch);
+        ordered->mark(scratch, history(capture));
+        if (frame == 0) {
             const std::lock_guard guard(lock);
-            present = index;
+            decoder = ordered;
         }
-        if (present && !fetcher) {
-            auto opened = present->fetcher();
-            if (!opened)
-                return;
-            fetcher = std::move(*opened);
-        }
-        const auto count = present ? present->count() : 0;
-        for (auto frame = followed.load(); frame < count && !stop.stop_requested(); ++frame) {
-            const auto capture = fetcher->fetch(frame);
-            if (!capture)
-                return; // the frame is gone, and with it the order
-            ordered->decodeNext(*capture, scratch);
-            ordered->mark(scratch, history(*capture));
-            if (frame == 0) {
-                const std::lock_guard guard(lock);
-                decoder = ordered;
-            }
-            followed.store(frame + 1, std::memory_order_release);
-        }
-        if (isWhole)
-            return;
-        std::this_thread::sleep_for(breath);
-    }
+        followed.store(frame + 1, std::memory_order_release);
+    };
+    // Where a frame is gone, the order has gone with it: nobody is told of it here.
+    eachFrame(
+        stop, *present, [this] { return isComplete.load(); }, take);
 }
 
 FrameStore::FrameStore(const QString& path, Reading reading, QObject* parent)

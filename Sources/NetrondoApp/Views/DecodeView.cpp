@@ -352,8 +352,10 @@ void DecodeView::updateStatus()
                              : tr("%1 frames").arg(all);
         if (!store_->index() && !store_->isComplete())
             status = tr("Opening %1").arg(store_->path());
-        else if (!store_->isComplete())
+        else if (!store_->isComplete() && store_->progress() < 1)
             status += tr(", %1 % read").arg(static_cast<int>(store_->progress() * 100));
+        else if (!store_->isComplete())
+            status += tr(", waiting for more");
         else if (store_->index() && store_->index()->isCut())
             status += tr(", and the file ends in the middle of one");
         if (!store_->error().isEmpty())

@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QMenuBar>
+#include <QScreen>
 #include <QSettings>
 #include <QStatusBar>
 
@@ -15,7 +16,7 @@ namespace netrondo {
 DecodeWindow::DecodeWindow(QWidget* parent) : QMainWindow(parent)
 {
     setObjectName(QStringLiteral("DecodeWindow"));
-    resize(1200, 800);
+    resize(QSize(1200, 800).boundedTo(screen()->availableSize() * 9 / 10));
     filterBar_ = new FilterBar;
     view_ = new DecodeView;
     view_->attach(*filterBar_);

@@ -14,6 +14,7 @@ namespace netrondo {
 FrameExportDialog::FrameExportDialog(int shown, int chosen, bool hasMarked, QWidget* parent) : QDialog(parent)
 {
     setWindowTitle(tr("Export what is decoded"));
+    setMinimumWidth(fontMetrics().averageCharWidth() * 60); // or the title is cut
     auto* column = new QVBoxLayout(this);
     const auto group = [&](const QString& title, const QStringList& choices) {
         auto* box = new QGroupBox(title);
@@ -36,10 +37,11 @@ FrameExportDialog::FrameExportDialog(int shown, int chosen, bool hasMarked, QWid
     form_ = group(tr("Form"),
                   {tr("The packet list as &text, a line a frame"), tr("&JSON with the protocol tree, a line a frame")});
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-    buttons->addButton(tr("&Export…"), QDialogButtonBox::AcceptRole)->setDefault(true);
+    auto* go = buttons->addButton(tr("&Export…"), QDialogButtonBox::AcceptRole);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     column->addWidget(buttons);
+    go->setDefault(true); // the dialog takes that only from a button it has
 }
 
 FrameExportDialog::Extent FrameExportDialog::extent() const

@@ -69,11 +69,12 @@ void TimeShiftDialog::check()
     buttons_->button(QDialogButtonBox::Ok)->setEnabled(wanted.has_value());
     if (wanted)
         shift_ = *wanted;
-    message_->setText(wanted
-                          ? tr("All times of day are shown %1 s %2.")
-                                .arg(FrameTimes::spanText(std::abs(shift_)), shift_ < 0 ? tr("earlier") : tr("later"))
-                          : isSpan ? tr("Write a span such as 0.25, -1:00:00 or 2:30.")
-                                   : tr("Write a time such as 2026-01-31 23:59:59.5."));
+    const auto span = FrameTimes::spanText(std::abs(shift_));
+    message_->setText(!wanted && isSpan ? tr("Write a span such as 0.25, -1:00:00 or 2:30.")
+                          : !wanted     ? tr("Write a time such as 2026-01-31 23:59:59.5.")
+                          : shift_ == 0 ? tr("Times of day are shown as the file has them.")
+                          : shift_ < 0  ? tr("Times of day are shown %1 s earlier.").arg(span)
+                                        : tr("Times of day are shown %1 s later.").arg(span));
 }
 
 } // namespace netrondo
