@@ -674,5 +674,18 @@ TEST(DecodeSession, WhereRequestsOfX11WereMissedRepliesSayTheirNumber)
     EXPECT_EQ(client.capture.info(later), "Reply to request number 4");
 }
 
+TEST(DecodeSession, DataOfWireGuardAreKnownByTheHandshakeBeforeThem)
+{
+    Capture capture;
+    const auto data = hex("04000000 01020304 0000000000000000 00112233445566778899aabbccddeeff");
+    std::vector<std::uint8_t> initiation(148);
+    initiation[0] = 1;
+    const auto unknown = capture.udp(5000, 40000, data);
+    capture.udp(5000, 40000, initiation);
+    const auto known = capture.udp(40000, 5000, data);
+    EXPECT_EQ(capture.protocol(unknown), "UDP");
+    EXPECT_EQ(capture.info(known), "Transport data, receiver 0x04030201, counter 0");
+}
+
 } // namespace
 } // namespace netrondo::test

@@ -316,10 +316,29 @@ void describe(const LayerView& gtp, TextSink& out)
         out(", {}", why);
 }
 
+/// A length that is the datagram's, in the places that versions 1 and 2 have for it, and a type that has a name.
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 8, optional = 4;
+    constexpr std::uint8_t userData = 255;
+    if (transport != Transport::udp || payload.size() < header + optional || nameIn(types, payload[1]).empty())
+        return Likeness::none;
+    const auto size = load::be16(&payload[2]);
+    if (payload[0] >> 5 == 2)
+        return (payload[0] & 0x07) == 0 && size == payload.size() - 4 ? Likeness::likely : Likeness::none;
+    if (payload[0] >> 4 != 3 || payload[0] & 0x08 || size != payload.size() - header)
+        return Likeness::none;
+    const auto carried = payload[payload[0] & 0x07 ? header + optional : header] >> 4;
+    return payload[1] != userData || (payload.size() > header + optional && (carried == 4 || carried == 6))
+        ? Likeness::likely
+        : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(2152), udpPort(2123), udpPort(3386)};
 } // namespace
 
-constexpr Protocol protocol{{"gtp", "GTP", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{
+    {"gtp", "GTP", Wire::layer}, {}, claims, decode, describe, guess, opensWith({Transport::udp}, 0x30, 0x58)};
 static_assert(wellFormed(protocol));
 } // namespace gtp
 

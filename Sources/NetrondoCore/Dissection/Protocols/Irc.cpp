@@ -60,9 +60,34 @@ void describe(const LayerView& irc, TextSink& out)
         out(" (and {} more lines)", lines - 1);
 }
 
+/// What opens a chat: a client's name and then who it is, or a server's notice or welcome.
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::tcp)
+        return Likeness::none;
+    const auto head = asText(payload);
+    if (head.starts_with("NICK "))
+        return head.find("\nUSER ") != head.npos ? Likeness::certain : Likeness::none;
+    if (head.starts_with("CAP LS"))
+        return Likeness::certain;
+    const auto [server, behind] = textLines::firstWord(textLines::firstLine(payload));
+    if (server.size() < 2 || server.front() != ':')
+        return Likeness::none;
+    const auto [word, more] = textLines::firstWord(behind);
+    const bool isWelcome =
+        word == "001" || (word == "NOTICE" && (more.starts_with("AUTH :") || more.starts_with("* :")));
+    return isWelcome ? Likeness::certain : Likeness::none;
+}
+
 constexpr Claim claims[] = {tcpPort(194), tcpPorts(6660, 6669)};
 } // namespace
 
-constexpr Protocol protocol{{"irc", "IRC", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"irc", "IRC", Wire::layer},
+                            {},
+                            claims,
+                            decode,
+                            describe,
+                            guess,
+                            opensWith({Transport::tcp}, ':').orByte('N').orByte('C')};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::irc

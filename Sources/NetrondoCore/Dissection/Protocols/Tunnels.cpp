@@ -3,6 +3,25 @@
 #include "Dissection/Protocols/Protocols.h"
 
 namespace netrondo {
+namespace {
+
+/// Whether an Ethernet frame of a common network begins there.
+bool beginsFrame(Bytes bytes, std::size_t at)
+{
+    constexpr std::size_t header = 14;
+    if (bytes.size() < at + header + 1)
+        return false;
+    const auto next = bytes[at + header] >> 4;
+    switch (load::be16(&bytes[at + 12])) {
+    case 0x0800: return next == 4;
+    case 0x86dd: return next == 6;
+    case 0x0806: return load::be16(&bytes[at + header]) == 1;
+    case 0x8100: return true;
+    default: return false;
+    }
+}
+
+} // namespace
 
 namespace vxlan {
 namespace {
@@ -22,10 +41,19 @@ void describe(const LayerView& vxlan, TextSink& out)
     out("VXLAN {}", vxlan[network]);
 }
 
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 8;
+    const bool hasHeader = transport == Transport::udp && payload.size() > header
+        && load::be32(payload.data()) == 0x08000000 && payload[7] == 0;
+    return hasHeader && beginsFrame(payload, header) ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(4789), udpPort(8472)};
 } // namespace
 
-constexpr Protocol protocol{{"vxlan", "VXLAN", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"vxlan", "VXLAN", Wire::layer}, {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 8)};
 static_assert(wellFormed(protocol));
 } // namespace vxlan
 
@@ -56,10 +84,20 @@ void describe(const LayerView& geneve, TextSink& out)
     out("Geneve {}", geneve[network]);
 }
 
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 8;
+    if (transport != Transport::udp || payload.size() < header || payload[0] >> 6 != 0 || (payload[1] & 0x3f) != 0
+        || payload[7] != 0 || load::be16(&payload[2]) != 0x6558)
+        return Likeness::none;
+    return beginsFrame(payload, header + (payload[0] & 0x3fu) * 4) ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(6081)};
 } // namespace
 
-constexpr Protocol protocol{{"geneve", "Geneve", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"geneve", "Geneve", Wire::layer},   {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 0, 0x3f)};
 static_assert(wellFormed(protocol));
 } // namespace geneve
 
@@ -188,10 +226,25 @@ void describe(const LayerView& l2tp, TextSink& out)
         out(", result {}", code);
 }
 
+/// A control message: its length, and first of its attributes the type, in eight bytes; none in an acknowledgment.
+Likeness guess(Bytes payload, Transport transport)
+{
+    constexpr std::size_t header = 12;
+    constexpr std::uint16_t control = 0xc802;
+    if (transport != Transport::udp || payload.size() < header || load::be16(payload.data()) != control
+        || load::be16(&payload[2]) != payload.size())
+        return Likeness::none;
+    constexpr std::uint32_t typeOfEight = 0x80080000;
+    const bool hasType = payload.size() >= header + 8 && load::be32(&payload[header]) == typeOfEight
+        && load::be16(&payload[header + 4]) == 0;
+    return payload.size() == header || hasType ? Likeness::likely : Likeness::none;
+}
+
 constexpr Claim claims[] = {udpPort(1701)};
 } // namespace
 
-constexpr Protocol protocol{{"l2tp", "L2TP", Wire::layer}, {}, claims, decode, describe};
+constexpr Protocol protocol{{"l2tp", "L2TP", Wire::layer},    {}, claims, decode, describe, guess,
+                            opensWith({Transport::udp}, 0xc8)};
 static_assert(wellFormed(protocol));
 } // namespace l2tp
 
@@ -207,8 +260,18 @@ constexpr Field receiver{"wireguard.receiver", "Receiver", Wire::leHex32};
 constexpr Field counter{"wireguard.counter", "Counter", Wire::le64};
 constexpr Field data{"wireguard.data", "Encrypted data", Wire::bytes};
 
+Likeness guess(Bytes payload, Transport transport)
+{
+    if (transport != Transport::udp || payload.size() < 32 || payload[0] < 1 || payload[0] > 2 || payload[1]
+        || payload[2] || payload[3])
+        return Likeness::none;
+    return payload.size() == (payload[0] == 1 ? 148 : 92) ? Likeness::certain : Likeness::none;
+}
+
 void decode(Layer& wireguard)
 {
+    if (guess(wireguard.rest(), Transport::udp) == Likeness::certain)
+        wireguard.learn(Transport::udp, protocol); // the data that follow have nothing that could be known again
     const auto kind = wireguard.read(type);
     wireguard.read(reserved);
     if (kind == 1 || kind == 2)
@@ -230,14 +293,6 @@ void describe(const LayerView& wireguard, TextSink& out)
         out(", receiver {}", to);
     if (const auto number = wireguard[counter])
         out(", counter {}", number);
-}
-
-Likeness guess(Bytes payload, Transport transport)
-{
-    if (transport != Transport::udp || payload.size() < 32 || payload[0] < 1 || payload[0] > 2 || payload[1]
-        || payload[2] || payload[3])
-        return Likeness::none;
-    return payload.size() == (payload[0] == 1 ? 148 : 92) ? Likeness::certain : Likeness::none;
 }
 
 constexpr Claim claims[] = {udpPort(51820)};
