@@ -301,6 +301,13 @@ TEST(DecodeSession, ALineOfAChatIsAwaitedToItsEnd)
     EXPECT_EQ(capture.info(capture.tcp(40000, 6667, 28, hex("0001 0203"))), "Data, 4 bytes");
 }
 
+TEST(DecodeSession, ATransferByTftpThatIsRefusedIsKnownByItsError)
+{
+    Capture capture;
+    const auto refused = capture.udp(49153, 58496, hex("0005 0001 46696c65204e6f7420466f756e64 00"));
+    EXPECT_EQ(capture.protocol(refused), "TFTP");
+}
+
 TEST(DecodeSession, ATransferByTftpIsKnownByItsBeginning)
 {
     const std::vector<std::uint8_t> rest(512);

@@ -178,6 +178,8 @@ INSTANTIATE_TEST_SUITE_P(
         NearMiss{"GtpWithoutAnInnerPacket", "30 ff 0008 00000001 0011223344556677"},
         NearMiss{"L2tpWhoseFirstAttributeIsNoType", "c802 0014 0001 0000 0000 0000 8008 0000 0002 0001"},
         NearMiss{"VxlanWithoutAFrame", "08000000 00000100 020000000002 020000000001 1234 45000000"},
+        NearMiss{"TftpErrorWithoutAnEnd", "0005 0001 46696c65206e6f7420666f756e64"},
+        NearMiss{"TftpErrorOfNobodysCode", "0005 0009 46696c65206e6f7420666f756e6400"},
         NearMiss{"DhtWithKeysOutOfOrder", "64 313a79 313a71 313a74 323a6161 313a71 343a70696e67 65"},
         NearMiss{"TunnelWithATimeBeforeItsProtocol",
                  "38 c65c45b9f4c32691 e0e1e2e3e4e5e6e7e8e9eaebecedeeeff0f1f2f3"

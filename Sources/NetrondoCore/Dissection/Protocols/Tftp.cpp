@@ -91,12 +91,25 @@ bool isAgreement(Bytes payload)
         [&](auto name) { return text.starts_with(name) && text.substr(name.size()).starts_with('\0'); });
 }
 
+/// An error says in words what is wrong: text up to a zero that ends the datagram.
+bool isError(Bytes payload)
+{
+    constexpr std::size_t wordsAt = 4;
+    constexpr unsigned highestCode = 8;
+    const auto words = asText(payload.subspan(wordsAt));
+    return load::be16(&payload[2]) <= highestCode && words.find_first_not_of('\0') == 0
+        && words.find('\0') == words.size() - 1
+        && std::ranges::all_of(words.substr(0, words.size() - 1), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 /// A transfer goes on between two ports that nobody registered: it is known by its beginning, and the rest by that.
 Likeness guess(Bytes payload, Transport transport)
 {
     if (transport != Transport::udp || payload.size() < 8 || payload[0] != 0)
         return Likeness::none;
     const auto kind = payload[1];
+    if (kind == 5)
+        return isError(payload) ? Likeness::likely : Likeness::none;
     const bool isFirstBlock = kind == 3 && load::be16(payload.data() + 2) == 1 && payload.size() == 4 + 512;
     const bool isKnown = kind == 1 || kind == 2 ? isRequest(payload) : kind == 6 ? isAgreement(payload) : isFirstBlock;
     return isKnown ? Likeness::certain : Likeness::none;
