@@ -275,6 +275,19 @@ TEST_F(DecodeWindowTest, MarksAndGoesToMarks)
 
 constexpr auto shift = Qt::ControlModifier | Qt::ShiftModifier, alt = Qt::ControlModifier | Qt::AltModifier;
 
+TEST_F(DecodeWindowTest, GoesToTheFrameWhoseNumberIsGiven)
+{
+    showConversation(30);
+    list().setFocus();
+    press(Qt::Key_G, Qt::ControlModifier);
+    auto* dialog = view().findChild<QInputDialog*>();
+    ASSERT_TRUE(dialog);
+    EXPECT_EQ(dialog->intMaximum(), 30);
+    dialog->setIntValue(17);
+    dialog->accept();
+    EXPECT_EQ(row(), 16);
+}
+
 TEST_F(DecodeWindowTest, IgnoredFramesCountForNothing)
 {
     showConversation(30);

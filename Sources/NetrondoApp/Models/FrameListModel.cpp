@@ -13,7 +13,7 @@
 
 namespace netrondo {
 namespace {
-constexpr auto patience = std::chrono::milliseconds(4); // a screen has two pages at most
+constexpr auto patience = std::chrono::milliseconds(4);
 constexpr auto askAgainAfter = std::chrono::milliseconds(200);
 
 std::optional<FilterFrom::Cell> cellOf(int column)
@@ -256,7 +256,10 @@ bool FrameListModel::fetch(int page, std::size_t place) const
         return false; // a row has waited for it already; the others of the page need not
     requestAhead(page);
     request(page); // asked for last, served first
-    auto rows = loader_->take(key(page), awaited == awaited_.constEnd() ? patience : std::chrono::milliseconds(0));
+    // A loader that was too late with one page of the screen is not waited for with the next as well.
+    const bool isLate = std::ranges::any_of(awaited_, [](const QDeadlineTimer& end) { return !end.hasExpired(); });
+    const bool mayWait = awaited == awaited_.constEnd() && !isLate;
+    auto rows = loader_->take(key(page), mayWait ? patience : std::chrono::milliseconds(0));
     if (!rows || rows->rows.size() <= place) {
         awaited_.insert(page, QDeadlineTimer(askAgainAfter));
         return false;

@@ -208,13 +208,18 @@ void DecodeView::travel(int steps)
 
 void DecodeView::askForFrame()
 {
-    bool isGiven = false;
     const int most = static_cast<int>(std::min<std::uint32_t>(store_ ? store_->count() : 0, 0x7fffffff));
-    const int number =
-        QInputDialog::getInt(this, tr("Go to frame"), tr("Number:"),
-                             static_cast<int>(std::max<quint64>(1, frameNumber())), 1, std::max(1, most), 1, &isGiven);
-    if (isGiven)
-        goToFrame(static_cast<quint64>(number));
+    auto* dialog = new QInputDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(tr("Go to frame"));
+    dialog->setLabelText(tr("Number, up to %1:").arg(locale().toString(most)));
+    dialog->setInputMode(QInputDialog::IntInput);
+    dialog->setIntRange(1, std::max(1, most));
+    dialog->setIntValue(static_cast<int>(std::max<quint64>(1, frameNumber())));
+    dialog->setMinimumWidth(fontMetrics().averageCharWidth() * 45); // or the title is cut
+    connect(dialog, &QInputDialog::intValueSelected, this,
+            [this](int number) { goToFrame(static_cast<quint64>(number)); });
+    dialog->open();
 }
 
 void DecodeView::zoom(int steps)
