@@ -1,5 +1,6 @@
 // OpenVPN: how two ends of a tunnel agree on keys, in TLS over packets that are acknowledged, and the sealed packets
 // after.
+#include "Dissection/Protocols/OpenVpnProtection.h"
 #include "Dissection/Protocols/Protocols.h"
 
 #include <array>
@@ -7,8 +8,6 @@
 
 namespace netrondo::openvpn {
 namespace {
-constexpr unsigned softReset = 3, control = 4, ack = 5, data1 = 6, clientReset = 7, serverReset = 8, data2 = 9,
-                   clientReset3 = 10, wrappedControl = 11;
 constexpr NamedValue opcodes[] = {{1, "P_CONTROL_HARD_RESET_CLIENT_V1"},
                                   {2, "P_CONTROL_HARD_RESET_SERVER_V1"},
                                   {softReset, "P_CONTROL_SOFT_RESET_V1"},
@@ -38,81 +37,6 @@ constexpr Field tlsBytes{"openvpn.tls", "Bytes of the TLS stream", Wire::bytes};
 constexpr Field sealed{"openvpn.sealed", "Encrypted", Wire::bytes};
 constexpr Field peer{"openvpn.peer", "Peer ID", Wire::u24};
 constexpr Field data{"openvpn.data", "Data", Wire::bytes};
-
-/// How a control packet is protected: the size of its HMAC (0 for none), or sealed as a whole. The packet does not say;
-/// the two ends are configured alike.
-using Protection = std::uint8_t;
-constexpr Protection isSealed = 0xfe, unknown = 0xff;
-constexpr Protection hmacSizes[] = {16, 20, 28, 32, 48, 64};
-constexpr std::size_t sessionEnd = 9, replaySize = 8, sealTag = 32, maxAcks = 8;
-
-/// A packet number and the time it was counted from: small, and not before the protocol's day.
-bool isReplayGuard(Bytes bytes)
-{
-    constexpr std::uint32_t year2001 = 1'000'000'000;
-    return bytes.size() >= replaySize && bytes[0] == 0 && load::be32(bytes.data()) > 0
-        && load::be32(bytes.data() + 4) >= year2001;
-}
-
-/// Numbers of messages are small for a key's life.
-bool isMessageNumber(Bytes bytes, std::size_t at)
-{
-    return bytes.size() >= at + 4 && load::be16(bytes.data() + at) == 0;
-}
-
-bool isBare(unsigned code) // nothing behind the numbers
-{
-    return code != control && code != clientReset3 && code != wrappedControl;
-}
-
-/// Whether a control packet reads well with an HMAC of that size.
-bool fits(Bytes packet, Protection protection)
-{
-    const unsigned code = packet[0] >> 3;
-    std::size_t at = sessionEnd;
-    if (protection) {
-        if (!isReplayGuard(slice(packet, at + protection)))
-            return false;
-        at += protection + replaySize;
-    }
-    if (packet.size() <= at)
-        return false;
-    const std::size_t count = packet[at++];
-    if (count > maxAcks || (code == ack && count == 0))
-        return false;
-    for (std::size_t i = 0; i < count; ++i, at += 4) {
-        if (!isMessageNumber(packet, at))
-            return false;
-    }
-    at += count ? 8 : 0;
-    if (code != ack) {
-        if (!isMessageNumber(packet, at))
-            return false;
-        at += 4;
-    }
-    return isBare(code) ? packet.size() == at : packet.size() >= at;
-}
-
-bool fitsSealed(Bytes packet)
-{
-    return isReplayGuard(slice(packet, sessionEnd)) && packet.size() > sessionEnd + replaySize + sealTag;
-}
-
-Protection protectionOf(Bytes packet)
-{
-    if (fits(packet, 0))
-        return fitsSealed(packet) ? isSealed : 0;
-    for (const auto size : hmacSizes) {
-        if (fits(packet, size))
-            return size;
-    }
-    return fitsSealed(packet) ? isSealed : unknown;
-}
-
-bool isControl(unsigned code)
-{
-    return code >= 1 && code <= 11 && code != data1 && code != data2;
-}
 
 /// The configuration of the two ends, and each one's TLS stream as far as it came in order.
 struct Tunnel : ProtocolMemory {
@@ -186,9 +110,7 @@ Protection protectionIn(Layer& vpn, Tunnel* tunnel)
         return kept->front();
     const auto packet = vpn.rest();
     auto protection = tunnel ? tunnel->protection : unknown;
-    const bool isFitting =
-        protection == isSealed ? fitsSealed(packet) : protection != unknown && fits(packet, protection);
-    if (!isFitting)
+    if (!fits(packet, protection))
         protection = protectionOf(packet);
     if (tunnel && isBare(packet[0] >> 3) && protection != unknown)
         tunnel->protection = protection; // these packets are as long as their numbers take, so that one answer fits
