@@ -238,7 +238,7 @@ void describe(const LayerView& dht, TextSink& out)
     else if (const auto wanted = dht[target])
         out(" {}", wanted);
     if (const auto code = dht[errorCode])
-        out(" {}", code);
+        out(": {}", code);
     if (const auto why = dht[errorText])
         out(" {}", why);
     if (const auto count = dht.count(node))
