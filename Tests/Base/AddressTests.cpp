@@ -40,6 +40,12 @@ TEST(Address, OfAnIpxHostIsNetworkAndNode)
     EXPECT_EQ(Address::ipx(0xe8022, 0x00a0ccd0a1b2).text(), "000e8022.00a0ccd0a1b2");
 }
 
+TEST(Address, OfADecnetNodeIsAreaAndNode)
+{
+    EXPECT_EQ(Address::decnet(0x0401).text(), "1.1");
+    EXPECT_EQ(Address::decnet(0xffff).text(), "63.1023");
+}
+
 TEST(Address, OfAnotherKindIsAnotherAddress)
 {
     EXPECT_NE(Address::ipv4(1), Address::mac(1));

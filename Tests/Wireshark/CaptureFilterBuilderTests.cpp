@@ -53,6 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
         BuilderCase{"Card", Builder().host(card), "ether host 02:00:00:00:00:0a"},
         BuilderCase{"FromACard", Builder().host(card, Direction::source), "ether src host 02:00:00:00:00:0a"},
         BuilderCase{"Ipx", Builder().host(Address::ipx(7, 0x02000000000a)), "ipx and ether host 02:00:00:00:00:0a"},
+        BuilderCase{"Decnet", Builder().host(Address::decnet(0x0403)), "decnet host 1.3"},
         BuilderCase{"NoAddress", Builder().host({}), ""},
         BuilderCase{"EitherHost", Builder().host(server).host(client), "host 10.0.0.1 or host 10.0.0.2"},
         BuilderCase{"AHostOnce", Builder().host(server).host(server), "host 10.0.0.1"},

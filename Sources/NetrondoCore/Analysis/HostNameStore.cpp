@@ -23,7 +23,8 @@ bool isSingleHost(const Address& address)
         return address.low != 0 && first != 127 && (first < 224 || first >= 240) && address.low != 0xffffffff;
     }
     case Address::Kind::ipv6: return (address.high != 0 || address.low > 1) && address.high >> 56 != 0xff;
-    case Address::Kind::ipx: return true;
+    case Address::Kind::ipx:
+    case Address::Kind::decnet: return true;
     }
     return false;
 }

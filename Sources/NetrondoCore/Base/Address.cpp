@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <random>
 
@@ -135,6 +136,14 @@ std::optional<std::uint64_t> parseMac(std::string_view text)
     return value;
 }
 
+char* writeDecnet(char* out, unsigned value)
+{
+    constexpr unsigned nodeBits = 10, nodeMask = 0x3ff;
+    out = std::to_chars(out, out + 2, value >> nodeBits).ptr;
+    *out++ = '.';
+    return std::to_chars(out, out + 4, value & nodeMask).ptr;
+}
+
 std::uint64_t randomWord()
 {
     std::random_device source;
@@ -158,6 +167,7 @@ std::size_t Address::write(char* out) const
         *end++ = '.';
         end = writeHexFixed(end, low, 12);
         break;
+    case Kind::decnet: end = writeDecnet(out, static_cast<unsigned>(low)); break;
     }
     return static_cast<std::size_t>(end - out);
 }

@@ -1,4 +1,5 @@
-// MAC, IPv4, IPv6 and IPX addresses as one small value that hashes as words and becomes text when somebody reads it.
+// MAC, IPv4, IPv6, IPX and DECnet addresses as one small value that hashes as words and becomes text when somebody
+// reads it.
 #pragma once
 
 #include "Base/Bytes.h"
@@ -14,10 +15,11 @@ namespace netrondo {
 
 /// An address of one of the kinds below; the default value is no address at all.
 struct Address {
-    enum class Kind : std::uint8_t { none, mac, ipv4, ipv6, ipx };
+    enum class Kind : std::uint8_t { none, mac, ipv4, ipv6, ipx, decnet };
 
     /// The address as a number in network order, right-aligned in 128 bits: IPv4 fills the low 32 bits of `low`, a MAC
-    /// address its low 48, IPX the network (32 bits) and node (48 bits) from `high` downwards into `low`.
+    /// address its low 48, IPX the network (32 bits) and node (48 bits) from `high` downwards into `low`, DECnet the
+    /// area (6 bits) and node (10 bits) the low 16 bits of `low`.
     std::uint64_t high = 0;
     std::uint64_t low = 0;
     Kind kind = Kind::none;
@@ -31,6 +33,7 @@ struct Address {
         return {load::be64(sixteen), load::be64(sixteen + 8), Kind::ipv6};
     }
     static Address ipx(std::uint32_t network, std::uint64_t node) { return {network, node, Kind::ipx}; }
+    static Address decnet(std::uint16_t areaAndNode) { return {0, areaAndNode, Kind::decnet}; }
 
     explicit operator bool() const { return kind != Kind::none; }
     bool isIp() const { return kind == Kind::ipv4 || kind == Kind::ipv6; }
@@ -40,7 +43,8 @@ struct Address {
     /// Writes the text to `out`, which has room for `maxText` characters; returns its length.
     ///
     /// IPv4 is dotted decimal, IPv6 is RFC 5952, MAC addresses are lower-case pairs joined by ":", IPX is
-    /// "{network}.{node}" in lower-case hexadecimal (8 and 12 digits). No address is the empty text.
+    /// "{network}.{node}" in lower-case hexadecimal (8 and 12 digits), DECnet "{area}.{node}" in decimal. No address is
+    /// the empty text.
     std::size_t write(char* out) const;
     std::string text() const;
 

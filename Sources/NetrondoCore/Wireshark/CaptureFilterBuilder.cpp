@@ -58,6 +58,7 @@ std::string hostTerm(const Address& address, Builder::Direction direction)
     case Address::Kind::ipv6: return fmt::format("{}host {}", wordOf(direction), address.text());
     case Address::Kind::ipx: // a node is the MAC address of its interface
         return fmt::format("ipx and {}", hostTerm(Address::mac(address.low & 0xffff'ffff'ffff), direction));
+    case Address::Kind::decnet: return fmt::format("decnet {}host {}", wordOf(direction), address.text());
     case Address::Kind::none: break;
     }
     return "";
