@@ -48,9 +48,23 @@ void DecodeSession::begin(const ConnectionPlace& place, std::uint32_t sequence, 
     const auto found = connections_.find(place.key);
     if (found != connections_.end() && !(isAnswer && found->second.isIdle()))
         forget(place.key);
-    auto& way = note(place.key).ways[place.way];
+    auto& connection = note(place.key);
+    auto& way = connection.ways[place.way];
     way.next = sequence;
     way.isFollowed = true;
+    for (std::size_t i = 0; i < std::min(expectedCount_, expected_.size()); ++i) {
+        if (expected_[i].isEndOf(place.key))
+            connection.protocol = expected_[i].protocol;
+    }
+}
+
+void DecodeSession::expect(const Address& end, std::uint16_t port, const Protocol& protocol)
+{
+    for (auto& known : expected_) {
+        if (known.end == end && known.port == port)
+            return static_cast<void>(known.protocol = &protocol);
+    }
+    expected_[expectedCount_++ % expected_.size()] = {end, port, &protocol};
 }
 
 bool DecodeSession::isFollowing(const ConnectionPlace& place, std::uint32_t sequence) const

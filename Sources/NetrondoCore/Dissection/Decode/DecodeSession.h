@@ -124,6 +124,9 @@ public:
     const Protocol* protocolOf(const ConnectionKey& key) const;
     /// From here on the connection's payloads are this protocol's.
     void learn(const ConnectionKey& key, const Protocol& protocol) { connect(key).protocol = &protocol; }
+    /// TCP connections that begin with that end are this protocol's; the other end chooses its port yet. The latest few
+    /// that were told are kept.
+    void expect(const Address& end, std::uint16_t port, const Protocol& protocol);
     /// Whether the segment repeats bytes that were seen before.
     bool isRepeated() const { return isRepeated_; }
 
@@ -169,6 +172,16 @@ private:
 
         bool isIdle() const { return !protocol && ways[0].isIdle() && ways[1].isIdle(); }
     };
+    struct Expected {
+        Address end;
+        std::uint16_t port = 0;
+        const Protocol* protocol = nullptr;
+
+        bool isEndOf(const ConnectionKey& key) const
+        {
+            return (key.low == end && key.lowPort == port) || (key.high == end && key.highPort == port);
+        }
+    };
     struct Datagram {
         Address source, destination;
         std::uint32_t identification;
@@ -200,6 +213,8 @@ private:
     std::uint64_t number_ = 0;
     std::int64_t now_ = 0;
     boost::unordered_flat_map<ConnectionKey, Connection, ConnectionKeyHash> connections_;
+    std::array<Expected, 16> expected_; ///< a ring
+    std::size_t expectedCount_ = 0;
     std::size_t pendingBytes_ = 0;
     std::size_t memories_ = 0;
     std::size_t noted_ = 0;    ///< since idle ones were forgotten
