@@ -127,26 +127,46 @@ TEST_P(UnknownLinks, AreReadByWhatTheirBytesLookLike)
 
 INSTANTIATE_TEST_SUITE_P(
     Bytes, UnknownLinks,
-    testing::Values(UnknownLink{"Ipv4", "4500001c 00010000 4011 66ce 0a000001 0a000002 9c400009 00080000",
-                                "frame:raw:ip:udp"},
-                    UnknownLink{"Ipv4WithAWrongChecksum",
-                                "4500001c 00010000 4011 66cf 0a000001 0a000002 9c400009 00080000", "frame:data"},
-                    UnknownLink{"Ipv4LongerThanTheFrame",
-                                "4500041c 00010000 4011 62ce 0a000001 0a000002 9c400009 00080000", "frame:data"},
-                    UnknownLink{"Ipv6",
-                                "60000000 0008 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
-                                "9c400009 00080000",
-                                "frame:raw:ipv6:udp"},
-                    UnknownLink{"Ipv6OfAnotherLength",
-                                "60000000 0009 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
-                                "9c400009 00080000",
-                                "frame:data"},
-                    UnknownLink{"Ppp", "ff03 c021 09240008 e7e18ff6", "frame:ppp:pppcontrol"},
-                    UnknownLink{"PppOfNobodysProtocol", "ff03 1111 09240008 e7e18ff6", "frame:data"},
-                    UnknownLink{"CiscoHdlc", "8f00 8035 00000002 00000005 00000002 ffff", "frame:chdlc:padding"},
-                    UnknownLink{"Nothing", "", "frame"}, UnknownLink{"FewBytes", "4500001c", "frame:data"},
-                    UnknownLink{"Others", "00040338 00000000 00000000 00000000 0000049c", "frame:data"}),
+    testing::Values(
+        UnknownLink{"Ipv4", "4500001c 00010000 4011 66ce 0a000001 0a000002 9c400009 00080000", "frame:raw:ip:udp"},
+        UnknownLink{"Ipv4WithAWrongChecksum", "4500001c 00010000 4011 66cf 0a000001 0a000002 9c400009 00080000",
+                    "frame:data"},
+        UnknownLink{"Ipv4LongerThanTheFrame", "4500041c 00010000 4011 62ce 0a000001 0a000002 9c400009 00080000",
+                    "frame:data"},
+        UnknownLink{"Ipv6",
+                    "60000000 0008 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
+                    "9c400009 00080000",
+                    "frame:raw:ipv6:udp"},
+        UnknownLink{"Ipv6OfAnotherLength",
+                    "60000000 0009 1140 20010db8000000000000000000000001 20010db8000000000000000000000002"
+                    "9c400009 00080000",
+                    "frame:data"},
+        UnknownLink{"Ppp", "ff03 c021 09240008 e7e18ff6", "frame:ppp:pppcontrol"},
+        UnknownLink{"PppOfNobodysProtocol", "ff03 1111 09240008 e7e18ff6", "frame:data"},
+        UnknownLink{"CiscoHdlc", "8f00 8035 00000002 00000005 00000002 ffff", "frame:chdlc:padding"},
+        UnknownLink{"Nothing", "", "frame"}, UnknownLink{"FewBytes", "4500001c", "frame:data"},
+        UnknownLink{"Ipv4WithItsChecksumLeftToTheCard",
+                    "4500001c 00010000 4011 0000 0a000001 0a000002 9c400009 00080000", "frame:raw:ip:udp"},
+        UnknownLink{"Ipv4WithNeitherChecksumNorLength",
+                    "4500001b 00010000 4011 0000 0a000001 0a000002 9c400009 00080000", "frame:data"},
+        UnknownLink{"CiscoHdlcWithANeighbor", "8f00 2000 02b4 0000 0001 0006 5230", "frame:chdlc:cdp"},
+        UnknownLink{"CiscoHdlcOfNobodysProtocol", "8f00 2fff 02b4 0000 0001 0006 5230", "frame:data"},
+        UnknownLink{"Netlink", "0004 0338 0000 0000000000000000 0000 14000000 0300 0200 00000000 00000000 00000000",
+                    "frame:sll:netlink"},
+        UnknownLink{"NetlinkOfAnotherFamily", "0004 0338 0000 0000000000000000 000f 616464402f64657600",
+                    "frame:sll:data"},
+        UnknownLink{"NetlinkWithAnAddress", "0004 0338 0006 0200000000010000 0000 14000000 0300 0200 00000000 00000000",
+                    "frame:data"},
+        UnknownLink{"Others", "00050339 00000000 00000000 00000000 0000049c", "frame:data"}),
     [](const auto& row) { return std::string(row.param.name); });
+
+TEST(Loopback, CarriesSerialLineFramesWhereTheirAddressAndTypeSaySo)
+{
+    const auto packet = "4500001c 00010000 4011 f6cc c0000201 c0000202 30393039 00080000";
+    EXPECT_EQ(layers(decoded(hex("0f00 0800", packet), LinkType::null)), "frame:null:chdlc:ip:udp");
+    EXPECT_EQ(layers(decoded(hex("02000000", packet), LinkType::null)), "frame:null:ip:udp");
+    EXPECT_EQ(layers(decoded(hex("0f00 0000", packet), LinkType::null)), "frame:null:data");
+}
 
 } // namespace
 } // namespace netrondo::test

@@ -49,12 +49,14 @@ TEST(ProtocolFrames, MeetEveryProtocol)
 
 TEST(ProtocolFrames, MeetEveryProtocolFromBothEnds)
 {
-    // An end is an address with its port; where addresses are of no network, it is the station's.
+    // An end is an address with its port; where addresses are of no network, it is the station's. Where there is none,
+    // the cooked header tells the ends apart.
     std::map<std::string_view, std::set<std::string>> senders;
     for (const auto& sample : protocolFrames()) {
         const auto frame = decoded(sample.bytes, sample.link);
         const auto& summary = frame.frame.summary;
-        const auto sender = summary.source.text() + " port " + std::to_string(summary.sourcePort);
+        const auto end = summary.source ? summary.source.text() : values(frame, "sll.type");
+        const auto sender = end + " port " + std::to_string(summary.sourcePort);
         for (const auto& layer : frame.frame.tree.layers())
             senders[layer.protocol->field.id].insert(sender);
     }

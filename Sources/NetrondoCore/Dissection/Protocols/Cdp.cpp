@@ -100,7 +100,7 @@ void describe(const LayerView& cdp, TextSink& out)
         out(", native VLAN {}", id);
 }
 
-constexpr Claim claims[] = {snapCisco(0x2000)};
+constexpr Claim claims[] = {snapCisco(0x2000), greProtocol(0x2000)};
 } // namespace
 
 constexpr Protocol protocol{{"cdp", "CDP", Wire::layer}, {}, claims, decode, describe};

@@ -1,4 +1,5 @@
-// DCE remote procedure calls, version 5, as Windows services speak them over TCP and over SMB's pipes (C706, MS-RPCE).
+// DCE remote procedure calls (C706, MS-RPCE): version 5 as Windows services speak it over TCP and over SMB's pipes, and
+// version 4, which is the one over UDP.
 #include "Dissection/Protocols/Protocols.h"
 
 #include <algorithm>
@@ -61,7 +62,36 @@ constexpr Field authContext{"dcerpc.auth_context", "Authentication context", Wir
 constexpr Field authData{"dcerpc.auth", "Credentials", Wire::bytes};
 constexpr Field continuation{"dcerpc.continuation", "Continuation of a message", Wire::bytes};
 
-constexpr std::size_t headerLength = 16;
+constexpr NamedValue datagramTypes[] = {{0, "Request"},
+                                        {1, "Ping"},
+                                        {2, "Response"},
+                                        {3, "Fault"},
+                                        {4, "Working"},
+                                        {5, "No call"},
+                                        {6, "Refused"},
+                                        {7, "Acknowledgment"},
+                                        {8, "Cancel"},
+                                        {9, "Fragment acknowledgment"},
+                                        {10, "Cancel acknowledgment"}};
+constexpr NamedValue datagramFlagNames[] = {
+    {0x02, "last fragment"}, {0x04, "fragment"},   {0x08, "no fragment acknowledgment"},
+    {0x10, "maybe"},         {0x20, "idempotent"}, {0x40, "broadcast"}};
+constexpr Field datagramType{"dcerpc.type", "Packet type", Wire::u8, datagramTypes};
+constexpr Field datagramFlags{"dcerpc.flags", "Flags", Wire::flags8, datagramFlagNames};
+constexpr Field datagramFlags2{"dcerpc.flags2", "More flags", Wire::hex8};
+constexpr Field representation24{"dcerpc.representation", "Data representation", Wire::hex24};
+constexpr Field serialHigh{"dcerpc.serial_high", "Serial number, high", Wire::u8};
+constexpr Field serialLow{"dcerpc.serial_low", "Serial number, low", Wire::u8};
+constexpr Field activity{"dcerpc.activity", "Activity", Wire::guid};
+constexpr Field boot{"dcerpc.boot", "Server booted", Wire::leHex32};
+constexpr Field sequence{"dcerpc.seq", "Sequence number", Wire::le32};
+constexpr Field interfaceHint{"dcerpc.interface_hint", "Interface hint", Wire::leHex16};
+constexpr Field activityHint{"dcerpc.activity_hint", "Activity hint", Wire::leHex16};
+constexpr Field bodyLength{"dcerpc.body_len", "Body length", Wire::le16};
+constexpr Field fragment{"dcerpc.fragment", "Fragment number", Wire::le16};
+constexpr Field authProtocol{"dcerpc.auth_proto", "Authentication protocol", Wire::u8};
+
+constexpr std::size_t headerLength = 16, datagramHeaderLength = 80;
 
 /// An interface's UUID in two words: its first three parts as numbers, the rest as it stands.
 struct Interface {
@@ -83,7 +113,8 @@ constexpr Interface interfaces[] = {{0xe1af83085d1f11c9, 0x91a408002b14a0fa, "EP
                                     {0x000001a000000000, 0xc000000000000046, "ISystemActivator"},
                                     {0x0000014300000000, 0xc000000000000046, "IRemUnknown2"},
                                     {0x82273fdce32a18c3, 0x3f78827929dc23ea, "EVENTLOG"},
-                                    {0x86d3594983c94044, 0xb424db363231fd0c, "ITaskSchedulerService"}};
+                                    {0x86d3594983c94044, 0xb424db363231fd0c, "ITaskSchedulerService"},
+                                    {0x5a7b91f8ff0011d0, 0xa9b200c04fb6e6fc, "Messenger"}};
 
 std::string_view nameOf(Bytes uuid)
 {
@@ -248,8 +279,38 @@ bool looksRight(Bytes bytes)
         && (bytes[4] & 0xef) == 0 && load::le16(&bytes[8]) >= headerLength;
 }
 
+/// Of version 4, with numbers in the order of Intel machines; the body must be there as it says.
+bool isDatagram(Bytes bytes)
+{
+    return bytes.size() >= datagramHeaderLength && bytes[0] == 4 && bytes[1] <= 10 && (bytes[2] & 0x81) == 0
+        && (bytes[3] & 0xfd) == 0 && bytes[4] == 0x10 && bytes[5] == 0 && bytes[6] == 0
+        && load::le16(&bytes[74]) <= bytes.size() - datagramHeaderLength;
+}
+
+void readDatagram(Layer& rpc)
+{
+    rpc.read(version);
+    const auto kind = rpc.read(datagramType);
+    rpc.read(datagramFlags, datagramFlags2, representation24, serialHigh);
+    rpc.read(object);
+    const auto uuid = rpc.rest().first(std::min<std::size_t>(rpc.left(), 16));
+    rpc.read(interface);
+    addInterfaceName(rpc, uuid);
+    rpc.read(activity, boot, interfaceVersion, sequence);
+    rpc.read(operation, interfaceHint, activityHint);
+    const auto size = rpc.read(bodyLength);
+    rpc.read(fragment, authProtocol, serialLow);
+    const Layer::Window body(rpc, std::min<std::size_t>(size, rpc.left()));
+    if ((kind == 3 || kind == 6) && rpc.more(4))
+        rpc.read(status);
+    if (rpc.more())
+        rpc.readRest(stub);
+}
+
 void decode(Layer& rpc)
 {
+    if (isDatagram(rpc.rest()))
+        return readDatagram(rpc);
     while (rpc.more()) {
         if (!looksRight(rpc.rest())) {
             rpc.readRest(continuation);
@@ -273,7 +334,9 @@ void decode(Layer& rpc)
 void describe(const LayerView& rpc, TextSink& out)
 {
     std::size_t count = 0;
-    rpc.each(type, [&](const Value& entry) { out("{}{}", count++ ? ", " : "", entry); });
+    const auto list = [&](const Value& entry) { out("{}{}", count++ ? ", " : "", entry); };
+    rpc.each(type, list);
+    rpc.each(datagramType, list);
     if (const auto name = rpc[interfaceName])
         out(" {}", name);
     if (const auto number = rpc[operation])
@@ -290,6 +353,8 @@ void describe(const LayerView& rpc, TextSink& out)
 
 Likeness guess(Bytes payload, Transport transport)
 {
+    if (transport == Transport::udp)
+        return isDatagram(payload) ? Likeness::certain : Likeness::none;
     if (transport != Transport::tcp || !looksRight(payload))
         return Likeness::none;
     return load::le16(&payload[8]) <= 0x2000 && payload[4] == 0x10 ? Likeness::certain : Likeness::none;
@@ -298,7 +363,12 @@ Likeness guess(Bytes payload, Transport transport)
 constexpr Claim claims[] = {tcpPort(135)};
 } // namespace
 
-constexpr Protocol protocol{{"dcerpc", "DCE/RPC", Wire::layer}, {}, claims, decode, describe, guess,
-                            opensWith({Transport::tcp}, 5)};
+constexpr Protocol protocol{{"dcerpc", "DCE/RPC", Wire::layer},
+                            {},
+                            claims,
+                            decode,
+                            describe,
+                            guess,
+                            opensWith({Transport::tcp, Transport::udp}, 4, 5)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::dcerpc

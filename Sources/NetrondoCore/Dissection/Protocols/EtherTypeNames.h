@@ -45,6 +45,7 @@ inline constexpr NamedValue etherTypeNames[] = {
     {0x88f7, "PTP"},
     {0x8902, "CFM"},
     {0x8906, "FCoE"},
+    {0x8909, "Cisco metadata"},
     {0x8914, "FCoE initialization"},
     {0x8915, "RoCE"},
     {0x892f, "HSR"},

@@ -14,17 +14,32 @@ constexpr Field interface {
     "frame.interface_id", "Interface", Wire::number
 };
 
+/// A sender's own copy of an IPv4 packet whose checksum its network card was to fill in; the length must be right then.
+bool isLeftToTheCard(const std::uint8_t* header, std::uint32_t onWire)
+{
+    return load::be16(header + 10) == 0 && load::be16(header + 2) == onWire;
+}
+
+/// Netlink has Linux's cooked header, with a medium of its own and no address.
+bool isNetlink(Bytes bytes)
+{
+    constexpr std::uint16_t netlink = 824, lastPacketType = 7;
+    return bytes.size() >= 16 && load::be16(bytes.data()) <= lastPacketType && load::be16(bytes.data() + 2) == netlink
+        && load::be16(bytes.data() + 4) == 0 && load::be64(bytes.data() + 6) == 0;
+}
+
 /// The link of a frame whose own is not known, by what its bytes look like. Readers keep no number of a link type that
-/// they have no name for, and IP without a link header has two.
+/// they have no name for, and IP without a link header has several.
 std::uint16_t likelyLink(Bytes bytes, std::uint32_t onWire)
 {
-    constexpr std::uint16_t raw = 12, ppp = 9, hdlc = 104, none = 0xffff;
+    constexpr std::uint16_t raw = 12, ppp = 9, hdlc = 104, cooked = 113, none = 0xffff;
     if (bytes.size() < 8)
         return none;
     const auto* const at = bytes.data();
     const std::size_t header = (at[0] & 0x0fu) * 4u;
     if (at[0] >> 4 == 4 && header >= 20 && header <= bytes.size() && load::be16(at + 2) >= header
-        && load::be16(at + 2) <= onWire && InternetChecksum::isRightHeader(at, header))
+        && (isLeftToTheCard(at, onWire)
+            || (load::be16(at + 2) <= onWire && InternetChecksum::isRightHeader(at, header))))
         return raw;
     if (at[0] >> 4 == 6 && load::be16(at + 4) + 40u == onWire)
         return raw;
@@ -32,8 +47,12 @@ std::uint16_t likelyLink(Bytes bytes, std::uint32_t onWire)
     if (load::be16(at) == 0xff03 && Dissector::claimant(ClaimTable::pppProtocol, next))
         return ppp;
     const bool isHdlc = (at[0] == 0x0f || at[0] == 0x8f) && at[1] == 0;
-    if (isHdlc && (next == 0x8035 || Dissector::claimant(ClaimTable::etherType, next)))
+    if (isHdlc
+        && (next == 0x8035 || Dissector::claimant(ClaimTable::etherType, next)
+            || Dissector::claimant(ClaimTable::snapCisco, next)))
         return hdlc;
+    if (isNetlink(bytes))
+        return cooked;
     return none;
 }
 

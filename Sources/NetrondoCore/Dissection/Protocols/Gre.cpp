@@ -45,11 +45,17 @@ void decode(Layer& gre)
     if (next == 0x88be && !(bits & 0x1000))
         return static_cast<void>(gre.handOver(greProtocol(0x6558)));
     const auto number = static_cast<std::uint16_t>(next);
+    // Cisco's metadata tells the type of what follows behind itself in Ethernet frames, but before itself here.
+    if (number == 0x8909)
+        return gre.handOver(metadata::protocol);
     gre.handOver({greProtocol(number), etherType(number)});
 }
 
+/// Routers send each other a packet for themselves that says nothing; its coming back is what they want to know.
 void describe(const LayerView& gre, TextSink& out)
 {
+    if (gre[type] == 0)
+        return out("GRE, keep-alive");
     out("GRE, {}", gre[type]);
 }
 

@@ -12,8 +12,17 @@ constexpr NamedValue families[] = {{2, "IPv4"},  {7, "OSI"},   {23, "IPX"}, {24,
 constexpr Field family{"null.family", "Address family", Wire::le32, families};
 constexpr Field bigFamily{"null.family", "Address family", Wire::u32, families};
 
+/// Serial lines of Cisco's framing are met under this link type too: an address and a control byte, an EtherType.
+bool isSerialLine(const Layer& null)
+{
+    constexpr std::uint16_t lowestEtherType = 0x0600;
+    return (null.peek16() == 0x0f00 || null.peek16() == 0x8f00) && null.peek16(2) >= lowestEtherType;
+}
+
 void decode(Layer& null)
 {
+    if (isSerialLine(null))
+        return null.handOver(chdlc::protocol);
     // The family is in the byte order of the machine that captured; small numbers tell which that was.
     const bool isBig = null.peek16() == 0 && null.peek16(2) != 0;
     const auto number = null.read(isBig ? bigFamily : family);
@@ -98,8 +107,9 @@ static_assert(wellFormed(protocol));
 namespace sll {
 namespace {
 constexpr NamedValue packetTypes[] = {
-    {0, "to us"}, {1, "broadcast"}, {2, "multicast"}, {3, "to somebody else"}, {4, "sent by us"}};
-constexpr std::uint16_t netlink = 824;
+    {0, "to us"},      {1, "broadcast"},    {2, "multicast"},    {3, "to somebody else"},
+    {4, "sent by us"}, {6, "to a program"}, {7, "to the kernel"}};
+constexpr std::uint16_t netlinkMedium = 824;
 
 constexpr Field packetType{"sll.type", "Packet type", Wire::u16, packetTypes};
 constexpr Field hardware{"sll.hw", "Hardware type", Wire::u16};
@@ -129,7 +139,12 @@ void readAddress(Layer& sll, std::uint64_t size)
 void handOver(Layer& sll, std::uint64_t number, std::uint64_t medium)
 {
     // Numbers below 0x600 are Linux's own: 1 is 802.3 without its header (IPX), 4 is 802.2.
-    if (medium == netlink || sll.stopped())
+    if (sll.stopped())
+        return;
+    // Behind this header the number is no protocol but a family of netlink, of which 0 is routing.
+    if (medium == netlinkMedium && number == 0)
+        return sll.handOver(netlink::protocol);
+    if (medium == netlinkMedium)
         return sll.handOverData();
     if (number == 1)
         return sll.handOver(ipx::protocol);

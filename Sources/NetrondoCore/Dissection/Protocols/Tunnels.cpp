@@ -1,4 +1,4 @@
-// Tunnels in UDP: VXLAN (RFC 7348), Geneve (RFC 8926), L2TP (RFC 2661), WireGuard.
+// Tunnels in UDP: VXLAN (RFC 7348) and its extension, Geneve (RFC 8926), L2TP (RFC 2661), WireGuard.
 #include "Dissection/Protocols/EtherTypeNames.h"
 #include "Dissection/Protocols/Protocols.h"
 
@@ -56,6 +56,44 @@ constexpr Protocol protocol{{"vxlan", "VXLAN", Wire::layer}, {}, claims, decode,
                             opensWith({Transport::udp}, 8)};
 static_assert(wellFormed(protocol));
 } // namespace vxlan
+
+// The generic protocol extension: VXLAN that says what it carries (draft-ietf-nvo3-vxlan-gpe).
+namespace vxlangpe {
+namespace {
+constexpr NamedValue protocols[] = {{1, "IPv4"}, {2, "IPv6"}, {3, "Ethernet"}, {4, "NSH"}, {5, "MPLS"}};
+
+constexpr Field flags{"vxlangpe.flags", "Flags", Wire::hex8};
+constexpr Field reserved{"vxlangpe.reserved", "Reserved", Wire::hex16};
+constexpr Field next{"vxlangpe.proto", "Next protocol", Wire::u8, protocols};
+constexpr Field network{"vxlangpe.vni", "Network identifier", Wire::u24};
+constexpr Field reserved2{"vxlangpe.reserved2", "Reserved", Wire::hex8};
+
+void decode(Layer& vxlan)
+{
+    vxlan.read(flags, reserved);
+    const auto number = vxlan.read(next);
+    vxlan.read(network, reserved2);
+    switch (number) {
+    case 0: // senders that do not know the extension
+    case 3: vxlan.handOver(linkTypeIs(1)); break;
+    case 1: vxlan.handOver(etherType(0x0800)); break;
+    case 2: vxlan.handOver(etherType(0x86dd)); break;
+    case 5: vxlan.handOver(etherType(0x8847)); break;
+    default: vxlan.handOverData();
+    }
+}
+
+void describe(const LayerView& vxlan, TextSink& out)
+{
+    out("VXLAN {}, {}", vxlan[network], vxlan[next]);
+}
+
+constexpr Claim claims[] = {udpPort(4790)};
+} // namespace
+
+constexpr Protocol protocol{{"vxlangpe", "VXLAN-GPE", Wire::layer}, {}, claims, decode, describe};
+static_assert(wellFormed(protocol));
+} // namespace vxlangpe
 
 namespace geneve {
 namespace {
