@@ -8,7 +8,7 @@ import pathlib
 import re
 
 here = pathlib.Path(__file__).parent
-LINKS = {"null": 0, "ieee80211": 105, "linuxSLL": 113, "ieee80211Radio": 127, "linuxSLL2": 276}
+LINKS = {"null": 0, "ieee80211": 105, "linuxSLL": 113, "ieee80211Radio": 127, "linuxSLL2": 276, "unknown": 65535}
 FOLDERS = {"name": "Names", "file": "Files"}
 SAMPLES_EACH = 3
 
@@ -26,7 +26,7 @@ def ways():
 def carried(link, frame):
     """All payloads of a frame with the way that leads to each."""
     if link != 1:
-        yield ("link", link), frame
+        yield ("link", link if link in LINKS.values() else LINKS["unknown"]), frame
         return
     kind, payload = int.from_bytes(frame[12:14], "big"), frame[14:]
     if kind <= 1500:

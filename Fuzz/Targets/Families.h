@@ -22,18 +22,23 @@ inline constexpr Way linkWays[] = {way::ether(0x8100),
                                    way::link(LinkType::linuxSLL),
                                    way::link(LinkType::linuxSLL2),
                                    way::link(LinkType::null),
-                                   {Way::Carrier::ciscoSnap, 0x2004}};
+                                   {Way::Carrier::ciscoSnap, 0x2004},
+                                   way::ether(0x8909),
+                                   way::ether(0x88a2),
+                                   way::link(LinkType::unknown)};
 inline constexpr Way networkWays[] = {
-    way::ether(0x0806), way::ether(0x0800), way::ether(0x86dd), way::ip(1),     way::ip6(58),   way::ip(2),
-    way::ip(47),        way::ip(51),        way::ip(132),       way::ip(33),    way::ip(136),   way::ip(4),
-    way::ip6(0),        way::ip6(43),       way::ip6(44),       way::udp(4789), way::udp(6081), way::udp(2152),
-    way::udp(2123),     way::udp(1701),     way::udp(500),      way::udp(4500), way::udp(51820)};
+    way::ether(0x0806), way::ether(0x0800), way::ether(0x86dd), way::ip(1),     way::ip6(58),    way::ip(2),
+    way::ip(47),        way::ip(51),        way::ip(132),       way::ip(33),    way::ip(136),    way::ip(4),
+    way::ip6(0),        way::ip6(43),       way::ip6(44),       way::udp(4789), way::udp(6081),  way::udp(2152),
+    way::udp(2123),     way::udp(1701),     way::udp(500),      way::udp(4500), way::udp(51820), way::udp(4790),
+    way::udp(8612),     way::udp(17500),    way::udp(1026)};
 inline constexpr Way routingWays[] = {way::ip(89),    way::ip6(89),   way::ip(88),    way::ip(103),  way::ip6(103),
                                       way::ip(112),   way::ip(124),   way::llc(0xfe), way::udp(520), way::udp(521),
                                       way::udp(1985), way::udp(3784), way::tcp(179)};
-inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452), way::ipx(0x0453), way::ipx(0x0455),
-                                     way::ipx(0x0552),   way::ipx(0x85be), way::llc(0xf0),   way::ether(0x809b),
-                                     way::ether(0x80f3), way::udp(137),    way::udp(138),    way::tcp(139)};
+inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452),  way::ipx(0x0453), way::ipx(0x0455),
+                                     way::ipx(0x0552),   way::ipx(0x85be),  way::llc(0xf0),   way::ether(0x809b),
+                                     way::ether(0x80f3), way::udp(137),     way::udp(138),    way::tcp(139),
+                                     way::ipx(0x0551),   way::ether(0x6003)};
 inline constexpr Way webWays[] = {way::tcp(80),    way::tcp(443),  way::tcp(40001), way::udp(443),  way::udp(1900),
                                   way::udp(40001), way::tcp(8883), way::tcp(1080),  way::udp(1194), way::tcp(1194)};
 inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),

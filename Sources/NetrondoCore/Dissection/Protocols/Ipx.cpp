@@ -48,7 +48,10 @@ void decode(Layer& ipx)
         return ipx.reject(length);
     ipx.setEndpoints(Address::ipx(static_cast<std::uint32_t>(fromNetwork), fromNode),
                      Address::ipx(static_cast<std::uint32_t>(toNetwork), toNode));
-    ipx.handOver({ipxPacketType(static_cast<std::uint8_t>(kind)), ipxSocket(toSocket), ipxSocket(fromSocket)},
+    // Who is asked for a name answers from the socket of names to that of files.
+    constexpr std::uint16_t names = 0x0551;
+    ipx.handOver({ipxPacketType(static_cast<std::uint8_t>(kind)), ipxSocket(fromSocket == names ? names : toSocket),
+                  ipxSocket(fromSocket)},
                  size - 30);
     ipx.endHere();
 }

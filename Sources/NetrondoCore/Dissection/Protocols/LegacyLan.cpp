@@ -1,27 +1,9 @@
 // NetBIOS without IP and with it: NetBEUI frames (NBF), the datagram service (RFC 1002); AppleTalk and its ARP.
 #include "Dissection/Protocols/MadeText.h"
+#include "Dissection/Protocols/NetBiosNames.h"
 #include "Dissection/Protocols/Protocols.h"
 
 namespace netrondo {
-namespace {
-
-/// A NetBIOS name of 16 bytes: the last one says what kind of name it is.
-void readName(Layer& layer, const Field& field)
-{
-    if (!layer.more(16))
-        return static_cast<void>(layer.readBytes(field, 16));
-    const auto bytes = layer.rest().first(16);
-    auto letters = asText(bytes.first(15));
-    letters = letters.substr(0, letters.find_last_not_of(std::string_view(" \0", 2)) + 1);
-    MadeText text;
-    text.put(letters);
-    text.add("<{:02x}>", bytes[15]);
-    layer.addText(field, text, layer.offset(), 16);
-    layer.skip(16);
-}
-
-} // namespace
-
 namespace nbf {
 namespace {
 constexpr NamedValue commands[] = {
@@ -54,8 +36,8 @@ void decode(Layer& nbf)
     const auto kind = nbf.read(command);
     nbf.read(data1, data2, transmit, response);
     if (kind < 0x14 && size >= 44) {
-        readName(nbf, destinationName);
-        readName(nbf, sourceName);
+        netBiosNames::read(nbf, destinationName);
+        netBiosNames::read(nbf, sourceName);
     } else {
         nbf.read(destinationSession, sourceSession);
     }
@@ -107,13 +89,8 @@ void readEncodedName(Layer& layer, const Field& field)
     for (std::size_t i = 0; i < 16; ++i)
         name[i] =
             static_cast<std::uint8_t>((layer.peek8(1 + 2 * i) - 'A') << 4 | ((layer.peek8(2 + 2 * i) - 'A') & 15));
-    auto letters = asText(Bytes(name).first(15));
-    letters = letters.substr(0, letters.find_last_not_of(std::string_view(" \0", 2)) + 1);
-    MadeText text;
-    text.put(letters);
-    text.add("<{:02x}>", name[15]);
-    layer.addText(field, text, layer.offset(), 34);
-    layer.skip(34);
+    netBiosNames::put(layer, field, name, layer.offset(), wholeName);
+    layer.skip(wholeName);
 }
 
 void decode(Layer& nbdgm)

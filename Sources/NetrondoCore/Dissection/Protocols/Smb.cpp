@@ -2,6 +2,7 @@
 #include "Dissection/Protocols/DnsMessage.h"
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/SmbNames.h"
+#include "Dissection/Protocols/SmbTransaction.h"
 
 namespace netrondo {
 
@@ -258,13 +259,17 @@ struct Link {
 };
 
 /// A command's words and bytes.
-Link readBlock1(Layer& smb, std::uint64_t command, bool answers, bool isUnicode)
+Link readBlock1(Layer& smb, std::uint64_t command, bool answers, bool isUnicode, std::uint32_t headerAt)
 {
     constexpr std::uint8_t noCommand = 0xff;
     Link next{noCommand, 0};
     const auto words = smb.read(wordCount);
     if (words >= 2 && isChained(command))
         next = {smb.peek8(), static_cast<std::uint16_t>(smb.peek8(2) | smb.peek8(3) << 8)};
+    if (smbTransaction::isOne(command, words, answers)) {
+        smbTransaction::read(smb, words, answers, isUnicode, headerAt);
+        return {noCommand, 0};
+    }
     if (words)
         smb.readBytes(parameters, words * 2);
     const auto bytes = smb.read(byteCount);
@@ -286,14 +291,14 @@ void decode1(Layer& smb)
     smb.read(processHigh);
     smb.readBytes(signature, 8);
     smb.read(reserved, tree16, process, user, multiplex);
-    auto next = readBlock1(smb, command, reply, isUnicode);
+    auto next = readBlock1(smb, command, reply, isUnicode, headerAt);
     // A chain only goes forwards, which also bounds it.
     while (next.offset && !smb.stopped() && headerAt + next.offset >= smb.offset()) {
         if (headerAt + next.offset - smb.offset() >= smb.left())
             return;
         smb.skip(headerAt + next.offset - smb.offset());
         smb.add(command1, next.command, smb.offset(), 0);
-        next = readBlock1(smb, next.command, reply, isUnicode);
+        next = readBlock1(smb, next.command, reply, isUnicode, headerAt);
     }
 }
 
@@ -558,6 +563,7 @@ void describe(const LayerView& smb, TextSink& out)
         out(", “{}”", path);
     else if (const auto wide = smb[pathUtf16])
         out(", “{}”", wide);
+    smbTransaction::describe(smb, out);
     if (const auto rest = smb[continuation])
         out("Continuation, {} bytes", rest.node()->length);
 }
