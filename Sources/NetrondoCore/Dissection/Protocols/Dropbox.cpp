@@ -58,7 +58,10 @@ void decode(Layer& layer)
             break;
         layer.skip(1);
         skipBlanks(layer);
-        layer.readText(value, endOfValue(asText(layer.rest())));
+        const auto text = asText(layer.rest());
+        const auto end = endOfValue(text);
+        layer.readText(value, text.substr(0, end).find_last_not_of(blanks) + 1);
+        skipBlanks(layer);
         if (layer.more())
             layer.skip(1); // the comma, or the end of the object
         skipBlanks(layer);
