@@ -35,10 +35,10 @@ inline constexpr Way networkWays[] = {
 inline constexpr Way routingWays[] = {way::ip(89),    way::ip6(89),   way::ip(88),    way::ip(103),  way::ip6(103),
                                       way::ip(112),   way::ip(124),   way::llc(0xfe), way::udp(520), way::udp(521),
                                       way::udp(1985), way::udp(3784), way::tcp(179)};
-inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452),  way::ipx(0x0453), way::ipx(0x0455),
-                                     way::ipx(0x0552),   way::ipx(0x85be),  way::llc(0xf0),   way::ether(0x809b),
-                                     way::ether(0x80f3), way::udp(137),     way::udp(138),    way::tcp(139),
-                                     way::ipx(0x0551),   way::ether(0x6003)};
+inline constexpr Way legacyWays[] = {way::ether(0x8137), way::ipx(0x0452),   way::ipx(0x0453),   way::ipx(0x0455),
+                                     way::ipx(0x0552),   way::ipx(0x85be),   way::llc(0xf0),     way::ether(0x809b),
+                                     way::ether(0x80f3), way::udp(137),      way::udp(138),      way::tcp(139),
+                                     way::ipx(0x0551),   way::ether(0x6003), way::ether(0x6004), way::ether(0x6002)};
 inline constexpr Way webWays[] = {way::tcp(80),    way::tcp(443),  way::tcp(40001), way::udp(443),  way::udp(1900),
                                   way::udp(40001), way::tcp(8883), way::tcp(1080),  way::udp(1194), way::tcp(1194)};
 inline constexpr Way nameWays[] = {way::udp(53),  way::tcp(53),   way::udp(5353), way::udp(5355), way::udp(67),
