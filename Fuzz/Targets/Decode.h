@@ -6,6 +6,7 @@
 #include "Dissection/Decode/PacketDecoder.h"
 #include "Dissection/Decode/PacketList.h"
 #include "Dissection/Decode/Render.h"
+#include "Dissection/Decode/StreamFollower.h"
 
 #include <string>
 
@@ -42,6 +43,11 @@ inline void checkDecoded(const DecodedFrame& decoded)
     }
     sink.clear();
     Render::json(decoded, sink);
+    StreamFollower follower;
+    follower.add(decoded);
+    follower.end();
+    for (const auto& piece : follower.take())
+        NR_ASSERT(piece.bytes.size() <= decoded.tree.frameBytes().size() + decoded.tree.ownBytes().size());
 }
 
 /// The first byte chooses the link and whether the capture cut the frame; the rest is the frame.

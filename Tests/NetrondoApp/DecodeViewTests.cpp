@@ -6,6 +6,7 @@
 #include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
+#include "Views/FollowDialog.h"
 #include "Views/FrameFindBar.h"
 #include "Views/FrameListView.h"
 #include "Views/TimeShiftDialog.h"
@@ -274,6 +275,26 @@ TEST_F(DecodeWindowTest, MarksAndGoesToMarks)
 }
 
 constexpr auto shift = Qt::ControlModifier | Qt::ShiftModifier, alt = Qt::ControlModifier | Qt::AltModifier;
+
+TEST_F(DecodeWindowTest, ShowsWhatTheConversationSaid)
+{
+    PcapBytes capture;
+    capture.frame(tcpFrame({}, 10, "GET / HTTP/1.1\r\n\r\n"));
+    capture.frame(tcpFrame({.source = "10.0.0.9"}, 10, "somebody else"));
+    capture.frame(tcpFrame(Ends().back(), 500, "HTTP/1.1 200 OK\n"));
+    capture.frame(tcpFrame(Ends().back(), 526, "\x01rest"));
+    show(capture.bytes(), 4);
+    list().setFocus();
+    press(Qt::Key_T, shift | Qt::AltModifier);
+    auto* dialog = view().findChild<FollowDialog*>();
+    ASSERT_TRUE(dialog);
+    EXPECT_TRUE(eventually([&] { return dialog->text().endsWith(QStringLiteral("rest")); }));
+    EXPECT_EQ(dialog->text(),
+              QStringLiteral("▶ frame 1, there\nGET / HTTP/1.1\n\n\n◀ frame 3, back\nHTTP/1.1 200 OK\n"
+                             "\n◀ frame 4, back\n[10 bytes are missing in the capture]\n.rest"));
+    dialog->setForm(FollowDialog::Form::hexDump);
+    EXPECT_TRUE(eventually([&] { return dialog->text().contains(QStringLiteral("0000  01 72 65 73 74")); }));
+}
 
 TEST_F(DecodeWindowTest, GoesToTheFrameWhoseNumberIsGiven)
 {

@@ -19,6 +19,9 @@ struct Ends {
 
 /// A TCP segment over IPv4 with the flags ACK and PSH.
 std::vector<std::uint8_t> tcpFrame(const Ends& ends, std::string_view payload = {});
+/// A TCP segment over IPv4 that begins with this sequence number.
+std::vector<std::uint8_t> tcpFrame(const Ends& ends, std::uint32_t sequence, std::string_view payload,
+                                   std::uint8_t flags = 0x10);
 /// A UDP datagram over IPv4.
 std::vector<std::uint8_t> udpFrame(const Ends& ends, std::string_view payload = {});
 

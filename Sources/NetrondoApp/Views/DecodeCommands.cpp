@@ -7,6 +7,7 @@
 #include "Views/ColorRulesDialog.h"
 #include "Views/DecodeBytesView.h"
 #include "Views/DecodeView.h"
+#include "Views/FollowDialog.h"
 #include "Views/FrameFindBar.h"
 #include "Views/FrameListView.h"
 
@@ -96,6 +97,9 @@ void DecodeView::makeActions()
             [this] { findConversation(Direction::forwards); });
     command(named("previousInConversation"), tr("Previous frame of the con&versation"), {key(Qt::CTRL, Qt::Key_Comma)},
             [this] { findConversation(Direction::backwards); });
+    command(named("follow"), tr("&What the conversation said…"),
+            {key(Qt::CTRL, Qt::ALT, Qt::SHIFT, Qt::Key_T), key(Qt::CTRL, Qt::ALT, Qt::SHIFT, Qt::Key_U)},
+            [this] { followConversation(); });
     command(named("back"), tr("&Back"), {key(Qt::ALT, Qt::Key_Left)}, [this] { travel(-1); });
     command(named("forward"), tr("F&orward"), {key(Qt::ALT, Qt::Key_Right)}, [this] { travel(1); });
 
@@ -155,8 +159,8 @@ void DecodeView::fillCopyMenu(QMenu& menu)
 void DecodeView::fillGoMenu(QMenu& menu) const
 {
     fill(menu,
-         {"goTo", "first", "last", "", "next", "previous", "", "nextInConversation", "previousInConversation", "",
-          "nextMark", "previousMark", "nextReference", "previousReference", "", "back", "forward"});
+         {"goTo", "first", "last", "", "next", "previous", "", "nextInConversation", "previousInConversation", "follow",
+          "", "nextMark", "previousMark", "nextReference", "previousReference", "", "back", "forward"});
 }
 
 void DecodeView::fillViewMenu(QMenu& menu)
@@ -275,6 +279,15 @@ void DecodeView::findConversation(FrameFindTask::Direction direction)
 {
     if (nodes_.frame())
         find(FrameSearch::forConversation(nodes_.frame()->decoded.summary), direction, true);
+}
+
+void DecodeView::followConversation()
+{
+    if (!nodes_.frame() || nodes_.frame()->decoded.summary.transport == Transport::none)
+        return emit remarked(tr("The frame belongs to no conversation between ports"));
+    auto* dialog = new FollowDialog(*store_, nodes_.frame()->decoded.summary, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->show(); // beside the frames it tells of
 }
 
 void DecodeView::addFilterMenus(QMenu& menu, const QString& filter)

@@ -135,6 +135,7 @@ private:
     void find(const FrameSearch& search, FrameFindTask::Direction direction, bool isAmongShown);
     void findNext(FrameFindTask::Direction direction);
     void findConversation(FrameFindTask::Direction direction);
+    void followConversation();
     void step(int rows);
     void travel(int steps);
     void goTo(FrameListModel::Kind kind, int step);
