@@ -1,5 +1,6 @@
 // DCE remote procedure calls (C706, MS-RPCE): version 5 as Windows services speak it over TCP and over SMB's pipes, and
 // version 4, which is the one over UDP.
+#include "Dissection/Protocols/Ntlm.h"
 #include "Dissection/Protocols/Protocols.h"
 
 #include <algorithm>
@@ -270,7 +271,8 @@ void readCredentials(Layer& rpc, std::uint64_t size)
     rpc.read(authType, authLevel, authPadding);
     rpc.skip(1);
     rpc.read(authContext);
-    rpc.readBytes(authData, size);
+    const auto at = rpc.offset();
+    ntlm::read(rpc, rpc.readBytes(authData, size), at);
 }
 
 bool looksRight(Bytes bytes)
@@ -347,6 +349,7 @@ void describe(const LayerView& rpc, TextSink& out)
         out(", {}", why);
     if (const auto number = rpc[call])
         out(", call {}", number);
+    ntlm::describe(rpc, out);
     if (const auto rest = rpc[continuation])
         out("{}Continuation, {} bytes", count ? ", " : "", rest.node()->length);
 }

@@ -55,8 +55,26 @@ inline constexpr NamedValue commands2[] = {
 };
 inline constexpr NamedValue dialects2[] = {{0x0202, "SMB 2.0.2"}, {0x0210, "SMB 2.1"},   {0x02ff, "SMB 2"},
                                            {0x0300, "SMB 3.0"},   {0x0302, "SMB 3.0.2"}, {0x0311, "SMB 3.1.1"}};
+// Statuses of NT, and those of DOS, which older servers answer with: a class, and a code in the upper half (MS-CIFS,
+// 2.2.2.4). No number is both.
 inline constexpr NamedValue statuses[] = {
     {0x00000000, "success"},
+    {0x00010001, "invalid function"},
+    {0x00020001, "no such file"},
+    {0x00030001, "no such path"},
+    {0x00040001, "too many open files"},
+    {0x00050001, "access denied"},
+    {0x00060001, "invalid file ID"},
+    {0x00120001, "no more files"},
+    {0x00200001, "sharing violation"},
+    {0x00210001, "lock conflict"},
+    {0x00500001, "file exists"},
+    {0x00010002, "server error"},
+    {0x00020002, "bad password"},
+    {0x00040002, "no access"},
+    {0x00050002, "invalid tree"},
+    {0x00060002, "no such share"},
+    {0x005b0002, "invalid user ID"},
     {0x00000103, "pending"},
     {0x0000010b, "notify cleanup"},
     {0x0000010c, "notify enumerate directory"},
@@ -98,7 +116,6 @@ inline constexpr NamedValue statuses[] = {
 
 inline constexpr NamedValue securityModes[] = {
     {1, "signing enabled"}, {2, "signing required"}, {3, "signing required"}};
-inline constexpr NamedValue ntlmTypes[] = {{1, "negotiate"}, {2, "challenge"}, {3, "authenticate"}};
 inline constexpr NamedValue shareTypes[] = {{1, "disk"}, {2, "pipe"}, {3, "printer"}};
 inline constexpr NamedValue oplocks[] = {
     {0x00, "none"}, {0x01, "level II"}, {0x08, "exclusive"}, {0x09, "batch"}, {0xff, "lease"}};
