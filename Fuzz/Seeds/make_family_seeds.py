@@ -11,6 +11,17 @@ here = pathlib.Path(__file__).parent
 LINKS = {"null": 0, "ieee80211": 105, "linuxSLL": 113, "ieee80211Radio": 127, "linuxSLL2": 276, "unknown": 65535}
 FOLDERS = {"name": "Names", "file": "Files"}
 SAMPLES_EACH = 3
+# What a line means by what was said before: ">" to the server, "<" back.
+DIALOGUES = {
+    ("tcp", 25, "login"): [b">AUTH LOGIN\r\n", b"<334 VXNlcm5hbWU6\r\n", b">YW5uYQ==\r\n", b"<334 UGFzc3dvcmQ6\r\n",
+                           b">bGVtb25z\r\n", b"<235 ok\r\n", b">AUTH PLAIN AGFubmEAbGVtb25z\r\n"],
+    ("tcp", 25, "message"): [b">DATA\r\n", b"<354 go\r\n", b">From: a\r\nTo: b\r\nSubject: c\r\n\r\ntea\r\n.", b">\r\nBDAT 9\r\n",
+                             b">Subject: ", b">BDAT 3 LAST\r\ntea", b"<250 o", b"<k\r\n"],
+    ("tcp", 143, "literals"): [b">a1 FETCH 7 BODY[]\r\n", b"<* 7 FETCH (BODY[] {20}\r\nFrom: a\r\n", b"<Subject: b", b"<)\r\na1 OK\r\n",
+                               b">a2 APPEND in {9}\r\n", b"<+ go\r\n", b">To: c\r\n\r\n\r\na3 LOGIN {1+}\r\na {0}\r\n"],
+    ("tcp", 110, "message"): [b">CAPA\r\nRETR 1\r\n", b"<+OK\r\nTOP\r\n.\r\n+OK 9\r\nFrom: a\r\n\r", b"<\n.\r", b"<\n",
+                              b">AUTH PLAIN\r\n", b"<+ \r\n", b">AGFubmEAbGVtb25z\r\n"],
+}
 
 
 def ways():
@@ -57,6 +68,11 @@ def frames(*payloads):
     return b"".join(len(payload).to_bytes(2, "big") + payload for payload in payloads)
 
 
+def dialogue(lines):
+    """A seed's frames, of which the highest bit of the length says that they go back."""
+    return b"".join((len(line) - 1 | (0x8000 if line[:1] == b"<" else 0)).to_bytes(2, "big") + line[1:] for line in lines)
+
+
 def main():
     found = collections.defaultdict(set)
     for file in sorted((here / "../../Tests/Golden/Dissection").glob("*.frames")):
@@ -79,6 +95,10 @@ def main():
                 (folder / name).write_bytes(bytes([place]) + frames(payload))
                 if number == 0:
                     (folder / (name + "-pieces")).write_bytes(bytes([place]) + frames(payload[:half], payload[half:]))
+    for (kind, number, name), lines in DIALOGUES.items():
+        for family, place in places[kind, number]:
+            folder = here / f"Decode{FOLDERS.get(family, family.capitalize())}"
+            (folder / f"{kind}-{number}-{name}").write_bytes(bytes([place]) + dialogue(lines))
 
 
 if __name__ == "__main__":
