@@ -263,19 +263,39 @@ void describe(const LayerView& http2, TextSink& out)
         out("{}Continuation, {} bytes", out.size() > before ? ", " : "", rest.node()->length);
 }
 
+/// Whether the head of a frame has the length, the flags and the stream that its type may have (RFC 9113, 6): zeros of
+/// other protocols look like empty frames.
+bool isSound(Bytes bytes)
+{
+    struct Rule {
+        std::uint32_t least, most;
+        std::uint8_t flags;
+        bool hasStream;
+    };
+    constexpr std::uint32_t any = 0xffffff;
+    constexpr Rule rules[] = {{0, any, 0x09, true},  {1, any, 0x2d, true}, {5, 5, 0, true},  {4, 4, 0, true},
+                              {0, any, 0x01, false}, {5, any, 0x0c, true}, {8, 8, 1, false}, {8, any, 0, false},
+                              {4, 4, 0, true},       {0, any, 0x04, true}};
+    if (!isFrame(bytes) || bytes[3] >= std::size(rules))
+        return false;
+    const auto& rule = rules[bytes[3]];
+    const auto size = load::be32(&bytes[0]) >> 8;
+    const bool isWindow = bytes[3] == 8; // of a stream or of the whole connection
+    return size >= rule.least && size <= rule.most && !(bytes[4] & ~rule.flags)
+        && (isWindow || (load::be32(&bytes[5]) != 0) == rule.hasStream);
+}
+
 Likeness guess(Bytes payload, Transport transport)
 {
     if (transport != Transport::tcp)
         return Likeness::none;
     if (asText(payload).starts_with(preface))
         return Likeness::certain;
-    if (!isFrame(payload) || payload[3] > 9)
-        return Likeness::none;
     // Frames on streams: the segment ends with a frame, or there is a settings frame to begin with.
     std::size_t at = 0;
-    while (at + 9 <= payload.size() && isFrame(payload.subspan(at)))
+    while (at + 9 <= payload.size() && isSound(payload.subspan(at)))
         at += 9u + (std::size_t{payload[at]} << 16 | load::be16(&payload[at + 1]));
-    return at == payload.size() ? Likeness::certain : Likeness::none;
+    return at > 0 && at == payload.size() ? Likeness::certain : Likeness::none;
 }
 } // namespace
 
