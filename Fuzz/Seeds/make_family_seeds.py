@@ -21,6 +21,8 @@ DIALOGUES = {
                                b">a2 APPEND in {9}\r\n", b"<+ go\r\n", b">To: c\r\n\r\n\r\na3 LOGIN {1+}\r\na {0}\r\n"],
     ("tcp", 110, "message"): [b">CAPA\r\nRETR 1\r\n", b"<+OK\r\nTOP\r\n.\r\n+OK 9\r\nFrom: a\r\n\r", b"<\n.\r", b"<\n",
                               b">AUTH PLAIN\r\n", b"<+ \r\n", b">AGFubmEAbGVtb25z\r\n"],
+    ("tcp", 443, "ssl2"): [b">" + bytes.fromhex("801f 01 0300 0006 0000 0010 000004 010080") + bytes(range(16)),
+                           b"<" + bytes.fromhex("15 0300 0002 0228")],
     ("tcp", 5900, "agreement"): [
         b"<RFB 003.008\n", b">RFB 003.008\n", b"<\2\2\1", b">\2", b"<" + bytes(range(16)), b">" + bytes(range(16)), b"<\0\0\0\0", b">\1",
         b"<" + bytes.fromhex("04000300 20180001 00ff00ff00ff100800 000000 00000002 6f6b"),

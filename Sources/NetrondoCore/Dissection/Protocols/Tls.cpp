@@ -1,6 +1,7 @@
 // Transport Layer Security: the records (RFC 8446, 5) and what is in them before encryption begins.
 #include "Dissection/Decode/PieceBuffer.h"
 #include "Dissection/Protocols/Protocols.h"
+#include "Dissection/Protocols/SslHello.h"
 #include "Dissection/Protocols/TlsHandshake.h"
 
 #include <algorithm>
@@ -123,6 +124,12 @@ void decodeTls(Layer& tls)
     bool encrypted = false;
     HandshakePieces pieces;
     while (tls.more()) {
+        if (sslHello::begins(tls.rest())) {
+            tls.beginMessage();
+            const Layer::Group group(tls, record, 22);
+            sslHello::read(tls);
+            continue;
+        }
         if (!isRecord(tls.rest())) { // the middle of a record whose start came in an earlier segment
             tls.readRest(continuation);
             return;
@@ -285,7 +292,8 @@ void describe(const LayerView& tls, TextSink& out)
 
 Likeness guessTls(Bytes payload, Transport transport)
 {
-    return transport == Transport::tcp && isRecord(payload) && payload.size() >= 6 ? Likeness::certain : Likeness::none;
+    const bool isKnown = (isRecord(payload) && payload.size() >= 6) || sslHello::begins(payload);
+    return transport == Transport::tcp && isKnown ? Likeness::certain : Likeness::none;
 }
 
 Likeness guessDtls(Bytes payload, Transport transport)
@@ -304,8 +312,13 @@ constexpr Claim claims[] = {tcpPort(443),  tcpPort(465),  tcpPort(563),  tcpPort
                             tcpPort(5223), tcpPort(6697), tcpPort(8443), tcpPort(8883), tcpPort(9443)};
 } // namespace
 
-constexpr Protocol protocol{{"tls", "TLS", Wire::layer},        catalogue, claims, decodeTls, describe, guessTls,
-                            opensWith({Transport::tcp}, 20, 24)};
+constexpr Protocol protocol{{"tls", "TLS", Wire::layer},
+                            catalogue,
+                            claims,
+                            decodeTls,
+                            describe,
+                            guessTls,
+                            opensWith({Transport::tcp}, 20, 24).orByte(0x80)};
 static_assert(wellFormed(protocol));
 } // namespace tls
 

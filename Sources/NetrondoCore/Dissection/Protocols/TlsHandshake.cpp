@@ -21,7 +21,6 @@ constexpr Field sessionId{"tls.session_id", "Session ID", Wire::bytes};
 constexpr Field cookieLength{"tls.cookie_len", "Cookie length", Wire::u8};
 constexpr Field cookie{"tls.cookie", "Cookie", Wire::bytes};
 constexpr Field suitesLength{"tls.suites_len", "Cipher suites length", Wire::u16};
-constexpr Field suite{"tls.suite", "Cipher suite", Wire::hex16, tlsNames::suites};
 constexpr Field chosenSuite{"tls.chosen_suite", "Chosen cipher suite", Wire::hex16, tlsNames::suites};
 constexpr Field compressionsLength{"tls.compressions_len", "Compression methods length", Wire::u8};
 constexpr Field compression{"tls.compression", "Compression method", Wire::u8, compressions};

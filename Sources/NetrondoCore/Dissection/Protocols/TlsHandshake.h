@@ -12,6 +12,7 @@ namespace netrondo::tlsHandshake {
 inline constexpr Field message{"tls.hs", "TLS handshake", Wire::number, tlsNames::handshakeTypes};
 inline constexpr Field serverName{"tls.sni", "TLS SNI", Wire::text};
 inline constexpr Field version{"tls.ver", "TLS version", Wire::hex16, tlsNames::versions};
+inline constexpr Field suite{"tls.suite", "Cipher suite", Wire::hex16, tlsNames::suites};
 
 enum class Framing { stream, datagram };
 
