@@ -695,5 +695,16 @@ TEST(DecodeSession, DataOfWireGuardAreKnownByTheHandshakeBeforeThem)
     EXPECT_EQ(capture.info(known), "Transport data, receiver 0x04030201, counter 0");
 }
 
+TEST(DecodeSession, NumbersOfADhtThatAreNoneOfItsOwnStandAsTheyAreWritten)
+{
+    const std::string_view text =
+        "d1:ad2:id20:aaaaaaaaaaaaaaaaaaaa4:porti99999999999999999999e4:seedi-1ee1:q4:ping1:t2:xx"
+        "1:y1:qe";
+    Capture capture;
+    const auto frame = capture.udp(6000, 40000, asBytes(text));
+    EXPECT_EQ(capture.values(frame, "dht.port"), "");
+    EXPECT_EQ(capture.values(frame, "dht.number"), "99999999999999999999; -1");
+}
+
 } // namespace
 } // namespace netrondo::test

@@ -110,7 +110,7 @@ void readNumber(Layer& dht, const Field& field)
     dht.skip(1);
     std::uint64_t value = 0;
     const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    const bool isPlain = field.wire == Wire::number && end.ptr == digits.data() + digits.size();
+    const bool isPlain = field.wire == Wire::number && end.ec == std::errc();
     if (isPlain)
         dht.add(field, value, dht.offset(), digits.size());
     else

@@ -25,7 +25,7 @@ private:
         std::uint8_t opcode;
         bool mayHaveNone; ///< whether it may go without a reply
     };
-    static constexpr std::size_t most = 128;
+    static constexpr std::size_t most = 512; ///< toolkits ask for hundreds of atoms before the first reply
 
     Entry& at(std::size_t index) { return entries_[(first_ + index) % most]; }
     /// Drops those that were answered before the number.
