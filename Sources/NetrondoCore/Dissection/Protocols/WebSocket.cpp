@@ -50,7 +50,7 @@ void readPayload(Layer& socket, std::uint64_t kind, bool isPacked, std::uint32_t
     auto clear = key ? unmasked(socket, bytes, key) : asText(bytes);
     const auto size = clear.size();
     if (kind == closing && size >= 2) {
-        socket.add(code, static_cast<std::uint8_t>(clear[0]) << 8u | static_cast<std::uint8_t>(clear[1]), at, 2);
+        socket.add(code, load::be16(asBytes(clear).data()), at, 2);
         clear.remove_prefix(2);
     }
     if (!clear.empty())
