@@ -47,8 +47,6 @@ constexpr Field nameText{"smb.trans.name", "Name", Wire::text};
 constexpr Field nameUtf16{"smb.trans.name", "Name", Wire::utf16};
 constexpr Field remoteCall{"smb.rap", "Remote administration call", Wire::le16, remoteCalls};
 constexpr Field descriptor{"smb.rap.descriptor", "Descriptor", Wire::text};
-constexpr Field remoteStatus{"smb.rap.status", "Status", Wire::le16};
-constexpr Field converter{"smb.rap.converter", "Converter", Wire::leHex16};
 constexpr Field parameters{"smb.trans.parameter_bytes", "Parameters", Wire::bytes};
 constexpr Field data{"smb.trans.data", "Data", Wire::bytes};
 
