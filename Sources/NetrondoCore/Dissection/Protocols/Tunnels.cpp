@@ -8,8 +8,8 @@ namespace {
 /// Whether an Ethernet frame of a common network begins there.
 bool beginsFrame(Bytes bytes, std::size_t at)
 {
-    constexpr std::size_t header = 14;
-    if (bytes.size() < at + header + 1)
+    constexpr std::size_t header = 14, looked = 2; // bytes of what follows
+    if (bytes.size() < at + header + looked)
         return false;
     const auto next = bytes[at + header] >> 4;
     switch (load::be16(&bytes[at + 12])) {
