@@ -52,6 +52,11 @@ inline constexpr Way talkWays[] = {way::tcp(25),   way::tcp(110),   way::tcp(143
                                    way::tcp(1883), way::tcp(3389),  way::tcp(5900), way::udp(5060), way::tcp(5060),
                                    way::tcp(554),  way::udp(5004),  way::tcp(6000), way::tcp(6881), way::tcp(6667),
                                    way::udp(6771), way::udp(25401), way::udp(1214)};
+inline constexpr Way industryWays[] = {way::tcp(44818), way::udp(44818), way::udp(2222),  way::udp(2055),
+                                       way::udp(4739),  way::tcp(4739),  way::udp(6343),  way::ether(0x88f7),
+                                       way::udp(320),   way::udp(47808), way::tcp(1521),  way::tcp(3868),
+                                       way::udp(716),   way::tcp(1153),  way::udp(1153),  way::tcp(2123),
+                                       way::tcp(502),   way::tcp(2404),  way::tcp(20000), way::udp(20000)};
 
 inline void decodeLink(Bytes input)
 {
@@ -84,6 +89,10 @@ inline void decodeFiles(Bytes input)
 inline void decodeTalk(Bytes input)
 {
     decodeFamily(talkWays, input);
+}
+inline void decodeIndustry(Bytes input)
+{
+    decodeFamily(industryWays, input);
 }
 
 } // namespace netrondo::fuzz

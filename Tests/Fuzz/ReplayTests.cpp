@@ -31,6 +31,7 @@ constexpr FuzzTarget targets[] = {
     {"Classify", fuzz::classify},
     {"Decode", fuzz::decode},
     {"DecodeFiles", fuzz::decodeFiles},
+    {"DecodeIndustry", fuzz::decodeIndustry},
     {"DecodeLegacy", fuzz::decodeLegacy},
     {"DecodeLink", fuzz::decodeLink},
     {"DecodeNames", fuzz::decodeNames},
