@@ -1,7 +1,10 @@
-// DNP3 (IEEE 1815) over TCP and UDP: the link's frames, and how the application's message in them begins.
+// DNP3 (IEEE 1815) over TCP and UDP: the link's frames and the transport's byte.
+#include "Dissection/Protocols/Checksums.h"
 #include "Dissection/Protocols/Protocols.h"
 
 #include <algorithm>
+#include <array>
+#include <vector>
 
 namespace netrondo::dnp3 {
 namespace {
@@ -10,70 +13,6 @@ constexpr NamedValue primaries[] = {
     {3, "Confirmed User Data"}, {4, "Unconfirmed User Data"}, {9, "Request Link Status"}};
 constexpr NamedValue secondaries[] = {
     {0, "Ack"}, {1, "Nack"}, {11, "Link Status"}, {14, "Not Functioning"}, {15, "Not Used"}};
-constexpr NamedValue functions[] = {{0, "Confirm"},
-                                    {1, "Read"},
-                                    {2, "Write"},
-                                    {3, "Select"},
-                                    {4, "Operate"},
-                                    {5, "Direct Operate"},
-                                    {6, "Direct Operate, No Answer"},
-                                    {7, "Freeze"},
-                                    {8, "Freeze, No Answer"},
-                                    {9, "Freeze and Clear"},
-                                    {10, "Freeze and Clear, No Answer"},
-                                    {11, "Freeze at Time"},
-                                    {12, "Freeze at Time, No Answer"},
-                                    {13, "Cold Restart"},
-                                    {14, "Warm Restart"},
-                                    {15, "Initialize Data"},
-                                    {16, "Initialize Application"},
-                                    {17, "Start Application"},
-                                    {18, "Stop Application"},
-                                    {19, "Save Configuration"},
-                                    {20, "Enable Unsolicited"},
-                                    {21, "Disable Unsolicited"},
-                                    {22, "Assign Class"},
-                                    {23, "Delay Measurement"},
-                                    {24, "Record Current Time"},
-                                    {25, "Open File"},
-                                    {26, "Close File"},
-                                    {27, "Delete File"},
-                                    {28, "Get File Information"},
-                                    {29, "Authenticate File"},
-                                    {30, "Abort File"},
-                                    {32, "Authentication Request"},
-                                    {33, "Authentication Request, No Answer"},
-                                    {129, "Response"},
-                                    {130, "Unsolicited Response"},
-                                    {131, "Authentication Response"}};
-constexpr NamedValue groups[] = {{1, "binary input"},
-                                 {2, "binary input event"},
-                                 {3, "double-bit input"},
-                                 {10, "binary output"},
-                                 {12, "control relay output"},
-                                 {20, "counter"},
-                                 {21, "frozen counter"},
-                                 {22, "counter event"},
-                                 {30, "analog input"},
-                                 {32, "analog input event"},
-                                 {40, "analog output status"},
-                                 {41, "analog output"},
-                                 {50, "time and date"},
-                                 {51, "common time"},
-                                 {52, "time delay"},
-                                 {60, "class data"},
-                                 {70, "file"},
-                                 {80, "internal indications"},
-                                 {110, "octet string"},
-                                 {120, "authentication"}};
-constexpr NamedValue indications[] = {{0x8000, "device restart"},        {0x4000, "device trouble"},
-                                      {0x2000, "local control"},         {0x1000, "need time"},
-                                      {0x0800, "class 3 events"},        {0x0400, "class 2 events"},
-                                      {0x0200, "class 1 events"},        {0x0100, "broadcast"},
-                                      {0x0020, "configuration corrupt"}, {0x0010, "already executing"},
-                                      {0x0008, "event buffer overflow"}, {0x0004, "parameter error"},
-                                      {0x0002, "object unknown"},        {0x0001, "function not supported"}};
-
 constexpr Field message{"dnp3.frame", "Frame", Wire::group};
 constexpr Field start{"dnp3.start", "Start", Wire::hex16};
 constexpr Field length{"dnp3.length", "Length", Wire::u8};
@@ -84,23 +23,15 @@ constexpr Field primary{"dnp3.link_function", "Link function", Wire::bits, prima
 constexpr Field secondary{"dnp3.link_answer", "Link function", Wire::bits, secondaries, 0x0f};
 constexpr Field destination{"dnp3.dst", "Destination", Wire::le16};
 constexpr Field source{"dnp3.src", "Source", Wire::le16};
-constexpr Field check{"dnp3.crc", "CRC", Wire::leHex16};
+constexpr Field check{"dnp3.crc", "CRC", Wire::checksum16};
 constexpr Field transport{"dnp3.transport", "Transport", Wire::hex8};
 constexpr Field isLast{"dnp3.final", "Last", Wire::bit, {}, 0x80};
 constexpr Field isFirst{"dnp3.first", "First", Wire::bit, {}, 0x40};
 constexpr Field segment{"dnp3.segment", "Sequence number", Wire::bits, {}, 0x3f};
-constexpr Field application{"dnp3.application", "Application control", Wire::hex8};
-constexpr Field confirm{"dnp3.confirm", "Confirm", Wire::bit, {}, 0x20};
-constexpr Field unsolicited{"dnp3.unsolicited", "Unsolicited", Wire::bit, {}, 0x10};
-constexpr Field sequence{"dnp3.seq", "Sequence number", Wire::bits, {}, 0x0f};
-constexpr Field function{"dnp3.function", "Function", Wire::u8, functions};
-constexpr Field indication{"dnp3.indications", "Internal indications", Wire::flags16, indications};
-constexpr Field objectGroup{"dnp3.group", "Object group", Wire::u8, groups};
-constexpr Field variation{"dnp3.variation", "Variation", Wire::u8};
-constexpr Field qualifier{"dnp3.qualifier", "Qualifier", Wire::hex8};
-constexpr Field objects{"dnp3.objects", "Object data", Wire::bytes};
+constexpr Field block{"dnp3.block", "Block", Wire::bytes};
 constexpr Field data{"dnp3.data", "Data", Wire::bytes};
 
+constexpr std::uint64_t blockSize = 16;
 constexpr std::uint16_t startWord = 0x0564;
 /// The control byte and the two addresses, which the length counts.
 constexpr std::uint64_t headerRest = 5;
@@ -116,33 +47,107 @@ std::uint16_t crc(Bytes bytes)
     return static_cast<std::uint16_t>(~sum);
 }
 
-/// How the application's message begins; all of it is in the first 16 bytes.
-void readApplication(Layer& dnp3)
+/// Reads the checksum of the bytes that stand before it.
+void readCrc(Layer& dnp3, Bytes covered)
 {
-    if (!dnp3.more())
-        return;
-    dnp3.readParts(application, confirm, unsolicited, sequence);
-    const auto what = dnp3.read(function);
-    if (what == 129 || what == 130)
-        dnp3.read(indication);
-    if (dnp3.more(3))
-        dnp3.read(objectGroup, variation, qualifier);
+    if (dnp3.left() < 2)
+        return dnp3.await(check, 2 - dnp3.left());
+    const auto sent = load::le16(dnp3.rest().data());
+    const bool isJudged = dnp3.frame().depth != DecodeDepth::row;
+    const auto expected = isJudged ? crc(covered) : sent;
+    const auto outcome = !isJudged ? ChecksumOutcome::unchecked
+        : sent == expected         ? ChecksumOutcome::correct
+                                   : ChecksumOutcome::wrong;
+    dnp3.add(check, checksums::verdict(sent, expected, outcome), dnp3.offset(), 2);
+    if (outcome == ChecksumOutcome::wrong)
+        dnp3.mark(Expert::dnp3Checksum);
+    dnp3.skip(2);
 }
 
-void readUserData(Layer& dnp3, std::uint64_t size)
+/// What the blocks carry, without the checksums between them.
+struct UserData {
+    std::array<std::uint8_t, 256> bytes;
+    std::size_t size = 0;
+
+    void append(Bytes more)
+    {
+        const auto count = std::min(more.size(), bytes.size() - size);
+        std::copy_n(more.begin(), count, bytes.data() + size);
+        size += count;
+    }
+    Bytes all() const { return Bytes(bytes).first(size); }
+};
+
+/// The beginning of an application's message that comes in several frames.
+struct Fragment : ProtocolMemory {
+    static constexpr std::size_t most = 4096;
+    std::uint32_t ends = 0; ///< the link's two addresses
+    std::uint64_t next = 0; ///< the transport's number that is expected
+    std::vector<std::uint8_t> bytes;
+};
+
+/// A piece of a message: what came before it is kept, and the last one completes it.
+void readPiece(Layer& dnp3, std::uint64_t how, std::uint32_t ends, Bytes piece)
 {
+    const auto carrier = dnp3.summary().transport;
+    auto* const open = carrier == Transport::tcp || carrier == Transport::udp
+        ? dnp3.memory<Fragment>(carrier, Layer::Ways::one)
+        : nullptr;
+    const auto number = how & segment.mask;
+    Bytes before;
+    if (!(how & isFirst.mask)) {
+        if (const auto kept = dnp3.kept())
+            before = *kept;
+        else if (open && open->ends == ends && open->next == number)
+            before = open->bytes;
+        dnp3.keep(before);
+    }
+    const bool goesOn = how & isFirst.mask || !before.empty();
+    if (goesOn && how & isLast.mask) {
+        std::array<std::uint8_t, Fragment::most + 256> whole;
+        const auto used = std::min(before.size(), Fragment::most);
+        std::copy_n(before.begin(), used, whole.begin());
+        std::copy_n(piece.begin(), piece.size(), whole.data() + used);
+        dnp3.embedCopy(dnp3app::protocol, Bytes(whole).first(used + piece.size()));
+    }
+    if (!open)
+        return;
+    if (how & isFirst.mask)
+        open->bytes.clear();
+    if (!goesOn || how & isLast.mask || open->bytes.size() + piece.size() > Fragment::most)
+        return open->bytes.clear();
+    open->bytes.insert(open->bytes.end(), piece.begin(), piece.end());
+    open->ends = ends;
+    open->next = (number + 1) & segment.mask;
+}
+
+/// Blocks of up to 16 bytes, each with its checksum; the first one begins with the transport's byte. A message in one
+/// block is read where it stands.
+void readUserData(Layer& dnp3, std::uint64_t size, std::uint32_t ends)
+{
+    UserData collected;
+    std::uint64_t how = 0;
+    bool isRead = false;
     for (auto rest = size; rest != 0 && dnp3.more();) {
-        const auto here = std::min<std::uint64_t>(rest, 16);
+        const auto here = std::min<std::uint64_t>(rest, blockSize);
+        const auto covered = slice(dnp3.rest(), 0, here);
         {
-            const Layer::Window block(dnp3, here);
-            if (rest == size && dnp3.readParts(transport, isLast, isFirst, segment) & isFirst.mask)
-                readApplication(dnp3);
-            if (dnp3.more())
-                dnp3.readRest(objects);
+            const Layer::Window content(dnp3, here);
+            if (rest == size)
+                how = dnp3.readParts(transport, isLast, isFirst, segment);
+            collected.append(dnp3.rest());
+            isRead = size <= blockSize && how & isFirst.mask && how & isLast.mask;
+            if (dnp3.more() && isRead)
+                dnp3.embed(dnp3app::protocol);
+            else if (dnp3.more())
+                dnp3.readRest(block);
         }
-        dnp3.read(check);
+        if (!dnp3.isCut() || dnp3.left())
+            readCrc(dnp3, covered);
         rest -= here;
     }
+    if (!isRead && !dnp3.stopped() && collected.size + 1 == size)
+        readPiece(dnp3, how, ends, collected.all());
 }
 
 void decode(Layer& dnp3)
@@ -154,6 +159,7 @@ void decode(Layer& dnp3)
             return;
         }
         dnp3.beginMessage();
+        const std::size_t begin = dnp3.offset() - dnp3.begin();
         const Layer::Group group(dnp3, message);
         dnp3.read(start);
         const auto size = dnp3.read(length);
@@ -161,9 +167,12 @@ void decode(Layer& dnp3)
             dnp3.readParts(control, fromMaster, isPrimary, primary);
         else
             dnp3.readParts(control, fromMaster, isPrimary, secondary);
-        dnp3.read(destination, source, check);
+        const auto head = slice(dnp3.whole(), begin, 8);
+        const auto ends = dnp3.peek32();
+        dnp3.read(destination, source);
+        readCrc(dnp3, head);
         if (size > headerRest)
-            readUserData(dnp3, size - headerRest);
+            readUserData(dnp3, size - headerRest, ends);
     }
 }
 
@@ -172,17 +181,11 @@ void describe(const LayerView& dnp3, TextSink& out)
     const auto from = dnp3[source];
     if (!from)
         return out("Data, {} bytes", dnp3.bytes().size());
-    if (const auto what = dnp3[function]) {
-        out("{}", what);
-        if (const auto kind = dnp3[objectGroup])
-            out(", {}", kind);
-    } else {
+    if (!dnp3.has(transport)) {
         const auto link = dnp3[primary];
-        out("{}", link ? link : dnp3[secondary]);
+        out("{}, ", link ? link : dnp3[secondary]);
     }
-    if (const auto state = dnp3[indication]; state && state.number() != 0)
-        out(" ({})", state);
-    out(", {} → {}", from, dnp3[destination]);
+    out("{} → {}", from, dnp3[destination]);
     if (const auto frames = dnp3.count(message); frames > 1)
         out(" and {} more", frames - 1);
 }

@@ -1,7 +1,6 @@
 // IEC 60870-5-104: telecontrol over TCP, with the service data units of IEC 60870-5-101.
+#include "Dissection/Protocols/Iec104Elements.h"
 #include "Dissection/Protocols/Protocols.h"
-
-#include <algorithm>
 
 namespace netrondo::iec104 {
 namespace {
@@ -10,10 +9,6 @@ constexpr NamedValue controls[] = {{0x01, "start data"}, {0x02, "start data conf
                                    {0x04, "stop data"},  {0x08, "stop data confirmed"},
                                    {0x10, "test frame"}, {0x20, "test frame confirmed"}};
 
-/// A type of service data units, with the size of what follows each object's address.
-struct TypeSize {
-    std::uint8_t type, size;
-};
 constexpr NamedValue types[] = {
     {1, "M_SP_NA_1"},   {2, "M_SP_TA_1"},   {3, "M_DP_NA_1"},   {4, "M_DP_TA_1"},   {5, "M_ST_NA_1"},
     {6, "M_ST_TA_1"},   {7, "M_BO_NA_1"},   {8, "M_BO_TA_1"},   {9, "M_ME_NA_1"},   {10, "M_ME_TA_1"},
@@ -27,14 +22,6 @@ constexpr NamedValue types[] = {
     {105, "C_RP_NA_1"}, {107, "C_TS_TA_1"}, {110, "P_ME_NA_1"}, {111, "P_ME_NB_1"}, {112, "P_ME_NC_1"},
     {113, "P_AC_NA_1"}, {120, "F_FR_NA_1"}, {121, "F_SR_NA_1"}, {122, "F_SC_NA_1"}, {123, "F_LS_NA_1"},
     {124, "F_AF_NA_1"}, {125, "F_SG_NA_1"}, {126, "F_DR_TA_1"}};
-/// Those whose objects have a fixed size.
-constexpr TypeSize sizes[] = {{1, 1},   {2, 4},   {3, 1},   {4, 4},   {5, 2},   {6, 5},   {7, 5},   {8, 8},   {9, 3},
-                              {10, 6},  {11, 3},  {12, 6},  {13, 5},  {14, 8},  {15, 5},  {16, 8},  {20, 5},  {21, 2},
-                              {30, 8},  {31, 8},  {32, 9},  {33, 12}, {34, 10}, {35, 10}, {36, 12}, {37, 12}, {45, 1},
-                              {46, 1},  {47, 1},  {48, 3},  {49, 3},  {50, 5},  {51, 4},  {58, 8},  {59, 8},  {60, 8},
-                              {61, 10}, {62, 10}, {63, 12}, {64, 11}, {70, 1},  {100, 1}, {101, 1}, {102, 0}, {103, 7},
-                              {105, 1}, {107, 9}, {110, 3}, {111, 3}, {112, 5}, {113, 1}, {120, 6}, {121, 7}, {122, 4},
-                              {123, 5}, {124, 4}, {126, 13}};
 constexpr NamedValue causes[] = {{1, "periodic"},
                                  {2, "background scan"},
                                  {3, "spontaneous"},
@@ -97,7 +84,6 @@ constexpr Field originator{"iec104.originator", "Originator", Wire::u8};
 constexpr Field station{"iec104.station", "Common address", Wire::le16};
 constexpr Field object{"iec104.object", "Object", Wire::group};
 constexpr Field address{"iec104.address", "Object address", Wire::number};
-constexpr Field element{"iec104.element", "Element", Wire::bytes};
 constexpr Field data{"iec104.data", "Data", Wire::bytes};
 
 constexpr std::uint8_t startByte = 0x68;
@@ -111,27 +97,30 @@ void readNumber(Layer& iec, const Field& field)
     iec.skip(2);
 }
 
-void readAddress(Layer& iec)
+std::uint64_t readAddress(Layer& iec)
 {
-    if (!iec.more(3))
-        return iec.await(address);
-    iec.add(address, load::le16(iec.rest().data()) | std::uint32_t{iec.peek8(2)} << 16, iec.offset(), 3);
+    if (!iec.more(3)) {
+        iec.await(address);
+        return 0;
+    }
+    const auto number = load::le16(iec.rest().data()) | std::uint32_t{iec.peek8(2)} << 16;
+    iec.add(address, number, iec.offset(), 3);
     iec.skip(3);
+    return number;
 }
 
 void readObjects(Layer& iec, std::uint64_t kind, std::uint64_t how)
 {
-    const auto* known = std::ranges::find(sizes, kind, &TypeSize::type);
-    if (known == std::end(sizes)) {
-        readAddress(iec);
-        return;
-    }
+    if (!elementSize(kind))
+        return static_cast<void>(readAddress(iec));
+    std::uint64_t first = 0;
     for (std::uint64_t i = 0; i < (how & 0x7f) && iec.more(); ++i) {
         const Layer::Group group(iec, object);
-        if (i == 0 || !(how & 0x80)) // in a sequence, the addresses of the others are the next ones
-            readAddress(iec);
-        if (known->size)
-            iec.readBytes(element, known->size);
+        if (i == 0 || !(how & 0x80))
+            first = readAddress(iec);
+        else // in a sequence, the addresses of the others are the next ones
+            iec.add(address, first + i);
+        readElement(iec, kind);
     }
 }
 
@@ -186,6 +175,13 @@ void describeUnit(const LayerView& iec, TextSink& out)
         out(", station {}", where);
     if (const auto where = iec[address])
         out(", object {}", where);
+    if (const auto one = iec[object]) {
+        const auto begin = static_cast<std::size_t>(one.node() - iec.nodes().data());
+        const auto size = one.node()->end - static_cast<std::size_t>(one.node() - iec.tree().nodes().data());
+        describeElement(iec.nodes().subspan(begin, size), iec.tree(), out);
+    }
+    if (const auto objects = iec[count]; objects.number() > 1)
+        out(", {} objects", objects);
     out(", number {}, expects {}", iec[sent], iec[received]);
 }
 

@@ -1,5 +1,11 @@
 // Modbus over TCP: the MBAP header and the function's data (MODBUS Application Protocol 1.1b3).
+#include "Dissection/Protocols/MadeText.h"
 #include "Dissection/Protocols/Protocols.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
 
 namespace netrondo::modbus {
 namespace {
@@ -44,21 +50,50 @@ constexpr Field andMask{"modbus.and_mask", "AND mask", Wire::hex16};
 constexpr Field orMask{"modbus.or_mask", "OR mask", Wire::hex16};
 constexpr Field byteCount{"modbus.byte_count", "Bytes", Wire::u8};
 constexpr Field reg{"modbus.register", "Register", Wire::u16};
+constexpr Field asked{"modbus.asked_reference", "Reference of the request", Wire::number};
+constexpr Field askedCount{"modbus.asked_count", "Count of the request", Wire::number};
+constexpr Field numbered{"modbus.register_at", "Register at", Wire::number};
 constexpr Field bits{"modbus.bits", "Bits", Wire::bytes};
+constexpr Field states{"modbus.states", "States", Wire::madeText};
 constexpr Field data{"modbus.data", "Data", Wire::bytes};
 
 constexpr std::uint16_t port = 502;
 
-void readRegisters(Layer& modbus)
+/// What a request asks for, by which its answer is understood: that has the values alone.
+struct Asked {
+    std::uint16_t transaction = 0, reference = 0, count = 0;
+    std::uint8_t unit = 0, function = 0;
+};
+
+struct Requests : ProtocolMemory {
+    std::array<Asked, 64> queries;
+    Asked& at(std::uint16_t number) { return queries[number % queries.size()]; }
+};
+
+/// The registers from `first` on; where nobody knows which ones they are, their values alone.
+void readRegisters(Layer& modbus, std::optional<std::uint64_t> first)
 {
     const Layer::Window registers(modbus, modbus.read(byteCount));
-    while (modbus.more(2))
+    for (std::uint64_t i = 0; modbus.more(2); ++i) {
+        if (!first) {
+            modbus.read(reg);
+            continue;
+        }
+        const Layer::Group group(modbus, numbered, *first + i);
         modbus.read(reg);
+    }
 }
 
-void readBits(Layer& modbus)
+/// `count` bits, from the lowest of each byte on; as many as there are where nobody knows the count.
+void readBits(Layer& modbus, std::optional<std::uint64_t> many)
 {
-    modbus.readBytes(bits, modbus.read(byteCount));
+    const auto at = modbus.offset() + 1;
+    const auto bytes = modbus.readBytes(bits, modbus.read(byteCount));
+    MadeText made;
+    for (std::uint64_t i = 0; i < std::min<std::uint64_t>(many.value_or(bytes.size() * 8), bytes.size() * 8); ++i)
+        made.put(bytes[i / 8] >> i % 8 & 1 ? '1' : '0');
+    if (made.size())
+        modbus.addText(states, made, at, bytes.size());
 }
 
 /// What both ways say alike: a write is answered by what was written where.
@@ -72,29 +107,73 @@ bool readEither(Layer& modbus, std::uint64_t number)
     }
 }
 
-void readQuery(Layer& modbus, std::uint64_t number)
+/// Where the query begins, and how much it is about, for its answer.
+void remember(Layer& modbus, const Asked& query)
 {
-    switch (number) {
+    if (auto* const requests = modbus.stopped() ? nullptr : modbus.memory<Requests>(Transport::tcp, Layer::Ways::both))
+        requests->at(query.transaction) = query;
+}
+
+void readQuery(Layer& modbus, Asked query)
+{
+    switch (query.function) {
     case 1:
     case 2:
     case 3:
-    case 4: modbus.read(reference, count); break;
-    case 15: modbus.read(reference, count), readBits(modbus); break;
-    case 16: modbus.read(reference, count), readRegisters(modbus); break;
-    case 23: modbus.read(reference, count, reference, count), readRegisters(modbus); break;
-    case 24: modbus.read(reference); break;
-    default: break;
+    case 4:
+    case 15:
+    case 16:
+    case 23:
+        query.reference = static_cast<std::uint16_t>(modbus.read(reference));
+        query.count = static_cast<std::uint16_t>(modbus.read(count));
+        remember(modbus, query);
+        break;
+    case 24: modbus.read(reference); return;
+    default: return;
+    }
+    if (query.function == 15)
+        readBits(modbus, query.count);
+    else if (query.function == 16)
+        readRegisters(modbus, query.reference);
+    else if (query.function == 23) {
+        const auto written = modbus.read(reference);
+        modbus.read(count);
+        readRegisters(modbus, written);
     }
 }
 
-void readResponse(Layer& modbus, std::uint64_t number)
+/// The query of an answer, if it was seen.
+std::optional<Asked> queryOf(Layer& modbus, const Asked& answer)
 {
-    switch (number) {
+    Asked query;
+    if (const auto kept = modbus.kept(); kept && kept->size() == sizeof query)
+        std::memcpy(&query, kept->data(), sizeof query);
+    else if (auto* const requests = modbus.memory<Requests>(Transport::tcp, Layer::Ways::both))
+        query = requests->at(answer.transaction);
+    modbus.keep({reinterpret_cast<const std::uint8_t*>(&query), sizeof query});
+    if (query.transaction != answer.transaction || query.unit != answer.unit || query.function != answer.function)
+        return std::nullopt;
+    modbus.add(asked, query.reference);
+    modbus.add(askedCount, query.count);
+    return query;
+}
+
+void readResponse(Layer& modbus, const Asked& answer)
+{
+    switch (answer.function) {
     case 1:
-    case 2: readBits(modbus); break;
+    case 2: {
+        const auto query = queryOf(modbus, answer);
+        readBits(modbus, query ? std::optional<std::uint64_t>(query->count) : std::nullopt);
+        break;
+    }
     case 3:
     case 4:
-    case 23: readRegisters(modbus); break;
+    case 23: {
+        const auto query = queryOf(modbus, answer);
+        readRegisters(modbus, query ? std::optional<std::uint64_t>(query->reference) : std::nullopt);
+        break;
+    }
     case 15:
     case 16: modbus.read(reference, count); break;
     default: break;
@@ -112,15 +191,17 @@ void decode(Layer& modbus)
         }
         modbus.beginMessage();
         const Layer::Group group(modbus, message, modbus.peek8(7) & 0x7f);
-        modbus.read(transaction, identifier);
+        Asked told;
+        told.transaction = static_cast<std::uint16_t>(modbus.read(transaction));
+        modbus.read(identifier);
         const auto size = modbus.read(length);
         const Layer::Window body(modbus, size);
-        modbus.read(unit);
+        told.unit = static_cast<std::uint8_t>(modbus.read(unit));
         const auto code = modbus.readParts(functionByte, function, isException);
         if (code & 0x80)
             modbus.read(exception);
-        else if (!readEither(modbus, code))
-            isQuery ? readQuery(modbus, code) : readResponse(modbus, code);
+        else if (told.function = static_cast<std::uint8_t>(code); !readEither(modbus, code))
+            isQuery ? readQuery(modbus, told) : readResponse(modbus, told);
         if (modbus.more())
             modbus.readRest(data);
     }
@@ -140,8 +221,20 @@ void describe(const LayerView& modbus, TextSink& out)
         out(", count {}", many);
     if (const auto set = modbus[value])
         out(" = {}", set);
-    if (const auto registers = modbus.count(reg))
+    if (const auto where = modbus[asked])
+        out(", reference {}, count {}", where, modbus[askedCount]);
+    if (const auto registers = modbus.count(reg)) {
         out(", {} register{}", registers, registers == 1 ? "" : "s");
+        std::size_t told = 0;
+        modbus.each(reg, [&](const Value& entry) {
+            if (++told <= 4)
+                out("{}{}", told > 1 ? ", " : " = ", entry);
+        });
+        if (told > 4)
+            out(" …");
+    }
+    if (const auto all = modbus[states])
+        out(", {} state{} = {}", all.text().size(), all.text().size() == 1 ? "" : "s", all.text().substr(0, 16));
     out(", unit {}, transaction {}", modbus[unit], modbus[transaction]);
     if (const auto messages = modbus.count(message); messages > 1)
         out(" and {} more", messages - 1);
