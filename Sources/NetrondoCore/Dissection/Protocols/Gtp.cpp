@@ -1,4 +1,5 @@
 // GPRS tunnels: users' packets, and what nodes of mobile networks say about them (3GPP TS 29.060, 29.274, 29.281).
+#include "Dissection/Protocols/GtpNames.h"
 #include "Dissection/Protocols/MadeText.h"
 #include "Dissection/Protocols/Protocols.h"
 
@@ -8,86 +9,10 @@ namespace netrondo {
 
 namespace gtp {
 namespace {
-constexpr NamedValue types[] = {{1, "Echo request"},
-                                {2, "Echo response"},
-                                {26, "Error indication"},
-                                {31, "Supported extension headers"},
-                                {254, "End marker"},
-                                {255, "User data"},
-                                {16, "Create PDP context request"},
-                                {17, "Create PDP context response"},
-                                {20, "Delete PDP context request"},
-                                {21, "Delete PDP context response"},
-                                {32, "Create session request"},
-                                {33, "Create session response"},
-                                {34, "Modify bearer request"},
-                                {35, "Modify bearer response"},
-                                {36, "Delete session request"},
-                                {37, "Delete session response"},
-                                {38, "Change notification request"},
-                                {39, "Change notification response"}};
-
-constexpr NamedValue elements1[] = {{1, "cause"},
-                                    {2, "IMSI"},
-                                    {3, "routing area"},
-                                    {4, "temporary identity"},
-                                    {14, "recovery"},
-                                    {15, "selection mode"},
-                                    {16, "tunnel for data"},
-                                    {17, "tunnel for control"},
-                                    {20, "NSAPI"},
-                                    {26, "charging characteristics"},
-                                    {127, "charging ID"},
-                                    {128, "end user address"},
-                                    {131, "access point name"},
-                                    {132, "configuration options"},
-                                    {133, "GSN address"},
-                                    {134, "MSISDN"},
-                                    {135, "quality of service"},
-                                    {151, "radio access"},
-                                    {152, "user location"},
-                                    {153, "time zone"},
-                                    {154, "IMEI"},
-                                    {255, "private"}};
-constexpr NamedValue elements2[] = {{1, "IMSI"},
-                                    {2, "cause"},
-                                    {3, "recovery"},
-                                    {71, "access point name"},
-                                    {72, "aggregate maximum rate"},
-                                    {73, "bearer ID"},
-                                    {75, "equipment ID"},
-                                    {76, "MSISDN"},
-                                    {77, "indication"},
-                                    {78, "configuration options"},
-                                    {79, "address allocation"},
-                                    {80, "bearer quality"},
-                                    {82, "radio access"},
-                                    {83, "serving network"},
-                                    {86, "user location"},
-                                    {87, "tunnel endpoint"},
-                                    {93, "bearer context"},
-                                    {94, "charging ID"},
-                                    {95, "charging characteristics"},
-                                    {99, "PDN type"},
-                                    {114, "time zone"},
-                                    {127, "APN restriction"},
-                                    {128, "selection mode"},
-                                    {255, "private"}};
-constexpr NamedValue causes1[] = {
-    {0, "request IMSI"},     {128, "request accepted"},           {192, "non-existent"},          {199, "no resources"},
-    {204, "system failure"}, {209, "user authentication failed"}, {219, "missing or unknown APN"}};
-constexpr NamedValue causes2[] = {{16, "request accepted"},       {17, "request accepted in part"},
-                                  {64, "context not found"},      {70, "mandatory element missing"},
-                                  {72, "system failure"},         {73, "no resources"},
-                                  {78, "missing or unknown APN"}, {92, "user authentication failed"},
-                                  {94, "request rejected"}};
-constexpr NamedValue radios[] = {{1, "UTRAN"},          {2, "GERAN"},  {3, "WLAN"},          {4, "GAN"},
-                                 {5, "HSPA evolution"}, {6, "EUTRAN"}, {8, "EUTRAN NB-IoT"}, {10, "NR"}};
-constexpr NamedValue pdnTypes[] = {{1, "IPv4"}, {2, "IPv6"}, {3, "IPv4v6"}, {4, "non-IP"}};
-
 constexpr Field first{"gtp.flags", "Version and flags", Wire::hex8};
 constexpr Field version{"gtp.version", "Version", Wire::bits, {}, 0xe0};
-constexpr Field type{"gtp.type", "Message type", Wire::u8, types};
+constexpr Field type{"gtp.type", "Message type", Wire::u8, types1};
+constexpr Field type2{"gtp.type", "Message type", Wire::u8, types2};
 constexpr Field length{"gtp.length", "Length", Wire::u16};
 constexpr Field tunnel{"gtp.teid", "Tunnel endpoint", Wire::hex32};
 constexpr Field sequence{"gtp.seq", "Sequence number", Wire::u16};
@@ -288,22 +213,39 @@ void readVersion1(Layer& gtp, std::uint64_t bits, std::uint64_t kind)
         readElements1(gtp);
 }
 
-void decode(Layer& gtp)
+/// One message; the answer is whether another one rides behind it (3GPP TS 29.274, 5.5.1).
+bool readMessage(Layer& gtp)
 {
+    constexpr std::uint64_t carriesAnother = 0x10;
+    gtp.beginMessage();
     const auto bits = gtp.readParts(first, version);
-    const auto kind = gtp.read(type), size = gtp.read(length);
-    const Layer::Window message(gtp, bits >> 5 == 2 ? size : size + 4);
-    if (bits >> 5 != 2)
-        return readVersion1(gtp, bits, kind);
+    const bool isSecond = bits >> 5 == 2;
+    const auto kind = gtp.read(isSecond ? type2 : type), size = gtp.read(length);
+    const Layer::Window message(gtp, isSecond ? size : size + 4);
+    if (!isSecond) {
+        readVersion1(gtp, bits, kind);
+        return false;
+    }
     if (bits & 8)
         gtp.read(tunnel);
     gtp.read(sequence2, packetNumber);
     readElements2(gtp, false);
+    return bits & carriesAnother;
+}
+
+void decode(Layer& gtp)
+{
+    while (readMessage(gtp) && gtp.more() && gtp.peek8() >> 5 == 2)
+        continue;
 }
 
 void describe(const LayerView& gtp, TextSink& out)
 {
-    out("{}", gtp[type]);
+    std::size_t told = 0;
+    for (const auto& node : gtp.nodes()) {
+        if (node.field == &type || node.field == &type2)
+            out("{}{}", told++ ? " with " : "", Value(gtp.tree(), &node));
+    }
     if (const auto id = gtp[tunnel]) {
         out(", TEID 0x");
         out.putHex(id.number(), 8);
@@ -321,7 +263,8 @@ Likeness guess(Bytes payload, Transport transport)
 {
     constexpr std::size_t header = 8, optional = 4;
     constexpr std::uint8_t userData = 255;
-    if (transport != Transport::udp || payload.size() < header + optional || nameIn(types, payload[1]).empty())
+    if (transport != Transport::udp || payload.size() < header + optional
+        || nameIn(payload[0] >> 5 == 2 ? type2.names : type.names, payload[1]).empty())
         return Likeness::none;
     const auto size = load::be16(&payload[2]);
     if (payload[0] >> 5 == 2)
@@ -334,7 +277,7 @@ Likeness guess(Bytes payload, Transport transport)
         : Likeness::none;
 }
 
-constexpr Claim claims[] = {udpPort(2152), udpPort(2123), udpPort(3386)};
+constexpr Claim claims[] = {udpPort(2152), udpPort(2123), udpPort(3386), tcpPort(2123)};
 } // namespace
 
 constexpr Protocol protocol{
