@@ -238,12 +238,13 @@ void describe(const LayerView& enip, TextSink& out)
     }
 }
 
-/// A known command whose length is that of the payload, of a known status and without options, which nobody uses.
+/// A known command, but for the low ones, with which others begin too, whose length is that of the payload, of a known
+/// status and without options, which nobody uses.
 Likeness guess(Bytes payload, Transport transport)
 {
     if (transport != Transport::tcp && transport != Transport::udp)
         return Likeness::none;
-    if (payload.size() < headerSize || payload[0] == 0 || !isCommand(payload[0], payload[1])
+    if (payload.size() < headerSize || payload[0] < 0x63 || !isCommand(payload[0], payload[1])
         || load::le32(&payload[20]) != 0 || nameIn(states, load::le32(&payload[8])).empty())
         return Likeness::none;
     return load::le16(&payload[2]) == payload.size() - headerSize ? Likeness::likely : Likeness::none;
@@ -258,6 +259,6 @@ constexpr Protocol protocol{{"enip", "EtherNet/IP", Wire::layer},
                             decode,
                             describe,
                             guess,
-                            opensWith({Transport::tcp, Transport::udp}, 0x04).orBytes(0x63, 0x73)};
+                            opensWith({Transport::tcp, Transport::udp}, 0x63, 0x73)};
 static_assert(wellFormed(protocol));
 } // namespace netrondo::enip
