@@ -41,7 +41,7 @@ FIELDS = {
 # Streams are put together on both sides, but for bodies, which stand behind the headers told here; fragments on neither. Numbers are
 # absolute.
 PREFERENCES = ["ip.defragment:FALSE", "ipv6.defragment:FALSE", "tcp.relative_sequence_numbers:FALSE",
-               "tcp.try_heuristic_first:FALSE", "http.desegment_body:FALSE", "nbss.desegment_nbss_commands:FALSE"]
+               "tcp.try_heuristic_first:FALSE", "http.desegment_body:FALSE"]
 # The protocols whose order in a frame is compared, by either's name.
 STACK = {name: name for name in ("eth", "arp", "ip", "ipv6", "tcp", "udp", "sctp", "icmp", "icmpv6", "igmp", "gre", "ospf",
                                  "pim", "vrrp", "stp", "cdp", "lldp", "eapol", "dhcp", "dhcpv6", "ntp", "snmp", "ldap", "ipx",
@@ -97,8 +97,6 @@ def order(protocols):
 def reason(field, mine, other, stack, goes_on, columns):
     """Why the two differ, as far as the frame shows it; None where it does not."""
     protocols, info = columns["frame.protocols"].split(":"), columns["_ws.col.Info"]
-    if len(stack) <= 2 and stack[-1] in ("frame", "data"):
-        return "a link that is not read here"
     if columns["ip.flags.mf"].startswith(("1", "True")) or "ipv6.fraghdr" in protocols or "ipv6.fraghdr" in stack:
         return "a fragment: its beginning is read here, and only told as data there"
     if "_ws.malformed" in protocols or "_ws.short" in protocols or "decode.malformed" in stack:
@@ -111,14 +109,12 @@ def reason(field, mine, other, stack, goes_on, columns):
         return "a message that goes on in the next segment: told here as far as it goes"
     if mine and not other and (protocols[-1] == "data" or info == "Continuation"):
         return "read here, left as data or as a continuation there"
-    if other and not mine and "ipx" in protocols:
-        return "what NetBIOS carries over IPX is not read here"
     if field.startswith("dns.") and ("nbns" in stack or "nbns" in protocols):
         return "NetBIOS names: names and records are counted otherwise"
     if other and mine and set(map(normal, mine)) <= set(map(normal, other)):
         return "quoted or repeated there: a header within another, or a message shown again"
-    if mine and not other and any(name in stack for name in ("quic", "dtls", "eap", "rdp")):
-        return "handshakes within QUIC, DTLS, EAP and RDP are told here"
+    if mine and not other and any(name in stack for name in ("quic", "dtls", "eap", "openvpn", "rdp")):
+        return "handshakes within QUIC, DTLS, EAP, OpenVPN and RDP are told here"
     return None
 
 
