@@ -3,6 +3,7 @@
 
 #include "Base/Address.h"
 #include "Dissection/Protocols/DnsTypes.h"
+#include "Dissection/Protocols/NetBiosNames.h"
 
 namespace netrondo::dnsMessage {
 namespace {
@@ -63,7 +64,9 @@ std::size_t nameAt(Layer& layer, Names names, MadeText& out)
         std::size_t at = offset;
         if (message.size() > offset + 1 && message[offset] >= 0xc0)
             at = static_cast<std::size_t>(message[offset] & 0x3f) << 8 | message[offset + 1];
-        if (!netBiosName(message, at, out))
+        if (const auto sixteen = netBiosNames::unpack(slice(message, at)))
+            netBiosNames::put(out, *sixteen);
+        else
             out.put(letters);
         return end ? end - offset : 0;
     }
@@ -215,27 +218,6 @@ void readRecord(Layer& layer, Names names, const Section& section)
 }
 
 } // namespace
-
-/// A NetBIOS name: 16 characters, each as two letters from "A" on; the last one is the kind of the name.
-bool netBiosName(Bytes message, std::size_t offset, MadeText& out)
-{
-    const auto label = slice(message, offset, 33);
-    if (label.size() < 33 || label[0] != 32)
-        return false;
-    std::uint8_t characters[16];
-    for (std::size_t i = 0; i < 16; ++i) {
-        const auto high = label[1 + 2 * i] - 'A', low = label[2 + 2 * i] - 'A';
-        if (high < 0 || high > 15 || low < 0 || low > 15)
-            return false;
-        characters[i] = static_cast<std::uint8_t>(high << 4 | low);
-    }
-    std::size_t length = 15;
-    while (length && (characters[length - 1] == ' ' || characters[length - 1] == 0))
-        --length;
-    out.put({reinterpret_cast<const char*>(characters), length});
-    out.add("<{:02x}>", characters[15]);
-    return true;
-}
 
 std::size_t name(Bytes message, std::size_t offset, MadeText& out)
 {

@@ -26,9 +26,6 @@ void describe(const LayerView& view, TextSink& out);
 /// True when the bytes hold a header that a resolver could have sent.
 bool looksRight(Bytes message);
 
-/// The NetBIOS name whose 33 bytes stand at `offset`, its kind behind it (RFC 1001, 14.1); false for other bytes.
-bool netBiosName(Bytes message, std::size_t offset, MadeText& out);
-
 /// The domain name at `offset` of the message, compression followed; where the name's own bytes end, or 0 when it is
 /// broken.
 std::size_t name(Bytes message, std::size_t offset, MadeText& out);

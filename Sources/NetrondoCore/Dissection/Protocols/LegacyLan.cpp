@@ -79,18 +79,11 @@ constexpr Field offset{"nbdgm.offset", "Packet offset", Wire::u16};
 constexpr Field sourceName{"nbdgm.src_name", "Source name", Wire::madeText};
 constexpr Field destinationName{"nbdgm.dst_name", "Destination name", Wire::madeText};
 
-/// The letters of RFC 1001, 14.1; 34 bytes with length and end.
 void readEncodedName(Layer& layer, const Field& field)
 {
-    constexpr std::size_t wholeName = 34;
-    if (!layer.more(wholeName) || layer.peek8() != 32)
-        return layer.isCut() && layer.left() < wholeName ? layer.skip(wholeName) : layer.reject(field);
-    std::uint8_t name[16];
-    for (std::size_t i = 0; i < 16; ++i)
-        name[i] =
-            static_cast<std::uint8_t>((layer.peek8(1 + 2 * i) - 'A') << 4 | ((layer.peek8(2 + 2 * i) - 'A') & 15));
-    netBiosNames::put(layer, field, name, layer.offset(), wholeName);
-    layer.skip(wholeName);
+    constexpr std::size_t wholeName = netBiosNames::encodedLength + 1;
+    if (!netBiosNames::readEncoded(layer, field))
+        layer.isCut() && layer.left() < wholeName ? layer.skip(wholeName) : layer.reject(field);
 }
 
 void decode(Layer& nbdgm)

@@ -1,5 +1,5 @@
 // Server Message Block, versions 1 to 3 (MS-CIFS, MS-SMB2), behind the NetBIOS session service or bare on port 445.
-#include "Dissection/Protocols/DnsMessage.h"
+#include "Dissection/Protocols/NetBiosNames.h"
 #include "Dissection/Protocols/Protocols.h"
 #include "Dissection/Protocols/Smb1.h"
 #include "Dissection/Protocols/Smb2.h"
@@ -21,16 +21,6 @@ constexpr Field calling{"nbss.calling", "Calling name", Wire::madeText};
 constexpr Field names{"nbss.names", "Names", Wire::bytes};
 constexpr Field continuation{"nbss.continuation", "Continuation of a message", Wire::bytes};
 
-void readName(Layer& nbss, const Field& field)
-{
-    constexpr std::size_t size = 34; // a label of 32 letters, and the empty one that ends it
-    MadeText name;
-    if (nbss.left() < size || !dnsMessage::netBiosName(nbss.rest(), 0, name))
-        return;
-    nbss.addText(field, name, nbss.offset(), size);
-    nbss.skip(size);
-}
-
 void decode(Layer& nbss)
 {
     while (nbss.more()) {
@@ -49,8 +39,8 @@ void decode(Layer& nbss)
                 nbss.handOver(smb::protocol);
         } else if (kind == 0x81) {
             const Layer::Window both(nbss, size);
-            readName(nbss, called);
-            readName(nbss, calling);
+            netBiosNames::readEncoded(nbss, called);
+            netBiosNames::readEncoded(nbss, calling);
             if (nbss.more())
                 nbss.readRest(names);
         } else if (kind == 0x83) {
