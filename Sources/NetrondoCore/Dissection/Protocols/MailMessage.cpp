@@ -40,21 +40,28 @@ void addHeaders(Layer& layer, std::string_view text, std::uint32_t at)
     }
 }
 
-} // namespace
+/// How many bytes of the message these hold, and how much of its end is met with them.
+struct Extent {
+    std::size_t size;
+    std::uint8_t matched;
+};
+
+constexpr std::string_view messageEnd = "\r\n.\r\n";
 
 Extent untilDot(Bytes bytes, std::uint8_t matched)
 {
-    constexpr std::string_view end = "\r\n.\r\n";
     const auto text = asText(bytes);
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (matched == 0 && (i = text.find('\r', i)) == text.npos)
             break;
-        matched = static_cast<std::uint8_t>(text[i] == end[matched] ? matched + 1 : text[i] == '\r');
-        if (matched == end.size())
-            return {i + 1, 0, true};
+        matched = static_cast<std::uint8_t>(text[i] == messageEnd[matched] ? matched + 1 : text[i] == '\r');
+        if (matched == messageEnd.size())
+            return {i + 1, matched};
     }
-    return {text.size(), matched, false};
+    return {text.size(), matched};
 }
+
+} // namespace
 
 void read(Layer& layer, const Field& data, std::size_t size, bool isBeginning)
 {
@@ -65,6 +72,19 @@ void read(Layer& layer, const Field& data, std::size_t size, bool isBeginning)
         return;
     addHeaders(layer, text, at);
     layer.tree().close(node);
+}
+
+bool readUntilDot(Layer& layer, const Field& data, const Field& end, Progress& progress)
+{
+    layer.beginMessage();
+    const auto extent = untilDot(layer.rest(), progress.matched);
+    read(layer, data, extent.size, !progress.isBegun);
+    progress = {extent.matched, true};
+    if (extent.matched < messageEnd.size())
+        return false;
+    layer.add(end, 0, layer.offset(), 0);
+    progress = {};
+    return true;
 }
 
 void describe(const LayerView& view, TextSink& out)

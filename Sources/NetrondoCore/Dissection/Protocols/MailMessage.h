@@ -9,18 +9,17 @@
 
 namespace netrondo::mail {
 
-/// How much of the end of a message (CR LF, dot, CR LF; RFC 5321, 4.1.1.4) stood before. A message begins with a line.
-inline constexpr std::uint8_t atLineStart = 2;
+/// How far a message has come that ends with the line of a dot: CR LF, dot, CR LF (RFC 5321, 4.1.1.4).
+struct Progress {
+    std::uint8_t matched = 2; ///< how much of that end has been met; a message begins with a line
+    bool isBegun = false;
 
-/// How many bytes of the message follow: up to and with the line of a dot, or all of them. `matched` is as above, and
-/// `isEnd` says whether the dot was there.
-struct Extent {
-    std::size_t size;
-    std::uint8_t matched;
-    bool isEnd;
+    friend bool operator==(const Progress&, const Progress&) = default;
 };
-Extent untilDot(Bytes bytes, std::uint8_t matched);
 
+/// Reads what there is of the message, up to and with its dot, of which `end` tells. True where that was there; then
+/// the next message may follow.
+bool readUntilDot(Layer& layer, const Field& data, const Field& end, Progress& progress);
 /// Reads so many bytes of a message as a node of the field; where it begins with them, its headers become children.
 void read(Layer& layer, const Field& data, std::size_t size, bool isBeginning);
 /// ", from …, to …, subject …" of the first message that begins here.

@@ -32,10 +32,9 @@ struct Dialogue {
     std::array<Answer, 8> asked{};
     std::uint8_t count = 0;
     Answer coming = Answer::statusOnly;
-    std::uint8_t matched = 0; ///< of the message's end
-    bool isBegun = false;     ///< the message has
-    bool isLogin = false;     ///< the server asked for more of a login: the client's next line is no command
-    std::uint8_t server = 0;  ///< its way and 1; 0 where nobody knows
+    mail::Progress message;
+    bool isLogin = false;    ///< the server asked for more of a login: the client's next line is no command
+    std::uint8_t server = 0; ///< its way and 1; 0 where nobody knows
 
     friend bool operator==(const Dialogue&, const Dialogue&) = default;
 
@@ -69,16 +68,8 @@ Answer answerTo(std::string_view verb, std::string_view rest)
 
 void readMail(Layer& pop3, Dialogue& dialogue)
 {
-    pop3.beginMessage();
-    const auto extent = mail::untilDot(pop3.rest(), dialogue.matched);
-    const bool isBeginning = !dialogue.isBegun;
-    dialogue.isBegun = true;
-    dialogue.matched = extent.matched;
-    mail::read(pop3, data, extent.size, isBeginning);
-    if (!extent.isEnd)
-        return;
-    pop3.add(messageEnd, 0, pop3.offset(), 0);
-    dialogue.coming = Answer::statusOnly;
+    if (mail::readUntilDot(pop3, data, messageEnd, dialogue.message))
+        dialogue.coming = Answer::statusOnly;
 }
 
 bool isReply(std::string_view next)
@@ -105,8 +96,7 @@ void readReply(Layer& pop3, std::string_view whole, std::uint32_t at, Dialogue& 
         return;
     const auto answer = dialogue.answered();
     dialogue.coming = word == "+OK" ? answer : Answer::statusOnly;
-    dialogue.matched = mail::atLineStart;
-    dialogue.isBegun = false;
+    dialogue.message = {};
 }
 
 void readCommand(Layer& pop3, std::string_view whole, std::uint32_t at, Dialogue& dialogue)

@@ -33,8 +33,7 @@ struct Dialogue {
     Mechanism mechanism = Mechanism::none;
     std::uint8_t step = 0; ///< lines of the login so far
     std::uint8_t clientWay = 0;
-    std::uint8_t matched = 0; ///< of the message's end
-    bool isBegun = false;     ///< the message has
+    mail::Progress message;
 
     friend bool operator==(const Dialogue&, const Dialogue&) = default;
 };
@@ -102,17 +101,8 @@ void readLogin(Layer& smtp, Dialogue& dialogue)
 
 void readMessage(Layer& smtp, Dialogue& dialogue)
 {
-    smtp.beginMessage();
-    const auto extent = mail::untilDot(smtp.rest(), dialogue.matched);
-    const bool isBeginning = !dialogue.isBegun;
-    dialogue.isBegun = true;
-    dialogue.matched = extent.matched;
-    mail::read(smtp, message, extent.size, isBeginning);
-    if (!extent.isEnd)
-        return;
-    smtp.add(messageEnd, 0, smtp.offset(), 0);
-    dialogue.phase = Phase::commands;
-    dialogue.isBegun = false;
+    if (mail::readUntilDot(smtp, message, messageEnd, dialogue.message))
+        dialogue.phase = Phase::commands;
 }
 
 /// A chunk's size is told, so its end needs no dot.
@@ -125,8 +115,8 @@ void readChunk(Layer& smtp, std::string_view size, Dialogue& dialogue)
         smtp.goesOn(count - smtp.leftOnWire());
     const auto here = std::min<std::uint64_t>(count, smtp.left());
     if (here)
-        mail::read(smtp, message, here, !dialogue.isBegun);
-    dialogue.isBegun = !textLines::equalsIgnoringCase(last, "LAST");
+        mail::read(smtp, message, here, !dialogue.message.isBegun);
+    dialogue.message.isBegun = !textLines::equalsIgnoringCase(last, "LAST");
 }
 
 void follow(Layer& smtp, const commandLines::Line& read, Dialogue& dialogue)
@@ -136,11 +126,10 @@ void follow(Layer& smtp, const commandLines::Line& read, Dialogue& dialogue)
         dialogue.clientWay = way ^ 1;
         const bool asks = read.code == 334 && dialogue.mechanism != Mechanism::none;
         dialogue.phase = read.code == 354 ? Phase::content : asks ? Phase::credentials : Phase::commands;
-        dialogue.matched = mail::atLineStart;
         if (!asks)
             dialogue.mechanism = Mechanism::none;
         if (read.code == 354)
-            dialogue.isBegun = false;
+            dialogue.message = {};
         return;
     }
     dialogue.clientWay = way;
@@ -157,7 +146,7 @@ void follow(Layer& smtp, const commandLines::Line& read, Dialogue& dialogue)
     } else if (textLines::equalsIgnoringCase(read.verb, "BDAT")) {
         readChunk(smtp, read.argument, dialogue);
     } else if (textLines::equalsIgnoringCase(read.verb, "MAIL") || textLines::equalsIgnoringCase(read.verb, "RSET")) {
-        dialogue.isBegun = false;
+        dialogue.message = {};
     }
 }
 
